@@ -1,0 +1,28 @@
+/** Post-filter: sharpens the spectral envelope of the synthesised speech
+ *
+ *  Source: Chen and Gersho, "Adaptive Postfiltering for Quality Enhancement of Coded Speech", IEEE Trans. Speech Audio
+ *          Proc. 3, 1995.
+ */
+#ifndef TALV_DECODER_POSTFILTER_H
+#define TALV_DECODER_POSTFILTER_H
+
+#include "dsp/constants.h"
+
+namespace talv
+{
+
+extern const float pf_zero_weight[LPC_ORDER]; /* powers of 0.6: bandwidth of the zeros */
+extern const float pf_pole_weight[LPC_ORDER]; /* powers of 0.9: bandwidth of the poles */
+
+/** A(z/0.6) T(z) / A(z/0.9), T(z) = t0 + t1 z^-1 making the gain 1 at 0 Hz and 0.5 at 4000 Hz
+ *  order  I                  always LPC_ORDER
+ *  num    IO [order+1]       coefficients of z^-1 .. z^-10 of the zeros in; rewritten with the tilt folded in
+ *  den    I  [order]         coefficients of z^-1 .. z^-10 of the poles
+ *  count  I
+ *  in     I  [-11 .. count-1]
+ *  out    IO [-10 .. count-1]   earlier output read, count samples written. The filter has no other memory.       */
+void postfilter(int order, float *num, const float *den, int count, const float *in, float *out) noexcept;
+
+} // namespace talv
+
+#endif
