@@ -53,12 +53,15 @@ struct DecoderState {
     float cycle_phase;            /* read position on the grid of the newest cycle                            */
 };
 
+struct FrameRoutines; /* codec/dispatch.h */
+
 } // namespace talv
 
 struct TALV_Codec {
     talv::EncoderState enc;
     talv::DecoderState dec;
-    int32_t tag; /* 66 once open */
+    int32_t tag;                         /* 66 once open                                        */
+    const talv::FrameRoutines *routines; /* the frame drivers chosen for this processor at open */
 };
 
 static_assert(sizeof(TALV_Codec) <= 16 * 1024, "an instance must fit 16 KiB");

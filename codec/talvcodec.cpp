@@ -1,5 +1,6 @@
 #include "codec/talvcodec.h"
 
+#include "codec/dispatch.h"
 #include "codec/frame.h"
 #include "codec/instance.h"
 #include "decoder/decoder.h"
@@ -27,6 +28,7 @@ int32_t TALV_CodecOpen(TALV_Codec **handle) noexcept
     TALV_EncodeInit(*handle);
     TALV_DecodeInit(*handle);
     (*handle)->tag = OPEN_TAG;
+    (*handle)->routines = talv::choose_routines();
     return TALV_OK;
 }
 
@@ -52,7 +54,7 @@ int32_t TALV_SpeechEncode(TALV_Codec *instance, const int16_t *pcm, uint8_t *fra
 {
     *bytes = TALV_FRAME_BYTES;
     talv::FrameParams params;
-    talv::encoder_analyse(&instance->enc, pcm, &params);
+    instance->routines->encoder_analyse(&instance->enc, pcm, &params);
     talv::frame_pack(&params, frame);
     return TALV_OK;
 }
@@ -62,7 +64,7 @@ int32_t TALV_SpeechDecode(TALV_Codec *instance, const uint8_t *frame, int16_t *p
     *bytes = TALV_FRAME_BYTES;
     talv::FrameParams params;
     talv::frame_unpack(frame, &params);
-    talv::decoder_synthesise(&instance->dec, &params, pcm);
+    instance->routines->decoder_synthesise(&instance->dec, &params, pcm);
     return TALV_OK;
 }
 

@@ -79,6 +79,12 @@
 #define TALV_NOEXCEPT
 #endif
 
+#if defined(__GNUC__) && !defined(_WIN32)
+#define TALV_API __attribute__((visibility("default")))
+#else
+#define TALV_API
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -91,27 +97,27 @@ typedef struct TALV_Codec TALV_Codec;
  *  handle   out   the instance, to be closed by TALV_CodecClose; null when there is no memory
  *  return         TALV_OK, or TALV_NO_MEMORY ("Failed to Open CODEC Instance" then goes to standard output)
  */
-int32_t TALV_CodecOpen(TALV_Codec **handle) TALV_NOEXCEPT;
+TALV_API int32_t TALV_CodecOpen(TALV_Codec **handle) TALV_NOEXCEPT;
 
 /** Close an instance; it must not be used afterwards
  *
  *  instance       null is accepted and does nothing
  *  return         TALV_OK
  */
-int32_t TALV_CodecClose(TALV_Codec *instance) TALV_NOEXCEPT;
+TALV_API int32_t TALV_CodecClose(TALV_Codec *instance) TALV_NOEXCEPT;
 
 /** Put the encoder back to the start of a stream; the decoder is left as it is
  *
  *  May be called at any time between frames. What follows depends on nothing that came before.
  *  return         TALV_OK
  */
-int32_t TALV_EncodeInit(TALV_Codec *instance) TALV_NOEXCEPT;
+TALV_API int32_t TALV_EncodeInit(TALV_Codec *instance) TALV_NOEXCEPT;
 
 /** Put the decoder back to the start of a stream; the encoder is left as it is
  *
  *  return         TALV_OK
  */
-int32_t TALV_DecodeInit(TALV_Codec *instance) TALV_NOEXCEPT;
+TALV_API int32_t TALV_DecodeInit(TALV_Codec *instance) TALV_NOEXCEPT;
 
 /** Encode one frame
  *
@@ -123,7 +129,8 @@ int32_t TALV_DecodeInit(TALV_Codec *instance) TALV_NOEXCEPT;
  *
  *  The buffers must not overlap.
  */
-int32_t TALV_SpeechEncode(TALV_Codec *instance, const int16_t *pcm, uint8_t *frame, uint32_t *bytes) TALV_NOEXCEPT;
+TALV_API int32_t TALV_SpeechEncode(TALV_Codec *instance, const int16_t *pcm, uint8_t *frame,
+                                   uint32_t *bytes) TALV_NOEXCEPT;
 
 /** Decode one frame
  *
@@ -135,7 +142,8 @@ int32_t TALV_SpeechEncode(TALV_Codec *instance, const int16_t *pcm, uint8_t *fra
  *  There is no call for a lost frame. A host that knows of a loss passes a frame of its own choice (its last one, say),
  *  so that the stream keeps its time.
  */
-int32_t TALV_SpeechDecode(TALV_Codec *instance, const uint8_t *frame, int16_t *pcm, uint32_t *bytes) TALV_NOEXCEPT;
+TALV_API int32_t TALV_SpeechDecode(TALV_Codec *instance, const uint8_t *frame, int16_t *pcm,
+                                   uint32_t *bytes) TALV_NOEXCEPT;
 
 #ifdef __cplusplus
 }

@@ -17,7 +17,7 @@
 #include <bit>
 #include <cstdio>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 namespace
@@ -185,4 +185,4 @@ void decoder_synthesise(DecoderState *dec, const FrameParams *params, int16_t *p
     pcm_round(FRAME_LEN, dec->out_hist + OUT_PAST, pcm);
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

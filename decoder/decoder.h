@@ -4,10 +4,11 @@
 
 #include "codec/frame.h"
 #include "codec/instance.h"
+#include "dsp/target.h"
 
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 /** Put the decoder at the start of a stream */
@@ -18,6 +19,6 @@ void decoder_reset(DecoderState *dec) noexcept;
  *  pcm      O  [FRAME_LEN]                                                                                        */
 void decoder_synthesise(DecoderState *dec, const FrameParams *params, int16_t *pcm) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "dsp/wide.h"
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 namespace
@@ -91,4 +91,4 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
     *phase = rounded(pos_new);
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

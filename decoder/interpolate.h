@@ -10,9 +10,11 @@
 #ifndef TALV_DECODER_INTERPOLATE_H
 #define TALV_DECODER_INTERPOLATE_H
 
+#include "dsp/target.h"
+
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 /** Whether the old cycle is to be dropped instead of cross-faded
@@ -34,6 +36,6 @@ double spline_value(const float *coef, double pos) noexcept;
 void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, int p_old, int p_new, int L, float *out,
                     float *phase) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

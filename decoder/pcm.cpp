@@ -1,6 +1,6 @@
 #include "decoder/pcm.h"
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 namespace
@@ -25,4 +25,4 @@ void pcm_round(int n, const float *x, int16_t *pcm) noexcept
     }
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

@@ -2,9 +2,11 @@
 #ifndef TALV_DECODER_PCM_H
 #define TALV_DECODER_PCM_H
 
+#include "dsp/target.h"
+
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 /** Round to nearest, ties to even; what does not fit 16 bits, NaN included, becomes -32768: there is no saturation
@@ -12,6 +14,6 @@ namespace talv
  *  pcm   O  [n]                                                                                                   */
 void pcm_round(int n, const float *x, int16_t *pcm) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

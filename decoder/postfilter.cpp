@@ -2,7 +2,7 @@
 
 #include "dsp/wide.h"
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 const float pf_zero_weight[LPC_ORDER] = {0.6f,      0.36f,     0.216f,    0.1296f,   0.07776f,
@@ -53,4 +53,4 @@ void postfilter(int order, float *num, const float *den, int count, const float 
     }
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

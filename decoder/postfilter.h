@@ -7,8 +7,9 @@
 #define TALV_DECODER_POSTFILTER_H
 
 #include "dsp/constants.h"
+#include "dsp/target.h"
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 extern const float pf_zero_weight[LPC_ORDER]; /* powers of 0.6: bandwidth of the zeros */
@@ -23,6 +24,6 @@ extern const float pf_pole_weight[LPC_ORDER]; /* powers of 0.9: bandwidth of the
  *  out    IO [-10 .. count-1]   earlier output read, count samples written. The filter has no other memory.       */
 void postfilter(int order, float *num, const float *den, int count, const float *in, float *out) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "dsp/wide.h"
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 void subframe_grid(int32_t lag, int32_t frame_len, int32_t k_min, int32_t k_max, float factor, int32_t *K,
@@ -101,4 +101,4 @@ void gain_interp(int32_t count, float *g, int32_t K, float onset, float *out) no
     }
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

@@ -6,9 +6,11 @@
 #ifndef TALV_DECODER_TRACKS_H
 #define TALV_DECODER_TRACKS_H
 
+#include "dsp/target.h"
+
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 inline constexpr float GAIN_ONSET = 3.0f; /* a squared gain that rises by this factor is followed at once */
@@ -48,6 +50,6 @@ void as_interp(int32_t dim, const float *prev, const float *cur, int32_t K, floa
  *  out        O  [K]              an RMS in the scale of 16-bit PCM                                               */
 void gain_interp(int32_t count, float *g, int32_t K, float onset, float *out) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

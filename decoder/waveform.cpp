@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 // clang-format off
@@ -245,4 +245,4 @@ void spline_prefilter(int size, const Complex *table, int n, Complex *spec) noex
     }
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

@@ -11,10 +11,11 @@
 
 #include "dsp/constants.h"
 #include "dsp/fft.h"
+#include "dsp/target.h"
 
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 inline constexpr int POLY_TERMS = LPC_ORDER + 3; /* A(z) times the second-order tilt factor */
@@ -72,6 +73,6 @@ void spectrum_trim(int p, int n, Complex *spec) noexcept;
  *  spec  IO [n/2 + 1]                                                                                           */
 void spline_prefilter(int size, const Complex *table, int n, Complex *spec) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

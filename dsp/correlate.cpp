@@ -1,49 +1,91 @@
 #include "dsp/correlate.h"
 
+#include "dsp/simd.h"
 #include "dsp/wide.h"
 
-namespace talv
+#include <algorithm>
+
+namespace talv::inline TALV_TARGET
 {
 
 namespace
 {
 
-constexpr int SIDE_BY_SIDE = 8; /* lags at once: enough independent sums to hide the latency of an addition */
+/* Groups of LANES lags at once, a register (or a pair) of sums each: enough to hide the latency of an addition, and as
+ * many as the registers hold. */
+#ifdef TALV_SIMD_AVX2
+constexpr int GROUPS = 12;
+#else
+constexpr int GROUPS = 5;
+#endif
 
-/** `lags` (at most SIDE_BY_SIDE) sums from lag upwards */
-template <int lags>
-void correlate_group(const float *x, int n, int lag, float bias, float *out) noexcept
+/** The sums of groups * LANES lags downwards from lag_hi; the lags below lag_lo are dropped */
+template <int groups>
+void correlate_groups(const double *x, int n, int lag_lo, int lag_hi, double bias, float *out) noexcept
 {
-    double sum[lags];
-    for (int l = 0; l < lags; l++)
-        sum[l] = wide(bias);
-    for (int i = 0; i < n; i++) {
-        const double now = wide(x[i]);
-        const float *past = x + i - lag;
-        for (int l = 0; l < lags; l++)
-            sum[l] += now * wide(past[-l]);
+    Wide4 sum[groups];
+    TALV_UNROLL
+    for (int g = 0; g < groups; g++)
+        sum[g] = broadcast(bias);
+    _Pragma("GCC unroll 2") for (int i = 0; i < n; i++)
+    {
+        const Wide4 now = broadcast(x[i]);
+        TALV_UNROLL
+        for (int g = 0; g < groups; g++)
+            sum[g] = add_exact(sum[g], now, load(x + i - lag_hi + LANES * g));
     }
-    for (int l = 0; l < lags; l++)
-        out[l] = rounded(sum[l]);
+    out += lag_hi - lag_lo + 1; /* the lanes lie in order of time: the longest lag first */
+    TALV_UNROLL
+    for (int g = 0; g < groups - 1; g++)
+        store_rounded_reversed(out - LANES * (g + 1), sum[g]);
+    const int left = std::min(LANES, lag_hi - lag_lo + 1 - LANES * (groups - 1));
+    float last[LANES];
+    store_rounded(last, sum[groups - 1]);
+    for (int l = 0; l < left; l++)
+        out[-LANES * (groups - 1) - 1 - l] = last[l];
+}
+
+/** correlate_groups for a number of groups known at run time, at most `groups` */
+template <int groups>
+void correlate_up_to(int wanted, const double *x, int n, int lag_lo, int lag_hi, double bias, float *out) noexcept
+{
+    if constexpr (groups > 1) {
+        if (wanted < groups) {
+            correlate_up_to<groups - 1>(wanted, x, n, lag_lo, lag_hi, bias, out);
+            return;
+        }
+    }
+    correlate_groups<groups>(x, n, lag_lo, lag_hi, bias, out);
 }
 
 } // namespace
 
-void correlate_lags(const float *x, int n, int lag_lo, int lag_hi, float bias, float *out) noexcept
+void widen(const float *x, int n, double *out) noexcept
 {
-    int lag = lag_lo;
-    for (; lag + SIDE_BY_SIDE <= lag_hi + 1; lag += SIDE_BY_SIDE)
-        correlate_group<SIDE_BY_SIDE>(x, n, lag, bias, out + (lag - lag_lo));
-    for (; lag <= lag_hi; lag++)
-        correlate_group<1>(x, n, lag, bias, out + (lag - lag_lo));
+    int i = 0;
+    for (; i + LANES <= n; i += LANES)
+        store(out + i, load_wide(x + i));
+    for (; i < n; i++)
+        out[i] = wide(x[i]);
+}
+
+void correlate_lags(const double *x, int n, int lag_lo, int lag_hi, float bias, float *out) noexcept
+{
+    /* Passes of nearly equal size, so that none is left with too few sums to hide the latency */
+    int groups = (lag_hi - lag_lo + LANES) / LANES;
+    for (int passes = (groups + GROUPS - 1) / GROUPS; passes > 0; passes--) {
+        const int now = (groups + passes - 1) / passes;
+        correlate_up_to<GROUPS>(now, x, n, lag_lo, lag_hi, wide(bias), out);
+        groups -= now;
+        lag_hi -= now * LANES;
+    }
 }
 
 float energy(const float *x, int n) noexcept
 {
     double sum = 0.0;
-    for (int i = 0; i < n; i++)
-        sum += wide(x[i]) * wide(x[i]);
+    _Pragma("GCC unroll 4") for (int i = 0; i < n; i++) sum = add_exact(sum, wide(x[i]), wide(x[i]));
     return rounded(sum);
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

@@ -3,7 +3,7 @@
 #include "dsp/trig.h"
 #include "dsp/wide.h"
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 namespace
@@ -153,4 +153,4 @@ void real_ifft(const Complex *spectrum, float *samples, int n, int size_max, con
         samples[i] *= r;
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

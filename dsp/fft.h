@@ -12,10 +12,11 @@
 
 #include "dsp/constants.h"
 #include "dsp/table.h"
+#include "dsp/target.h"
 
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 struct Complex {
@@ -40,6 +41,6 @@ void real_fft(const float *samples, Complex *spectrum, int n, int size_max, cons
 void real_ifft(const Complex *spectrum, float *samples, int n, int size_max, const int32_t *bitrev,
                const Complex *twiddle) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

@@ -2,10 +2,12 @@
 #ifndef TALV_DSP_FLOAT_ORDER_H
 #define TALV_DSP_FLOAT_ORDER_H
 
+#include "dsp/target.h"
+
 #include <bit>
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 /** The 32-bit pattern of a float as a signed integer
@@ -16,6 +18,6 @@ constexpr int32_t float_order(float v) noexcept
     return std::bit_cast<int32_t>(v);
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

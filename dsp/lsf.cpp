@@ -4,7 +4,7 @@
 #include "dsp/trig.h"
 #include "dsp/wide.h"
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 namespace
@@ -142,4 +142,4 @@ int lsf_stabilize(float *lsf, int order, float spacing) noexcept
     return 0;
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

@@ -11,7 +11,9 @@
 #ifndef TALV_DSP_LSF_H
 #define TALV_DSP_LSF_H
 
-namespace talv
+#include "dsp/target.h"
+
+namespace talv::inline TALV_TARGET
 {
 
 inline constexpr double LSF_TOP = 3.14159;           /* top of the LSF range in radians: six digits of pi, by design */
@@ -47,6 +49,6 @@ int intrp_lsf_lpc(const float *lsf_from, const float *lsf_to, int order, int ste
  *  downwards.                                                                                                       */
 int lsf_stabilize(float *lsf, int order, float spacing) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 /* Levels in radians. List 0 holds values of the first LSF, list k the distance between LSF k-1 and LSF k. Each list
@@ -63,4 +63,4 @@ void lsf_dequant(float *lsf, const int32_t *index, int order, const float *level
     }
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

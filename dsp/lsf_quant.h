@@ -7,10 +7,11 @@
 #define TALV_DSP_LSF_QUANT_H
 
 #include "dsp/constants.h"
+#include "dsp/target.h"
 
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 inline constexpr int LSF_LEVEL_TOTAL = 92;
@@ -39,6 +40,6 @@ void lsf_quant(const float *lsf, int32_t *index, int order, const float *levels,
  *  index   I  [order]   not tested; a field of the frame cannot leave its list                                     */
 void lsf_dequant(float *lsf, const int32_t *index, int order, const float *levels, const int32_t *counts) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

@@ -2,7 +2,9 @@
 #ifndef TALV_DSP_TABLE_H
 #define TALV_DSP_TABLE_H
 
-namespace talv
+#include "dsp/target.h"
+
+namespace talv::inline TALV_TARGET
 {
 
 /** An array that a constexpr routine can return; used as the pointer to its first entry, like any array */
@@ -12,6 +14,6 @@ struct Table {
     constexpr operator const T *() const noexcept { return entry; }
 };
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

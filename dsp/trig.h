@@ -8,9 +8,11 @@
 #ifndef TALV_DSP_TRIG_H
 #define TALV_DSP_TRIG_H
 
+#include "dsp/target.h"
+
 #include <cmath>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 inline constexpr double PI = 3.14159265358979323846;
@@ -121,6 +123,6 @@ inline double acos_wide(double x) noexcept
     return PI * 0.5 - asin_kernel(x);
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

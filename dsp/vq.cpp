@@ -1,8 +1,9 @@
 #include "dsp/vq.h"
 
+#include "dsp/simd.h"
 #include "dsp/wide.h"
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 /* Pairs of periodicity values (1 - r^2 of the two windows of a frame), one row a line */
@@ -134,28 +135,46 @@ namespace
 
 constexpr float COST_BOUND = 1e38f; /* above every distance that can occur */
 constexpr int M_BEST = 3;
+constexpr int ROWS_MAX = AS_ROWS;
 
-/** Squared distance, summed in rising order in double and rounded once */
-float squared_distance(int dim, const float *x, const float *y) noexcept
+/** Squared distances of a vector from the rows of a table, each summed in rising order in double and rounded once
+ *  rows      I                a multiple of LANES
+ *  distance  O  [rows]                                                                                             */
+void squared_distances(int row_len, int dim, const float *vector, int rows, const float *table,
+                       float *distance) noexcept
 {
-    double e = 0.0;
-    for (int d = 0; d < dim; d++) {
-        const double t = wide(x[d]) - wide(y[d]);
-        e += t * t;
+    for (int i = 0; i < rows; i += LANES) {
+        const float *row = table + i * row_len;
+        Wide4 e = broadcast(0.0);
+        int d = 0;
+        for (; d + LANES <= dim; d += LANES) {
+            Wide4 column[LANES];
+            load_columns(row + d, row_len, column);
+            TALV_UNROLL
+            for (int c = 0; c < LANES; c++) {
+                const Wide4 t = broadcast(wide(vector[d + c])) - column[c];
+                e = e + t * t;
+            }
+        }
+        for (; d < dim; d++) {
+            const Wide4 t = broadcast(wide(vector[d])) - load_strided(row + d, row_len);
+            e = e + t * t;
+        }
+        store_rounded(distance + i, e);
     }
-    return rounded(e);
 }
 
 } // namespace
 
 void vq_search(int row_len, int dim, float *vector, int rows, const float *table, int32_t *index) noexcept
 {
+    float distance[ROWS_MAX];
+    squared_distances(row_len, dim, vector, rows, table, distance);
     float best = COST_BOUND;
     int best_row = 0;
     for (int i = 0; i < rows; i++) {
-        const float e = squared_distance(dim, vector, table + i * row_len);
-        if (e < best) {
-            best = e;
+        if (distance[i] < best) {
+            best = distance[i];
             best_row = i;
         }
     }
@@ -202,6 +221,7 @@ void msvq_search(int dim, const int32_t *stage_sizes, const float *table, const 
 {
     Path candidates[M_BEST] = {};
     int candidate_count = 1; /* one empty path */
+    float distance[ROWS_MAX];
     const float *rows = table;
     for (int s = 0; s < GAIN_STAGES; s++) {
         Path places[M_BEST];
@@ -211,8 +231,11 @@ void msvq_search(int dim, const int32_t *stage_sizes, const float *table, const 
             Path path = candidates[c];
             for (int d = 0; d < dim; d++)
                 work[d] = s == 0 ? target[d] : target[d] - table[path.row[0] * dim + d];
+            squared_distances(dim, dim, work, stage_sizes[s], rows, distance);
             for (int j = 0; j < stage_sizes[s]; j++) {
-                path.cost = squared_distance(dim, rows + j * dim, work);
+                if (!(distance[j] < places[M_BEST - 1].cost))
+                    continue;
+                path.cost = distance[j];
                 path.row[s] = j;
                 insert_path(places, path);
             }
@@ -238,4 +261,4 @@ void msvq_decode(int dim, const int32_t *stage_sizes, const float *table, float 
     }
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

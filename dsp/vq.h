@@ -11,10 +11,11 @@
 #define TALV_DSP_VQ_H
 
 #include "dsp/constants.h"
+#include "dsp/target.h"
 
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 inline constexpr int RS_ROWS = 32;
@@ -56,6 +57,6 @@ void msvq_search(int dim, const int32_t *stage_sizes, const float *table, const 
  *  index     I  [2]       not tested; a field of the frame cannot leave its stage                                   */
 void msvq_decode(int dim, const int32_t *stage_sizes, const float *table, float *out, const int32_t *index) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

@@ -6,7 +6,9 @@
 #ifndef TALV_DSP_WIDE_H
 #define TALV_DSP_WIDE_H
 
-namespace talv
+#include "dsp/target.h"
+
+namespace talv::inline TALV_TARGET
 {
 
 constexpr double wide(float v) noexcept
@@ -18,6 +20,6 @@ constexpr float rounded(double v) noexcept
     return static_cast<float>(v);
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

@@ -1,9 +1,11 @@
 #include "encoder/conditioning.h"
 
 #include "dsp/as_codebook.h"
+#include "dsp/correlate.h"
+#include "dsp/simd.h"
 #include "dsp/wide.h"
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 /* To the full precision of a float: with poles at radius 0.9865 (63 Hz) and 0.9433 (49 Hz), next to z = 1, the response
@@ -31,26 +33,42 @@ constexpr Table<float, FRAME_LEN> floor_noise = make_floor_noise();
 
 void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n) noexcept
 {
-    const double reciprocal = wide(1.0f / den[0]);
-    float w1 = state[1], w2 = state[2], w3 = state[3], w4 = state[4];
-    for (int i = 0; i < n; i++) {
-        /* The newest term comes last: all the others are then ready before it is. */
-        const double w = (static_cast<double>(pcm[i]) - wide(w4) * wide(den[4]) - wide(w3) * wide(den[3]) -
-                          wide(w2) * wide(den[2]) - wide(w1) * wide(den[1])) *
-                         reciprocal;
-        state[0] = rounded(w);
-        out[i] = rounded(wide(w4) * wide(num[4]) + wide(w3) * wide(num[3]) + wide(w2) * wide(num[2]) +
-                         wide(w1) * wide(num[1]) + w * wide(num[0])); /* w not yet rounded */
-        w4 = w3;
-        w3 = w2;
-        w2 = w1;
-        w1 = state[0];
-    }
-    state[1] = w1;
-    state[2] = w2;
-    state[3] = w3;
-    state[4] = w4;
+    constexpr int PAST = PREFILTER_TERMS - 1;
+    double w[FRAME_LEN];             /* output of the recursive part, not rounded                    */
+    double stored[PAST + FRAME_LEN]; /* the same as the memory keeps it: rounded, after PAST older ones */
+    double d[PREFILTER_TERMS];
+    for (int k = 0; k < PREFILTER_TERMS; k++)
+        d[k] = wide(den[k]);
+    for (int k = 1; k <= PAST; k++)
+        stored[PAST - k] = wide(state[k]);
 
+    /* The recursive part. The newest term comes last: all the others are then ready before it is. */
+    for (int i = 0; i < n; i++) {
+        const double *past = stored + PAST + i;
+        double sum = subtract_exact(static_cast<double>(pcm[i]), past[-4], d[4]);
+        sum = subtract_exact(sum, past[-3], d[3]);
+        sum = subtract_exact(sum, past[-2], d[2]);
+        w[i] = subtract_exact(sum, past[-1], d[1]);
+        stored[PAST + i] = wide(rounded(w[i]));
+    }
+
+    /* The other part reads the present w unrounded. */
+    Wide4 c[PREFILTER_TERMS];
+    TALV_UNROLL
+    for (int k = 0; k < PREFILTER_TERMS; k++)
+        c[k] = broadcast(wide(num[k]));
+    for (int i = 0; i < n; i += LANES) {
+        const double *past = stored + PAST + i;
+        Wide4 sum = load(past - 4) * c[4];
+        sum = add_exact(sum, load(past - 3), c[3]);
+        sum = add_exact(sum, load(past - 2), c[2]);
+        sum = add_exact(sum, load(past - 1), c[1]);
+        store_rounded(out + i, sum + load(w + i) * c[0]);
+    }
+
+    state[0] = rounded(stored[PAST + n - 1]);
+    for (int k = 1; k <= PAST; k++)
+        state[k] = rounded(stored[PAST + n - k]);
     add_floor_noise(n, out);
     for (int k = 1; k <= 3; k++)
         state[k] += floor_noise[k];
@@ -65,21 +83,30 @@ void dc_tracker(int n, float *mean, float *x) noexcept
     const double m = wide(sum) / n;
     const float step = rounded((m - wide(*mean)) / n);
 
-    float level = *mean;
-    for (int i = 0; i < n; i++) {
-        x[i] -= level;
-        level += step;
-    }
+    float level[FRAME_LEN]; /* a running sum, so it is walked first */
+    level[0] = *mean;
+    for (int i = 1; i < n; i++)
+        level[i] = level[i - 1] + step;
+    for (int i = 0; i < n; i++)
+        x[i] -= level[i];
     *mean = rounded(m);
 }
 
 void lpc_residual(int, int n, const float *x, const float *a, float *out) noexcept
 {
-    for (int i = 0; i < n; i++) {
-        double e = wide(x[i]);
+    double history[LPC_ORDER + FRAME_LEN];
+    widen(x - LPC_ORDER, LPC_ORDER + n, history);
+    Wide4 tap[LPC_ORDER];
+    TALV_UNROLL
+    for (int j = 0; j < LPC_ORDER; j++)
+        tap[j] = broadcast(wide(a[j]));
+    for (int i = 0; i < n; i += LANES) {
+        const double *now = history + LPC_ORDER + i;
+        Wide4 e = load(now);
+        TALV_UNROLL
         for (int j = 0; j < LPC_ORDER; j++)
-            e += wide(a[j]) * wide(x[i - 1 - j]);
-        out[i] = rounded(e);
+            e = add_exact(e, tap[j], load(now - 1 - j));
+        store_rounded(out + i, e);
     }
 }
 
@@ -89,4 +116,4 @@ void add_floor_noise(int n, float *x) noexcept
         x[i] += floor_noise[i];
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

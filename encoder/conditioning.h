@@ -4,10 +4,11 @@
 
 #include "dsp/constants.h"
 #include "dsp/table.h"
+#include "dsp/target.h"
 
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 inline constexpr int PREFILTER_TERMS = 5;
@@ -21,11 +22,11 @@ extern const float prefilter_den[PREFILTER_TERMS];
 extern const Table<float, FRAME_LEN> floor_noise;
 
 /** Fourth-order high-pass, direct form II: -3 dB at 66 Hz, within 0.05 dB of unity from 150 Hz on
- *  den, num  I  [5]      prefilter_den, prefilter_num
+ *  den, num  I  [5]      prefilter_den, prefilter_num; den[0] is 1, so that nothing is divided by it
  *  pcm       I  [n]      every value is accepted
  *  out       O  [n]      scale of the PCM, not clipped; floor_noise added
  *  state     IO [5]      a work cell, then w[n-1] .. w[n-4]; up to 4e9 at full scale
- *  n         I           at most FRAME_LEN                                                                         */
+ *  n         I           at most FRAME_LEN, a multiple of 4                                                                         */
 void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n) noexcept;
 
 /** Subtract a running mean that goes in a straight line from the previous block's mean towards this block's
@@ -36,6 +37,7 @@ void dc_tracker(int n, float *mean, float *x) noexcept;
 /** LPC residual: out[i] = x[i] + sum a[j] x[i-1-j]
  *  order     I           always LPC_ORDER: the ten taps are fixed
  *  x         I  [-10 .. n-1]
+ *  n         I           at most FRAME_LEN, a multiple of 4
  *  a         I  [LPC_ORDER]   without the leading 1
  *  out       O  [n]      must not overlap x                                                                        */
 void lpc_residual(int order, int n, const float *x, const float *a, float *out) noexcept;
@@ -43,6 +45,6 @@ void lpc_residual(int order, int n, const float *x, const float *a, float *out) 
 /** x[i] += floor_noise[i], i < n <= FRAME_LEN */
 void add_floor_noise(int n, float *x) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

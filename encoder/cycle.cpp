@@ -1,25 +1,32 @@
 #include "encoder/cycle.h"
 
+#include "dsp/simd.h"
 #include "dsp/wide.h"
 
 #include <cmath>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 namespace
 {
+
 constexpr double SPLINE_POLE = 0.267949192; /* 2 - sqrt(3): the pole of the cubic B-spline's inverse filter */
-}
+
+/** A cycle's cubics a u^3 + b u^2 + c u + d, one a segment, floats in value */
+struct Segments {
+    double a[LAG_MAX + LANES], b[LAG_MAX + LANES], c[LAG_MAX + LANES], d[LAG_MAX + LANES];
+};
+
+} // namespace
 
 void cycle_fold(int P, int periods, const float *source, float *cycle) noexcept
 {
-    for (int j = 0; j < P; j++) {
-        float sum = 0.0f;
-        for (int i = 0; i < periods; i++)
-            sum += source[j + i * P];
-        cycle[j] = sum;
-    }
+    for (int j = 0; j < P; j++)
+        cycle[j] = source[j];
+    for (int i = 1; i < periods; i++)
+        for (int j = 0; j < P; j++)
+            cycle[j] += source[j + i * P];
     cycle[-1] = cycle[P - 1];
     cycle[P] = cycle[0];
     cycle[P + 1] = cycle[1];
@@ -40,19 +47,22 @@ void cycle_resample(int P, const float *cycle, float *spline_coef, int points, f
         spline_coef[i] = y;
     }
 
-    /* The passes have the gain 1/6 at 0 Hz and the polynomial of a segment carries a factor 6. */
-    int j = 0;
-    for (int i = 0; i < P; i++) {
-        const double p0 = wide(spline_coef[i - 1]), p1 = wide(spline_coef[i]);
-        const double p2 = wide(spline_coef[i + 1]), p3 = wide(spline_coef[i + 2]);
-        const float a = rounded(3.0 * (p1 - p2) + p3 - p0);
-        const float b = rounded(3.0 * (p0 - 2.0 * p1 + p2));
-        const float c = rounded(3.0 * (p2 - p0));
-        const float d = rounded(p0 + 4.0 * p1 + p2);
-        for (; j < points && static_cast<float>(j) * step < static_cast<float>(i + 1); j++) {
-            const double u = wide(static_cast<float>(j) * step - static_cast<float>(i));
-            out[j] = rounded(((wide(a) * u + wide(b)) * u + wide(c)) * u + wide(d));
-        }
+    /* Cubic of each segment. The passes have the gain 1/6 at 0 Hz and the polynomials carry a factor 6. */
+    Segments segment;
+    for (int i = 0; i < P; i += LANES) { /* what lies beyond P is worked out too, and not read */
+        const Wide4 p0 = load_wide(spline_coef + i - 1), p1 = load_wide(spline_coef + i);
+        const Wide4 p2 = load_wide(spline_coef + i + 1), p3 = load_wide(spline_coef + i + 2);
+        const Wide4 three = broadcast(3.0);
+        store(segment.a + i, rounded_wide(three * (p1 - p2) + p3 - p0));
+        store(segment.b + i, rounded_wide(three * (p0 - broadcast(2.0) * p1 + p2)));
+        store(segment.c + i, rounded_wide(three * (p2 - p0)));
+        store(segment.d + i, rounded_wide(p0 + broadcast(4.0) * p1 + p2));
+    }
+    for (int j = 0; j < points; j++) {
+        const float position = static_cast<float>(j) * step;
+        const int i = static_cast<int>(position);
+        const double u = wide(position - static_cast<float>(i));
+        out[j] = rounded(((segment.a[i] * u + segment.b[i]) * u + segment.c[i]) * u + segment.d[i]);
     }
 }
 
@@ -71,4 +81,4 @@ void cycle_amplitudes(int harmonics, const Complex *spectrum, float *out) noexce
         out[k] = rounded(std::sqrt(wide(out[k]) * wide(g)));
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

@@ -10,8 +10,9 @@
 
 #include "dsp/constants.h"
 #include "dsp/fft.h"
+#include "dsp/target.h"
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 /** Add up `periods` cycles of P samples, at the fixed distance P, and set the guards of the periodic extension
@@ -22,7 +23,7 @@ void cycle_fold(int P, int periods, const float *source, float *cycle) noexcept;
 /** Interpolate a cycle onto equidistant points by a cubic B-spline
  *  P            I                2..LAG_MAX
  *  cycle        I  [-1 .. P+1]   with its guards
- *  spline_coef  O  [-1 .. P+1]   work
+ *  spline_coef  O  [-1 .. P+1]   work; readable to index P+4
  *  points       I                a power of two
  *  out          O  [points]      the value at position j P / points; at whole positions cycle[i] itself         */
 void cycle_resample(int P, const float *cycle, float *spline_coef, int points, float *out) noexcept;
@@ -32,6 +33,6 @@ void cycle_resample(int P, const float *cycle, float *spline_coef, int points, f
  *  out       O  [harmonics]      all zero when all the bins are zero                                            */
 void cycle_amplitudes(int harmonics, const Complex *spectrum, float *out) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

@@ -16,7 +16,7 @@
 #include <cstdio>
 #include <cstring>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 namespace
@@ -32,14 +32,13 @@ constexpr int RS_FIRST_WINDOW = 280; /* the first periodicity window is centred 
 
 constexpr int LPC_BLOCKS = 4; /* the residual's filter changes every 60 samples */
 constexpr int LPC_BLOCK_LEN = FRAME_LEN / LPC_BLOCKS;
-constexpr int RS_SECOND_FIRST_PIECE = 3;
 
 constexpr int32_t START_LAG = 64;
 constexpr float START_LSF_STEP = 0.25f;
 
-/** One pitch cycle with a guard in front and two behind */
+/** One pitch cycle with a guard in front and two behind, and room to read it four at a time */
 struct CycleBuffer {
-    float element[LAG_MAX + 3];
+    float element[LAG_MAX + 6];
     float *first() noexcept { return element + 1; }
 };
 
@@ -107,19 +106,19 @@ void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params)
     /* Periodicity, around the newest raw lag */
     int32_t lag_lo, lag_hi;
     PieceTable pieces;
-    CorrelationTable pairs;
+    PairTable pairs;
     float rs_vec[RS_DIM];
     rs_lag_range(enc->pitch_hist[2], &lag_lo, &lag_hi);
     sym_fir(RS_ORDER, rs_taps, FRAME_LEN, enc->res_hist + PIVOT, enc->rs_hist + PIVOT, enc->rs_state);
     rs_correlate(enc->rs_hist + PIVOT, lag_lo, lag_hi, &pieces);
     rs_pair_pieces(&pieces, 0, lag_lo, lag_hi, &pairs);
-    rs_search(MAX_SEGMENTS, FRAME_LEN, lag_lo, lag_hi, enc->rs_hist + RS_FIRST_WINDOW, &rs_vec[0], &pairs);
-    rs_pair_pieces(&pieces, RS_SECOND_FIRST_PIECE, lag_lo, lag_hi, &pairs);
-    rs_search(MAX_SEGMENTS, FRAME_LEN, lag_lo, lag_hi, enc->rs_hist + PIVOT, &rs_vec[1], &pairs);
+    rs_search(RS_COLUMNS, FRAME_LEN, lag_lo, lag_hi, enc->rs_hist + RS_FIRST_WINDOW, &rs_vec[0], &pairs);
+    rs_pair_pieces(&pieces, RS_WINDOW_STEP, lag_lo, lag_hi, &pairs);
+    rs_search(RS_COLUMNS, FRAME_LEN, lag_lo, lag_hi, enc->rs_hist + PIVOT, &rs_vec[1], &pairs);
     vq_search(RS_DIM, RS_DIM, rs_vec, RS_ROWS, rs_codebook, &params->rs_index);
 
     /* Harmonic amplitudes of the cycle around PIVOT */
-    CycleBuffer cycle_avg, spline_coef;
+    CycleBuffer cycle_avg, spline_coef = {};
     float cycle_128[FFT_MAX];
     Complex cycle_fft[FFT_MAX / 2 + 1];
     float as_vec[AS_DIM];
@@ -146,4 +145,4 @@ void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params)
     std::copy_n(enc->lsf_new, LPC_ORDER, enc->lsf_prev);
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

@@ -4,10 +4,11 @@
 
 #include "codec/frame.h"
 #include "codec/instance.h"
+#include "dsp/target.h"
 
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 /** Put the encoder at the start of a stream; lsf_new and the newest pitch entries keep what they hold */
@@ -20,6 +21,6 @@ void encoder_reset(EncoderState *enc) noexcept;
  *  envelope then stands in, and the frame is as valid as any.                                                     */
 void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

@@ -2,7 +2,9 @@
 #ifndef TALV_ENCODER_GAIN_H
 #define TALV_ENCODER_GAIN_H
 
-namespace talv
+#include "dsp/target.h"
+
+namespace talv::inline TALV_TARGET
 {
 
 /** Square roots of the RMS of windows that end with each segment
@@ -10,10 +12,10 @@ namespace talv
  *  length    I
  *  P         I                pitch lag; a window is L samples long, the smallest multiple of P that is not below a
  *                             segment (at most 160 for lags 20..160)
- *  segments  I
+ *  segments  I                always QUARTERS
  *  out       O  [segments]    fourth roots of the mean square: an RMS of 100 gives 10                            */
 void subframe_rms(const float *signal, int length, int P, int segments, float *out) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

@@ -1,11 +1,15 @@
 #include "encoder/lpc.h"
 
 #include "dsp/constants.h"
+#include "dsp/correlate.h"
 #include "dsp/lsf.h"
+#include "dsp/simd.h"
 #include "dsp/trig.h"
 #include "dsp/wide.h"
 
-namespace talv
+#include <algorithm>
+
+namespace talv::inline TALV_TARGET
 {
 
 namespace
@@ -53,22 +57,46 @@ int getlsf2(const float *signal, int n, int order, float *lsf) noexcept
     return 0;
 }
 
+namespace
+{
+
+/** Autocorrelation of x[0..n) for groups * LANES lags from 0 up, each running sum rounded to float at every term
+ *  x    I  [n + groups LANES]   floats in value, zeros from n on: they leave the shorter sums as they are
+ *  sum  O  [groups LANES]                                                                                            */
+template <int groups>
+void autocorr_groups(const double *x, int n, float *sum) noexcept
+{
+    Wide4 r[groups];
+    TALV_UNROLL
+    for (int g = 0; g < groups; g++)
+        r[g] = broadcast(0.0);
+    for (int i = 0; i < n; i++)
+        TALV_UNROLL
+    for (int g = 0; g < groups; g++)
+        r[g] = rounded_wide(add_exact(r[g], broadcast(x[i]), load(x + i + LANES * g)));
+    TALV_UNROLL
+    for (int g = 0; g < groups; g++)
+        store_rounded(sum + LANES * g, r[g]);
+}
+
+} // namespace
+
 void window_autocorr(const float *x, int n, float *r, int order, float *work, const float *window) noexcept
 {
+    constexpr int GROUPS_CODEC = LPC_ORDER / LANES + 1; /* enough for the codec's order  */
+    constexpr int GROUPS_MAX = ORDER_MAX / LANES + 1;   /* and for the largest           */
     for (int i = 0; i < n; i++)
         work[i] = window[i] * x[i];
+    double padded[ANALYSIS_MAX + GROUPS_MAX * LANES];
+    widen(work, n, padded);
+    std::fill_n(padded + n, GROUPS_MAX * LANES, 0.0);
 
-    /* All lags side by side, as far as all of them reach; each sum keeps its own order. */
-    float sum[ORDER_MAX + 1] = {};
-    const int common = n - order;
-    for (int i = 0; i < common; i++)
-        for (int lag = 0; lag <= order; lag++)
-            sum[lag] = rounded(wide(sum[lag]) + wide(work[i]) * wide(work[i + lag]));
-    for (int lag = 0; lag <= order; lag++) {
-        for (int i = common; i < n - lag; i++)
-            sum[lag] = rounded(wide(sum[lag]) + wide(work[i]) * wide(work[i + lag]));
-        r[lag] = sum[lag];
-    }
+    float sum[GROUPS_MAX * LANES];
+    if (order < GROUPS_CODEC * LANES)
+        autocorr_groups<GROUPS_CODEC>(padded, n, sum);
+    else
+        autocorr_groups<GROUPS_MAX>(padded, n, sum);
+    std::copy_n(sum, order + 1, r);
 }
 
 float levinson(const float *r, int order, float *a) noexcept
@@ -141,26 +169,104 @@ void polynomial_pair(const float *a, int order, float *cp, float *cq) noexcept
     }
 }
 
-/** The root of a Chebyshev series in [x, x_above], across which it changes sign: bisection, then a secant
- *  x, F  IO   lower end of the bracket and the series there; narrowed
- *  d     O    width of the narrowed bracket                                                                */
-float refine_root(const float *c, int terms, float x_above, float F_above, float *x, float *F, float *d) noexcept
+/** cheb_eval at `count` points, four side by side
+ *  x, F  I/O  [count]   count is a multiple of LANES; floats in value                                                  */
+template <int count>
+void cheb_eval_at(const double *x, const float *c, int terms, double *F) noexcept
 {
-    *d = x_above - *x;
-    for (int round = 0; round < BISECTIONS; round++) {
-        *d *= 0.5f;
-        const float xm = *x + *d;
-        const float Fm = cheb_eval(xm, c, terms);
-        if (wide(Fm) * wide(*F) > 0.0) {
-            *x = xm;
-            *F = Fm;
-        } else {
-            F_above = Fm;
+    constexpr int GROUPS = count / LANES;
+    Wide4 two_x[GROUPS], b1[GROUPS], b2[GROUPS], last_b2[GROUPS];
+    TALV_UNROLL
+    for (int g = 0; g < GROUPS; g++) {
+        two_x[g] = load(x + LANES * g) + load(x + LANES * g);
+        b1[g] = b2[g] = last_b2[g] = broadcast(0.0);
+    }
+    for (int i = terms - 1; i >= 0; i--) {
+        const Wide4 c4 = broadcast(wide(c[i]));
+        TALV_UNROLL
+        for (int g = 0; g < GROUPS; g++) {
+            const Wide4 b = rounded_wide(exact_minus(two_x[g], b1[g], b2[g]) + c4);
+            last_b2[g] = b2[g];
+            b2[g] = b1[g];
+            b1[g] = b;
         }
     }
-    if (F_above == *F)
-        return *x + *d;
-    return rounded(wide(*x) + wide(*d) * wide(*F) / (wide(*F) - wide(F_above)));
+    TALV_UNROLL
+    for (int g = 0; g < GROUPS; g++)
+        store(F + LANES * g, rounded_wide((broadcast(wide(c[0])) - last_b2[g] + b1[g]) * broadcast(0.5)));
+}
+
+/** One side of a bracket: a point, and the series there */
+struct Point {
+    float x, F;
+};
+
+constexpr int WALK = 2 * LANES;         /* points of the walk that are looked at together        */
+constexpr int LEAVES = 1 << BISECTIONS; /* points that the bisection can choose between          */
+
+/** Walk down from a point to the first step across which the series changes sign; a product of 0 counts as a change
+ *  above  IO   the point to start from; on return the upper side of the bracket
+ *  below  O    its lower side
+ *  return      whether there is one: without, the walk has ended at -1                                               */
+bool walk_to_bracket(const float *c, int terms, Point *above, Point *below) noexcept
+{
+    for (;;) {
+        double x[1 + WALK], F[1 + WALK]; /* the point above, then the steps down from it */
+        x[0] = wide(above->x);
+        F[0] = wide(above->F);
+        TALV_UNROLL
+        for (int i = 1; i <= WALK; i++) {
+            const double next = x[i - 1] - (x[i - 1] * x[i - 1] * wide(STEP_BEND) + wide(STEP_BASE));
+            x[i] = std::max(wide(rounded(next)), -1.0);
+        }
+        cheb_eval_at<WALK>(x + 1, c, terms, F + 1);
+
+        int i = 1;
+        if (all_positive(load(F) * load(F + 1)) && all_positive(load(F + LANES) * load(F + LANES + 1)))
+            i = WALK; /* the common case: nothing happens before the last step, if there */
+        while (i < WALK && F[i] * F[i - 1] > 0.0 && x[i] > -1.0)
+            i++;
+        *above = {rounded(x[i - 1]), rounded(F[i - 1])};
+        *below = {rounded(x[i]), rounded(F[i])};
+        if (!(F[i] * F[i - 1] > 0.0))
+            return true;
+        if (!(x[i] > -1.0))
+            return false;
+        *above = *below;
+    }
+}
+
+/** The root in a bracket: bisection, then a secant
+ *  below  IO   lower side, narrowed
+ *  d      O    width of the narrowed bracket
+ *  All points that the bisection may come to are worked out at once: point k, in sixteenths of the bracket, is the one
+ *  with the lowest bit of k cleared, raised by that bit's share, as the rounds would do it one after another.        */
+float refine_root(const float *c, int terms, Point above, Point *below, float *d) noexcept
+{
+    const float width = above.x - below->x;
+    double x[LEAVES], F[LEAVES];
+    x[0] = wide(below->x);
+    TALV_UNROLL
+    for (int k = 1; k < LEAVES; k++) {
+        const int bit = k & -k;
+        x[k] = wide(rounded(x[k - bit]) + width * (static_cast<float>(bit) / LEAVES));
+    }
+    cheb_eval_at<LEAVES>(x, c, terms, F);
+
+    int k = 0;
+    F[0] = wide(below->F);
+    double F_above = wide(above.F);
+    for (int bit = LEAVES / 2; bit >= 1; bit /= 2) {
+        if (F[k + bit] * F[k] > 0.0)
+            k += bit;
+        else
+            F_above = F[k + bit];
+    }
+    *below = {rounded(x[k]), rounded(F[k])};
+    *d = width / LEAVES;
+    if (F_above == F[k])
+        return below->x + *d;
+    return rounded(x[k] + wide(*d) * F[k] / (F[k] - F_above));
 }
 
 } // namespace
@@ -176,31 +282,23 @@ int lpc_to_lsf(float *lsf, const float *a, int order) noexcept
 
     int count = 0;
     const float *c = series[0];
-    float x = 1.0f;
     float root_before = 2.0f;
-    float F = cheb_eval(x, c, terms);
-    while (count < order && x > -1.0f) {
-        const float x_above = x;
-        const float F_above = F;
-        x = rounded(wide(x) - (wide(x) * wide(x) * wide(STEP_BEND) + wide(STEP_BASE)));
-        if (x < -1.0f)
-            x = -1.0f;
-        F = cheb_eval(x, c, terms);
-        if (wide(F) * wide(F_above) > 0.0)
-            continue;
-
+    Point above = {1.0f, cheb_eval(1.0f, c, terms)};
+    while (count < order && above.x > -1.0f) {
+        Point below;
+        if (!walk_to_bracket(c, terms, &above, &below))
+            break;
         float d;
-        float root = refine_root(c, terms, x_above, F_above, &x, &F, &d);
+        float root = refine_root(c, terms, above, &below, &d);
         lsf[count++] = rounded(acos_wide(wide(root)));
         if (root >= root_before) /* rounding took it back over the root before: go on from below it */
-            root = x - d;
+            root = below.x - d;
         root_before = root;
 
         c = series[count % 2]; /* the roots of the two polynomials alternate */
-        x = root;
-        F = cheb_eval(x, c, terms);
+        above = {root, cheb_eval(root, c, terms)};
     }
     return count == order ? 1 : -2;
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

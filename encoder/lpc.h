@@ -10,8 +10,9 @@
 #define TALV_ENCODER_LPC_H
 
 #include "dsp/table.h"
+#include "dsp/target.h"
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 inline constexpr int ANALYSIS_MAX = 300; /* longest block   */
@@ -21,7 +22,7 @@ extern const Table<float, ANALYSIS_MAX> analysis_window; /* sin(pi i / 240), rou
 
 /** LSFs of a block
  *  signal   I  [n]       conditioned speech
- *  n        I            at most ANALYSIS_MAX; the codec passes 240
+ *  n        I            order to ANALYSIS_MAX; the codec passes 240
  *  order    I            even, at most ORDER_MAX; the codec passes 10
  *  lsf      O  [order]   radians, ascending, at least LSF_SPACING_ANALYSIS apart
  *  return   0; -1 n too large; -2 order too large; -3 negative prediction error; -4 fewer than `order` roots found;
@@ -53,6 +54,6 @@ int lpc_to_lsf(float *lsf, const float *a, int order) noexcept;
  *  Clenshaw's recurrence with its state rounded to float at every step.                                         */
 float cheb_eval(float x, const float *c, int n) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

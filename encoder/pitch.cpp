@@ -1,13 +1,15 @@
 #include "encoder/pitch.h"
 
 #include "dsp/correlate.h"
-#include "dsp/float_order.h"
+#include "dsp/simd.h"
 #include "dsp/wide.h"
+#include "encoder/drift.h"
+#include "encoder/lag_score.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 /* 17-tap low-pass, half of it, centre first; more than 54 dB down from 1500 Hz on */
@@ -17,110 +19,81 @@ const float lp_taps[LP_ORDER + 1] = {0.902013838f,    0.820588708f,   0.60959118
 namespace
 {
 
-/** One output of a symmetric FIR; newest points at the newest of its 2 order + 1 inputs, which lie in order of time */
-float fir_output(int order, const float *taps, const float *newest) noexcept
+constexpr int BLOCK_MAX = FRAME_LEN;
+
+/** Outputs of a symmetric FIR, four side by side
+ *  history  I  [2 order + n]   inputs in order of time, floats in value
+ *  n        I                  a multiple of LANES                                                                   */
+template <int order>
+void fir_block(const float *taps, int n, const double *history, float *out) noexcept
 {
-    const float *centre = newest - order;
-    double sum = wide(taps[0]) * wide(*centre);
-    for (int k = 1; k <= order; k++)
-        sum += wide(taps[k]) * (wide(centre[-k]) + wide(centre[k]));
-    return rounded(sum);
+    Wide4 tap[order + 1];
+    TALV_UNROLL
+    for (int k = 0; k <= order; k++)
+        tap[k] = broadcast(wide(taps[k]));
+    for (int i = 0; i < n; i += LANES) {
+        const double *centre = history + i + order;
+        Wide4 sum = tap[0] * load(centre);
+        TALV_UNROLL
+        for (int k = 1; k <= order; k++)
+            sum = sum + tap[k] * (load(centre + k) + load(centre - k));
+        store_rounded(out + i, sum);
+    }
 }
 
 } // namespace
 
 void sym_fir(int order, const float *taps, int n, const float *in, float *out, float *state) noexcept
 {
-    /* The first outputs reach into the block before: lay its last inputs and this block's first ones end to end. */
-    float seam[4 * LP_ORDER];
+    /* The first outputs reach into the block before: lay its last inputs and this block end to end. */
     const int memory = 2 * order;
-    for (int i = 0; i < memory; i++) {
-        seam[i] = state[memory - i];
-        seam[memory + i] = in[i];
-    }
+    double history[2 * LP_ORDER + BLOCK_MAX];
     for (int i = 0; i < memory; i++)
-        out[i] = fir_output(order, taps, seam + memory + i);
-    for (int i = memory; i < n; i++)
-        out[i] = fir_output(order, taps, in + i);
+        history[i] = wide(state[memory - i]);
+    widen(in, n, history + memory);
+
+    if (order == LP_ORDER)
+        fir_block<LP_ORDER>(taps, n, history, out);
+    else
+        fir_block<RS_ORDER>(taps, n, history, out);
 
     state[0] = in[n - 1];
     for (int k = 1; k <= memory; k++)
         state[k] = in[n - k];
 }
 
-float drift_maximum(const float *column, int row, int reach, int *run, int *offset) noexcept
-{
-    float c = column[row];
-    *offset = 0;
-    if (*run <= reach) { /* the winner of the lag before is still in reach: all others between lost to it already */
-        const int j = *run;
-        *run = 1;
-        if (float_order(column[row + j]) > float_order(c)) {
-            c = column[row + j];
-            *offset = j;
-            *run = j + 1;
-        }
-    } else {
-        for (int j = reach; j >= 1; j--) {
-            if (float_order(column[row + j]) > float_order(c)) {
-                c = column[row + j];
-                *offset = j;
-                *run = j + 1;
-            }
-        }
-    }
-    return c;
-}
-
-int drift_reach(int lag, int *limit) noexcept
-{
-    const int reach = std::min((6554 * lag) >> 15, *limit) - 1; /* 6554 / 2^15 is a fifth */
-    (*limit)++;
-    return reach;
-}
-
 void pitch_search(int nseg, int n, int lag_min, int lag_max, const float *x, int32_t *pitch, float *corr) noexcept
 {
     nseg = std::min(nseg, MAX_SEGMENTS);
     const int seglen = n / nseg;
-    CorrelationTable table;
-    for (int s = 0; s < nseg; s++)
-        correlate_lags(x + s * seglen, seglen, lag_min, lag_max, CORR_BIAS, &table.column[s][lag_min]);
+    const int count = lag_max - lag_min + 1;
+    double history[LAG_MAX + BLOCK_MAX];
+    widen(x - lag_max, lag_max + n, history);
+    const double *block = history + lag_max;
 
-    float E = energy(x - lag_max, n); /* of the block `lag` samples ago, slid along */
-    int run[MAX_SEGMENTS] = {RUN_NONE, RUN_NONE, RUN_NONE};
-    int limit = 1;
-    double best = 0.0;
-    for (int lag = lag_max; lag >= lag_min; lag--) {
-        const int reach = drift_reach(lag, &limit);
-        int offset = 0; /* of the last segment: the result describes the newest part of the block */
-        float S = 0.0f;
-        for (int s = 0; s < nseg; s++)
-            S += drift_maximum(table.column[s], lag, reach, &run[s], &offset);
-        S -= CORR_BIAS_SUM;
-        if (S < 0.0f)
-            S = 0.0f;
-
-        const double q = E > 0.0f ? wide(S) * wide(S) / wide(E) : 0.0;
-        const double score = (1.0 - LAG_WEIGHT * lag) * q;
-        if (score >= best) {
-            best = score;
-            *corr = rounded(q);
-            *pitch = lag + offset;
-        }
-        E = rounded(wide(E) - wide(x[-lag]) * wide(x[-lag]));
-        E = rounded(wide(E) + wide(x[n - lag]) * wide(x[n - lag]));
+    float column[LAGS_MAX], largest[LAGS_MAX], S[LAGS_MAX] = {};
+    for (int s = 0; s < nseg; s++) {
+        correlate_lags(block + s * seglen, seglen, lag_min, lag_max, CORR_BIAS, column);
+        drift_maxima(column, lag_min, lag_max, largest);
+        for (int l = 0; l < count; l++)
+            S[l] += largest[l];
+    }
+    for (int l = 0; l < count; l++) {
+        S[l] -= CORR_BIAS_SUM;
+        S[l] = S[l] < 0.0f ? 0.0f : S[l];
     }
 
-    /* Slide on to the block itself and normalise by its energy. */
-    double block = wide(E);
-    for (int i = -(lag_min - 1); i <= -1; i++)
-        block = block - wide(x[i]) * wide(x[i]) + wide(x[i + n]) * wide(x[i + n]);
-    E = rounded(block);
-    *corr = E > 0.0f ? *corr / E : 0.0f;
-    if (*corr > 1.0f)
-        *corr = 1.0f;
-    *corr = rounded(std::sqrt(wide(*corr)));
+    double energy_by_lag[LAGS_MAX];
+    const float E = slide_energy(x, n, lag_min, lag_max, energy_by_lag);
+    double q;
+    const int lag = best_lag(S, energy_by_lag, lag_min, lag_max, &q);
+
+    /* `column` is still that of the last segment, so the result describes the newest part of the block. */
+    *pitch = lag + drift_offset(column, lag_min, lag_max, lag);
+    float r2 = E > 0.0f ? rounded(q) / E : 0.0f;
+    if (r2 > 1.0f) /* the allowance for drift can take it there */
+        r2 = 1.0f;
+    *corr = rounded(std::sqrt(wide(r2)));
 }
 
 namespace
@@ -175,4 +148,4 @@ void pitch_track(float *corr, int32_t *pitch, int32_t *out) noexcept
     pitch[1] = pitch[2];
 }
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET

@@ -8,49 +8,30 @@
 #define TALV_ENCODER_PITCH_H
 
 #include "dsp/constants.h"
+#include "dsp/target.h"
 
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
 inline constexpr int LP_ORDER = 8;                /* half-length of the pitch branch's low-pass: 17 taps */
+inline constexpr int RS_ORDER = 2;                /* of the periodicity branch's low-pass: 5 taps     */
 inline constexpr int MAX_SEGMENTS = 3;            /* segments of a block whose correlations may drift    */
 inline constexpr float CORR_BIAS = 100000.0f;     /* keeps ordinary segment correlations positive        */
 inline constexpr float CORR_BIAS_SUM = 300000.0f; /* the bias of three segments                          */
-inline constexpr double LAG_WEIGHT = 0.003;       /* score = (1 - LAG_WEIGHT lag) q favours short lags   */
-inline constexpr int RUN_NONE = 100;              /* larger than any reach: forces a full look           */
 
 extern const float lp_taps[LP_ORDER + 1]; /* centre first; gain 4.4831 at 0 Hz, -3 dB at 630 Hz  */
 
-/** Correlations of one segment by lag, biased: entry `lag` of a column */
-struct CorrelationTable {
-    float column[MAX_SEGMENTS][LAG_MAX + 1];
-};
-
 /** Symmetric FIR filter of 2 order + 1 taps, delay `order` samples
  *  out = taps[0] h[N] + sum over k = 1..N of taps[k] (h[N+k] + h[N-k]), N = order, h[j] the input j samples ago
- *  order    I               half-length, at most LP_ORDER
+ *  order    I               half-length: LP_ORDER or RS_ORDER
  *  taps     I  [order+1]    centre first
- *  n        I               at least 2 order
+ *  n        I               2 order to FRAME_LEN, a multiple of 4
  *  in       I  [n]          must not overlap out
  *  out      O  [n]
  *  state    IO [2 order+1]  a work cell, then the last 2 order inputs, newest first                              */
 void sym_fir(int order, const float *taps, int n, const float *in, float *out, float *state) noexcept;
-
-/** Sliding maximum over a correlation column with the allowance for drift
- *  column   I               biased correlations; rows up to row + reach are read
- *  row      I               the row of the present lag
- *  reach    I               how many longer lags may take over
- *  run      IO              distance from the present lag to the row that won at the previous lag, or RUN_NONE
- *  offset   O               how much longer the winning lag is, 0..reach
- *  return   the winning entry. Entries compare in float_order; the new row wins ties, then the longest lag.      */
-float drift_maximum(const float *column, int row, int reach, int *run, int *offset) noexcept;
-
-/** How many longer lags a segment may borrow from: lag/5 - 1, and never beyond the rows already passed
- *  lag      I
- *  limit    IO              starts at 1, grows by one per lag on the way down                                    */
-int drift_reach(int lag, int *limit) noexcept;
 
 /** Best lag of a block
  *  nseg     I               segments, at most MAX_SEGMENTS
@@ -68,6 +49,6 @@ void pitch_search(int nseg, int n, int lag_min, int lag_max, const float *x, int
  *  out      O               the settled lag                                                                     */
 void pitch_track(float *corr, int32_t *pitch, int32_t *out) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

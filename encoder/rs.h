@@ -8,24 +8,30 @@
 #define TALV_ENCODER_RS_H
 
 #include "dsp/constants.h"
+#include "dsp/target.h"
 #include "encoder/pitch.h"
 
 #include <cstdint>
 
-namespace talv
+namespace talv::inline TALV_TARGET
 {
 
-inline constexpr int RS_ORDER = 2;               /* half-length of this branch's low-pass: 5 taps            */
-inline constexpr int RS_PIECES = 9;              /* pieces that tile y[-120..240)                            */
-inline constexpr int RS_PIECE_LEN = 40;          /* samples                                                  */
-inline constexpr int RS_MAX_LAGS = 140;          /* room of the piece table; at most 111 are used            */
-inline constexpr float RS_PIECE_BIAS = 50000.0f; /* two pieces carry the bias of pitch_search                */
+inline constexpr int RS_PIECES = 9;          /* pieces that tile y[-120..240)                     */
+inline constexpr int RS_PIECE_LEN = 40;      /* samples                                           */
+inline constexpr int RS_PIECES_A_WINDOW = 6; /* each window's columns are three pairs of pieces   */
+inline constexpr int RS_COLUMNS = RS_PIECES_A_WINDOW / 2;
+inline constexpr int RS_WINDOW_STEP = 3;         /* pieces from the first window's first to the second's */
+inline constexpr int RS_MAX_LAGS = 112;          /* lags 50 to 160, the widest range, are 111         */
+inline constexpr float RS_PIECE_BIAS = 50000.0f; /* two pieces carry the bias of pitch_search         */
 
-extern const float rs_taps[RS_ORDER + 1]; /* centre first; gain 1.0166 at 0 Hz, -3 dB at 970 Hz       */
+extern const float rs_taps[RS_ORDER + 1]; /* centre first; gain 1.0166 at 0 Hz, -3 dB at 970 Hz      */
 
-/** Biased correlations of the nine pieces: column s, entry lag - lag_lo */
+/** Biased correlations by lag - lag_lo: of the nine pieces, and of the three pairs of a window */
 struct PieceTable {
     float column[RS_PIECES][RS_MAX_LAGS];
+};
+struct PairTable {
+    float column[RS_COLUMNS][RS_MAX_LAGS];
 };
 
 /** Search range around a raw pitch lag: half of it to 1.6 times it, within LAG_MIN..LAG_MAX
@@ -38,20 +44,19 @@ void rs_lag_range(int32_t raw_lag, int32_t *lag_lo, int32_t *lag_hi) noexcept;
  *  pieces   O                                                                                                   */
 void rs_correlate(const float *y, int lag_lo, int lag_hi, PieceTable *pieces) noexcept;
 
-/** Add pieces in pairs: columns of 80 samples for one window
- *  first    I     first piece of the window: 0 or 3
- *  pairs    O     rows 160 - (lag_hi - lag), so that row 160 is lag_hi                                          */
-void rs_pair_pieces(const PieceTable *pieces, int first, int lag_lo, int lag_hi, CorrelationTable *pairs) noexcept;
+/** Add pieces in pairs: the columns of 80 samples of one window
+ *  first    I     first piece of the window: 0 or RS_WINDOW_STEP
+ *  pairs    O                                                                                                   */
+void rs_pair_pieces(const PieceTable *pieces, int first, int lag_lo, int lag_hi, PairTable *pairs) noexcept;
 
 /** Periodicity value of one window
- *  nseg     I     always 3
- *  n        I     always 240
+ *  nseg     I     always RS_COLUMNS
+ *  n        I     always FRAME_LEN
  *  x        I  [-lag_hi .. n-1]   the window
  *  rs       O     1 - r^2, 0..1
  *  table    I     the pair table of the window                                                                  */
-void rs_search(int nseg, int n, int lag_lo, int lag_hi, const float *x, float *rs,
-               const CorrelationTable *table) noexcept;
+void rs_search(int nseg, int n, int lag_lo, int lag_hi, const float *x, float *rs, const PairTable *table) noexcept;
 
-} // namespace talv
+} // namespace talv::inline TALV_TARGET
 
 #endif

@@ -1,0 +1,274 @@
+/** Four doubles at once
+ *
+ *  The codec's sums run in double and their order is fixed, so nothing inside one sum may be split; but neighbouring
+ *  sums (lags, samples, rows, harmonics) are independent, and four of them run side by side in a Wide4, lane by lane the
+ *  very operations of the scalar code. This header is the only place that knows instruction sets: 256-bit registers
+ *  with fused operations where the target has them (AVX2 with FMA), pairs of 128-bit vectors elsewhere, which the
+ *  compiler maps to SSE2, NEON or plain registers.
+ *
+ *  add_exact() (sum + x y), subtract_exact() (sum - x y) and exact_minus() (x y - z) fuse the multiplication with the addition where the machine can. They take factors
+ *  that are floats in value, whose product is exact in double, so that fusing changes no result.
+ */
+#ifndef TALV_DSP_SIMD_H
+#define TALV_DSP_SIMD_H
+
+#include "dsp/target.h"
+
+#include <cstdint>
+#include <cstring>
+
+#if defined(__AVX2__) && defined(__FMA__)
+#include <immintrin.h>
+#define TALV_SIMD_AVX2 1
+#endif
+
+#define TALV_INLINE inline __attribute__((always_inline))
+
+/* In front of a short loop over registers whose length is a constant: without it the optimiser may leave the array of
+ * registers in memory. */
+#define TALV_UNROLL _Pragma("GCC unroll 16")
+
+namespace talv::inline TALV_TARGET
+{
+
+inline constexpr int LANES = 4;
+
+TALV_INLINE double add_exact(double sum, double x, double y) noexcept
+{
+#ifdef __FMA__
+    return __builtin_fma(x, y, sum);
+#else
+    return sum + x * y;
+#endif
+}
+
+TALV_INLINE double subtract_exact(double sum, double x, double y) noexcept
+{
+#ifdef __FMA__
+    return __builtin_fma(-x, y, sum);
+#else
+    return sum - x * y;
+#endif
+}
+
+#ifdef TALV_SIMD_AVX2
+
+struct Wide4 {
+    __m256d v;
+};
+
+TALV_INLINE Wide4 broadcast(double x) noexcept
+{
+    return {_mm256_set1_pd(x)};
+}
+TALV_INLINE Wide4 make_wide4(double a, double b, double c, double d) noexcept
+{
+    return {_mm256_setr_pd(a, b, c, d)};
+}
+TALV_INLINE Wide4 load(const double *x) noexcept
+{
+    return {_mm256_loadu_pd(x)};
+}
+TALV_INLINE Wide4 load_wide(const float *x) noexcept
+{
+    return {_mm256_cvtps_pd(_mm_loadu_ps(x))};
+}
+TALV_INLINE void store(double *out, Wide4 x) noexcept
+{
+    _mm256_storeu_pd(out, x.v);
+}
+TALV_INLINE void store_rounded(float *out, Wide4 x) noexcept
+{
+    _mm_storeu_ps(out, _mm256_cvtpd_ps(x.v));
+}
+TALV_INLINE void store_rounded_reversed(float *out, Wide4 x) noexcept
+{
+    const __m128 v = _mm256_cvtpd_ps(x.v);
+    _mm_storeu_ps(out, _mm_shuffle_ps(v, v, _MM_SHUFFLE(0, 1, 2, 3)));
+}
+TALV_INLINE Wide4 rounded_wide(Wide4 x) noexcept
+{
+    return {_mm256_cvtps_pd(_mm256_cvtpd_ps(x.v))};
+}
+TALV_INLINE Wide4 operator+(Wide4 x, Wide4 y) noexcept
+{
+    return {_mm256_add_pd(x.v, y.v)};
+}
+TALV_INLINE Wide4 operator-(Wide4 x, Wide4 y) noexcept
+{
+    return {_mm256_sub_pd(x.v, y.v)};
+}
+TALV_INLINE Wide4 operator*(Wide4 x, Wide4 y) noexcept
+{
+    return {_mm256_mul_pd(x.v, y.v)};
+}
+TALV_INLINE Wide4 operator/(Wide4 x, Wide4 y) noexcept
+{
+    return {_mm256_div_pd(x.v, y.v)};
+}
+TALV_INLINE Wide4 add_exact(Wide4 sum, Wide4 x, Wide4 y) noexcept
+{
+    return {_mm256_fmadd_pd(x.v, y.v, sum.v)};
+}
+TALV_INLINE Wide4 subtract_exact(Wide4 sum, Wide4 x, Wide4 y) noexcept
+{
+    return {_mm256_fnmadd_pd(x.v, y.v, sum.v)};
+}
+TALV_INLINE Wide4 exact_minus(Wide4 x, Wide4 y, Wide4 z) noexcept
+{
+    return {_mm256_fmsub_pd(x.v, y.v, z.v)};
+}
+TALV_INLINE bool all_positive(Wide4 x) noexcept
+{
+    return _mm256_movemask_pd(_mm256_cmp_pd(x.v, _mm256_setzero_pd(), _CMP_GT_OQ)) == 15;
+}
+
+TALV_INLINE void max_of_8(const int32_t *x, const int32_t *y, int32_t *out) noexcept
+{
+    __m256i a, b;
+    std::memcpy(&a, x, sizeof a);
+    std::memcpy(&b, y, sizeof b);
+    const __m256i larger = _mm256_max_epi32(a, b);
+    std::memcpy(out, &larger, sizeof larger);
+}
+
+#else
+
+using Pair64 = double __attribute__((vector_size(16)));
+using Pair32 = float __attribute__((vector_size(8)));
+
+struct Wide4 {
+    Pair64 lo, hi;
+};
+
+TALV_INLINE Pair64 load_pair(const double *x) noexcept
+{
+    Pair64 v;
+    std::memcpy(&v, x, sizeof v);
+    return v;
+}
+
+TALV_INLINE Pair64 widen_pair(const float *x) noexcept
+{
+    Pair32 v;
+    std::memcpy(&v, x, sizeof v);
+    return __builtin_convertvector(v, Pair64);
+}
+
+TALV_INLINE Wide4 broadcast(double x) noexcept
+{
+    return {Pair64{x, x}, Pair64{x, x}};
+}
+TALV_INLINE Wide4 make_wide4(double a, double b, double c, double d) noexcept
+{
+    return {Pair64{a, b}, Pair64{c, d}};
+}
+TALV_INLINE Wide4 load(const double *x) noexcept
+{
+    return {load_pair(x), load_pair(x + 2)};
+}
+TALV_INLINE Wide4 load_wide(const float *x) noexcept
+{
+    return {widen_pair(x), widen_pair(x + 2)};
+}
+TALV_INLINE void store(double *out, Wide4 x) noexcept
+{
+    std::memcpy(out, &x, sizeof x);
+}
+TALV_INLINE void store_rounded(float *out, Wide4 x) noexcept
+{
+    const Pair32 lo = __builtin_convertvector(x.lo, Pair32);
+    const Pair32 hi = __builtin_convertvector(x.hi, Pair32);
+    std::memcpy(out, &lo, sizeof lo);
+    std::memcpy(out + 2, &hi, sizeof hi);
+}
+TALV_INLINE void store_rounded_reversed(float *out, Wide4 x) noexcept
+{
+    store_rounded(out, {Pair64{x.hi[1], x.hi[0]}, Pair64{x.lo[1], x.lo[0]}});
+}
+TALV_INLINE Wide4 rounded_wide(Wide4 x) noexcept
+{
+    return {__builtin_convertvector(__builtin_convertvector(x.lo, Pair32), Pair64),
+            __builtin_convertvector(__builtin_convertvector(x.hi, Pair32), Pair64)};
+}
+TALV_INLINE Wide4 operator+(Wide4 x, Wide4 y) noexcept
+{
+    return {x.lo + y.lo, x.hi + y.hi};
+}
+TALV_INLINE Wide4 operator-(Wide4 x, Wide4 y) noexcept
+{
+    return {x.lo - y.lo, x.hi - y.hi};
+}
+TALV_INLINE Wide4 operator*(Wide4 x, Wide4 y) noexcept
+{
+    return {x.lo * y.lo, x.hi * y.hi};
+}
+TALV_INLINE Wide4 operator/(Wide4 x, Wide4 y) noexcept
+{
+    return {x.lo / y.lo, x.hi / y.hi};
+}
+TALV_INLINE Wide4 add_exact(Wide4 sum, Wide4 x, Wide4 y) noexcept
+{
+    return sum + x * y;
+}
+TALV_INLINE Wide4 subtract_exact(Wide4 sum, Wide4 x, Wide4 y) noexcept
+{
+    return sum - x * y;
+}
+TALV_INLINE Wide4 exact_minus(Wide4 x, Wide4 y, Wide4 z) noexcept
+{
+    return x * y - z;
+}
+TALV_INLINE bool all_positive(Wide4 x) noexcept
+{
+    return x.lo[0] > 0.0 && x.lo[1] > 0.0 && x.hi[0] > 0.0 && x.hi[1] > 0.0;
+}
+
+using Quad32 = int32_t __attribute__((vector_size(16)));
+
+/** out[i] = max(x[i], y[i]), i < 8; out may be x */
+TALV_INLINE void max_of_8(const int32_t *x, const int32_t *y, int32_t *out) noexcept
+{
+    Quad32 a[2], b[2];
+    std::memcpy(a, x, sizeof a);
+    std::memcpy(b, y, sizeof b);
+    for (int half = 0; half < 2; half++)
+        a[half] = a[half] > b[half] ? a[half] : b[half];
+    std::memcpy(out, a, sizeof a);
+}
+
+#endif
+
+/** Four floats `stride` apart, as doubles */
+TALV_INLINE Wide4 load_strided(const float *x, int stride) noexcept
+{
+    return make_wide4(static_cast<double>(x[0]), static_cast<double>(x[stride]), static_cast<double>(x[2 * stride]),
+                      static_cast<double>(x[3 * stride]));
+}
+
+/** Four elements of four rows, turned: column[d] holds element d of each row
+ *  rows  I  [4][row_len]                                                                                             */
+TALV_INLINE void load_columns(const float *rows, int row_len, Wide4 column[LANES]) noexcept
+{
+    using QuadF = float __attribute__((vector_size(16)));
+    QuadF r[LANES];
+    for (int i = 0; i < LANES; i++)
+        std::memcpy(&r[i], rows + i * row_len, sizeof r[i]);
+    const QuadF a = __builtin_shufflevector(r[0], r[1], 0, 4, 1, 5),
+                b = __builtin_shufflevector(r[2], r[3], 0, 4, 1, 5);
+    const QuadF c = __builtin_shufflevector(r[0], r[1], 2, 6, 3, 7),
+                d = __builtin_shufflevector(r[2], r[3], 2, 6, 3, 7);
+    r[0] = __builtin_shufflevector(a, b, 0, 1, 4, 5);
+    r[1] = __builtin_shufflevector(a, b, 2, 3, 6, 7);
+    r[2] = __builtin_shufflevector(c, d, 0, 1, 4, 5);
+    r[3] = __builtin_shufflevector(c, d, 2, 3, 6, 7);
+    for (int i = 0; i < LANES; i++) {
+        float quad[LANES];
+        std::memcpy(quad, &r[i], sizeof quad);
+        column[i] = load_wide(quad);
+    }
+}
+
+} // namespace talv::inline TALV_TARGET
+
+#endif

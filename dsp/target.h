@@ -1,0 +1,15 @@
+/** The instruction set that a translation unit is compiled for
+ *
+ *  The blocks are compiled once for every machine of an architecture and, where it pays, once more for newer ones
+ *  (TALV_TARGET is then set by the build). Each copy lives in an inline namespace of its own, so that no routine of one
+ *  can stand in for that of another; codec/dispatch.h chooses between them when an instance is opened. The arithmetic,
+ *  and so every result, is the same in all of them.
+ */
+#ifndef TALV_DSP_TARGET_H
+#define TALV_DSP_TARGET_H
+
+#ifndef TALV_TARGET
+#define TALV_TARGET baseline
+#endif
+
+#endif
