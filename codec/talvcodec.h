@@ -40,8 +40,8 @@
  *          return 0;
  *      }
  *
- *  Memory: TALV_CodecOpen allocates one block of less than 16 KiB; nothing else is ever allocated. A call uses less than
- *  16 KiB of stack.
+ *  Memory: TALV_CodecOpen allocates one block of less than 16 KiB; nothing else is ever allocated. A call uses less
+ *  than 16 KiB of stack.
  *
  *  Threads: the library has no threads, no locks and no writable data of its own. Instances may be used on different
  *  threads at once, and so may the encoder and the decoder of one instance. Each direction of an instance takes one

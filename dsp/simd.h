@@ -1,13 +1,14 @@
 /** Four doubles at once
  *
  *  The codec's sums run in double and their order is fixed, so nothing inside one sum may be split; but neighbouring
- *  sums (lags, samples, rows, harmonics) are independent, and four of them run side by side in a Wide4, lane by lane the
- *  very operations of the scalar code. This header is the only place that knows instruction sets: 256-bit registers
+ *  sums (lags, samples, rows, harmonics) are independent, and four of them run side by side in a Wide4, lane by lane
+ *  the very operations of the scalar code. This header is the only place that knows instruction sets: 256-bit registers
  *  with fused operations where the target has them (AVX2 with FMA), pairs of 128-bit vectors elsewhere, which the
  *  compiler maps to SSE2, NEON or plain registers.
  *
- *  add_exact() (sum + x y), subtract_exact() (sum - x y) and exact_minus() (x y - z) fuse the multiplication with the addition where the machine can. They take factors
- *  that are floats in value, whose product is exact in double, so that fusing changes no result.
+ *  add_exact() (sum + x y), subtract_exact() (sum - x y) and exact_minus() (x y - z) fuse the multiplication with the
+ *  addition where the machine can. They take factors that are floats in value, whose product is exact in double, so
+ *  that fusing changes no result.
  */
 #ifndef TALV_DSP_SIMD_H
 #define TALV_DSP_SIMD_H

@@ -26,7 +26,7 @@ extern const Table<float, FRAME_LEN> floor_noise;
  *  pcm       I  [n]      every value is accepted
  *  out       O  [n]      scale of the PCM, not clipped; floor_noise added
  *  state     IO [5]      a work cell, then w[n-1] .. w[n-4]; up to 4e9 at full scale
- *  n         I           at most FRAME_LEN, a multiple of 4                                                                         */
+ *  n         I           at most FRAME_LEN, a multiple of 4 */
 void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n) noexcept;
 
 /** Subtract a running mean that goes in a straight line from the previous block's mean towards this block's

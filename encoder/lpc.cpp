@@ -170,7 +170,7 @@ void polynomial_pair(const float *a, int order, float *cp, float *cq) noexcept
 }
 
 /** cheb_eval at `count` points, four side by side
- *  x, F  I/O  [count]   count is a multiple of LANES; floats in value                                                  */
+ *  x, F  I/O  [count]   count is a multiple of LANES; floats in value */
 template <int count>
 void cheb_eval_at(const double *x, const float *c, int terms, double *F) noexcept
 {
