@@ -26,7 +26,7 @@ void drift_maxima(const float *column, int lag_lo, int lag_hi, float *largest) n
  *  lag      I                          lag_lo..lag_hi
  *  Of equal entries the lag itself comes first. Among longer ones that are equal it is the one that a search from
  *  lag_hi downwards holds on to: it keeps its winner while that stays in reach, and looks again from the far end when
- *  it has left.                                                                                                         */
+ *  it has left. */
 int drift_offset(const float *column, int lag_lo, int lag_hi, int lag) noexcept;
 
 } // namespace talv::inline TALV_TARGET

@@ -1,0 +1,90 @@
+#include "input_file.h"
+
+#include "failure.h"
+#include "standard_streams.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace talv
+{
+
+InputFile::InputFile(const std::string &path) : name_(is_stdin(path) ? STDIN_NAME : path)
+{
+    fd_ = is_stdin(path) ? fcntl(0, F_DUPFD_CLOEXEC, 3) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd_ < 0)
+        throw system_failure(name_, errno);
+    struct stat st = {};
+    if (fstat(fd_, &st) == 0 && S_ISDIR(st.st_mode)) {
+        close(fd_);
+        throw system_failure(name_, EISDIR);
+    }
+}
+
+InputFile::~InputFile()
+{
+    close(fd_);
+}
+
+int64_t InputFile::bytes_left() const
+{
+    struct stat st = {};
+    const off_t here = lseek(fd_, 0, SEEK_CUR);
+    if (here < 0 || fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode))
+        return -1;
+    return st.st_size > here ? st.st_size - here : 0;
+}
+
+size_t InputFile::read(void *data, size_t n)
+{
+    auto *bytes = static_cast<char *>(data);
+    size_t got = 0;
+    while (got < n) {
+        const ssize_t r = ::read(fd_, bytes + got, n - got);
+        if (r < 0 && errno == EINTR)
+            continue;
+        if (r < 0)
+            throw system_failure(name_, errno);
+        if (r == 0)
+            break;
+        got += static_cast<size_t>(r);
+    }
+    return got;
+}
+
+void InputFile::spool(const std::string &head)
+{
+    const char *directory = std::getenv("TMPDIR");
+    std::string path = std::string(directory && *directory ? directory : "/tmp") + "/talv-XXXXXX";
+    const int file = mkostemp(path.data(), O_CLOEXEC);
+    if (file < 0)
+        throw system_failure(path, errno);
+    unlink(path.c_str()); /* nothing to tidy up, whatever becomes of this run */
+
+    std::vector<char> block(1 << 16);
+    block.assign(head.begin(), head.end());
+    bool more = true;
+    while (more || !block.empty()) {
+        size_t done = 0;
+        while (done < block.size()) {
+            const ssize_t w = ::write(file, block.data() + done, block.size() - done);
+            if (w < 0 && errno != EINTR) {
+                const int error = errno;
+                close(file);
+                throw system_failure(name_ + ": cannot keep it in a temporary file", error);
+            }
+            done += w > 0 ? static_cast<size_t>(w) : 0;
+        }
+        block.resize(1 << 16);
+        block.resize(read(block.data(), block.size()));
+        more = !block.empty();
+    }
+    lseek(file, 0, SEEK_SET);
+    close(fd_);
+    fd_ = file;
+}
+
+} // namespace talv

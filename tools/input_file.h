@@ -1,0 +1,48 @@
+/** Input by descriptor: files, pipes and standard input alike */
+#ifndef TALV_TOOLS_INPUT_FILE_H
+#define TALV_TOOLS_INPUT_FILE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace talv
+{
+
+class InputFile
+{
+public:
+    /** Open for reading
+     *  path     a file's name, or "-" for standard input
+     *  throws   Failure
+     */
+    explicit InputFile(const std::string &path);
+    ~InputFile();
+    InputFile(const InputFile &) = delete;
+    InputFile &operator=(const InputFile &) = delete;
+
+    /** The name for messages */
+    const std::string &name() const { return name_; }
+    int fd() const { return fd_; }
+
+    /** Bytes from here to the end of a file; -1 on a pipe, where nobody knows */
+    int64_t bytes_left() const;
+
+    /** Read n bytes, waiting for them on a pipe
+     *  return   bytes read: fewer than n at the end of the input alone
+     */
+    size_t read(void *data, size_t n);
+
+    /** Copy the rest of a pipe into a nameless temporary file, after the bytes of head that were read from it already,
+     *  and read that from its start: for formats that have to be read back and forth
+     */
+    void spool(const std::string &head);
+
+private:
+    std::string name_;
+    int fd_ = -1;
+};
+
+} // namespace talv
+
+#endif
