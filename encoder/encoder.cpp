@@ -47,6 +47,41 @@ void move_down(float *hist, int length) noexcept
     std::memmove(hist, hist + FRAME_LEN, static_cast<size_t>(length - FRAME_LEN) * sizeof(float));
 }
 
+/* The two steps with the largest work arrays are routines of their own, not inlined, so that the arrays of one are gone
+ * from the stack when the next one runs. */
+
+/** Periodicity of two windows, around the newest raw lag: 1 - r^2 each, coded as a pair */
+[[gnu::noinline]] void code_periodicity(EncoderState *enc, int32_t *rs_index) noexcept
+{
+    int32_t lag_lo, lag_hi;
+    PieceTable pieces;
+    PairTable pairs;
+    float rs_vec[RS_DIM];
+    rs_lag_range(enc->pitch_hist[2], &lag_lo, &lag_hi);
+    sym_fir(RS_ORDER, rs_taps, FRAME_LEN, enc->res_hist + PIVOT, enc->rs_hist + PIVOT, enc->rs_state);
+    rs_correlate(enc->rs_hist + PIVOT, lag_lo, lag_hi, &pieces);
+    rs_pair_pieces(&pieces, 0, lag_lo, lag_hi, &pairs);
+    rs_search(RS_COLUMNS, FRAME_LEN, lag_lo, lag_hi, enc->rs_hist + RS_FIRST_WINDOW, &rs_vec[0], &pairs);
+    rs_pair_pieces(&pieces, RS_WINDOW_STEP, lag_lo, lag_hi, &pairs);
+    rs_search(RS_COLUMNS, FRAME_LEN, lag_lo, lag_hi, enc->rs_hist + PIVOT, &rs_vec[1], &pairs);
+    vq_search(RS_DIM, RS_DIM, rs_vec, RS_ROWS, rs_codebook, rs_index);
+}
+
+/** Harmonic amplitudes of the cycle around PIVOT */
+[[gnu::noinline]] void code_amplitudes(const EncoderState *enc, int32_t pitch, int32_t *as_index) noexcept
+{
+    CycleBuffer cycle_avg, spline_coef = {};
+    float cycle_128[FFT_MAX];
+    Complex cycle_fft[FFT_MAX / 2 + 1];
+    float as_vec[AS_DIM];
+    const int periods = FRAME_LEN / pitch;
+    cycle_fold(pitch, periods, enc->res_hist + PIVOT - periods * pitch / 2, cycle_avg.first());
+    cycle_resample(pitch, cycle_avg.first(), spline_coef.first(), FFT_MAX, cycle_128);
+    real_fft(cycle_128, cycle_fft, FFT_MAX, FFT_MAX, fft_bitrev, fft_twiddle);
+    cycle_amplitudes(AS_DIM, cycle_fft, as_vec);
+    vq_search(AS_DIM, AS_DIM, as_vec, AS_ROWS, as_codebook, as_index);
+}
+
 } // namespace
 
 void encoder_reset(EncoderState *enc) noexcept
@@ -103,35 +138,12 @@ void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params)
                  &enc->corr_hist[2]);
     pitch_track(enc->corr_hist, enc->pitch_hist, &pitch);
 
-    /* Periodicity, around the newest raw lag */
-    int32_t lag_lo, lag_hi;
-    PieceTable pieces;
-    PairTable pairs;
-    float rs_vec[RS_DIM];
-    rs_lag_range(enc->pitch_hist[2], &lag_lo, &lag_hi);
-    sym_fir(RS_ORDER, rs_taps, FRAME_LEN, enc->res_hist + PIVOT, enc->rs_hist + PIVOT, enc->rs_state);
-    rs_correlate(enc->rs_hist + PIVOT, lag_lo, lag_hi, &pieces);
-    rs_pair_pieces(&pieces, 0, lag_lo, lag_hi, &pairs);
-    rs_search(RS_COLUMNS, FRAME_LEN, lag_lo, lag_hi, enc->rs_hist + RS_FIRST_WINDOW, &rs_vec[0], &pairs);
-    rs_pair_pieces(&pieces, RS_WINDOW_STEP, lag_lo, lag_hi, &pairs);
-    rs_search(RS_COLUMNS, FRAME_LEN, lag_lo, lag_hi, enc->rs_hist + PIVOT, &rs_vec[1], &pairs);
-    vq_search(RS_DIM, RS_DIM, rs_vec, RS_ROWS, rs_codebook, &params->rs_index);
-
-    /* Harmonic amplitudes of the cycle around PIVOT */
-    CycleBuffer cycle_avg, spline_coef = {};
-    float cycle_128[FFT_MAX];
-    Complex cycle_fft[FFT_MAX / 2 + 1];
-    float as_vec[AS_DIM];
-    const int periods = FRAME_LEN / pitch;
-    cycle_fold(pitch, periods, enc->res_hist + PIVOT - periods * pitch / 2, cycle_avg.first());
-    cycle_resample(pitch, cycle_avg.first(), spline_coef.first(), FFT_MAX, cycle_128);
-    real_fft(cycle_128, cycle_fft, FFT_MAX, FFT_MAX, fft_bitrev, fft_twiddle);
-    cycle_amplitudes(AS_DIM, cycle_fft, as_vec);
+    code_periodicity(enc, &params->rs_index);
+    code_amplitudes(enc, pitch, &params->as_index);
 
     /* Gains of the stretch */
     float gains[QUARTERS], gain_sum[QUARTERS];
     subframe_rms(enc->sig_hist + STRETCH, FRAME_LEN, pitch, QUARTERS, gains);
-    vq_search(AS_DIM, AS_DIM, as_vec, AS_ROWS, as_codebook, &params->as_index);
     msvq_search(QUARTERS, gain_stage_sizes, gain_codebook, gains, gain_sum, params->gain_index);
 
     /* Only the field is limited: the analysis used the lag as it was. */
