@@ -1,0 +1,60 @@
+#!/bin/bash
+# The package as it is installed: moved to another place, then found by CMake and by pkg-config from a project in C that
+# knows nothing of this one.
+#
+#   installed.sh CMAKE BUILD_DIR CONFIG GENERATOR C_COMPILER VERSION LIBDIR
+set -euo pipefail
+cmake=$1 build=$2 config=$3 generator=$4 cc=$5 version=$6 libdir=$7
+foreign=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/foreign
+
+dir=$(mktemp -d)
+trap 'rm -rf "$dir"' EXIT
+
+fail() {
+    echo "failed: $*"
+    exit 1
+}
+quietly() {
+    "$@" >"$dir/log" 2>&1 || { cat "$dir/log"; fail "$*"; }
+}
+
+quietly "$cmake" --install "$build" --config "$config" --prefix "$dir/first place"
+mv "$dir/first place" "$dir/prefix"
+prefix=$dir/prefix
+if grep -rIl "first place" "$prefix" | grep .; then
+    fail "installed files name the place they were first put"
+fi
+[ -f "$prefix/include/talvcodec.h" ] || fail "no header"
+[ "$(find "$prefix/include" -type f | wc -l)" -eq 1 ] || fail "more headers than the one"
+[ -L "$prefix/$libdir/libtalvcodec.so" ] || fail "no development link"
+
+# CMake: a version that fits is found, a newer one is not.
+quietly "$cmake" -S "$foreign" -B "$dir/build" -G "$generator" -D CMAKE_C_COMPILER="$cc" \
+    -D CMAKE_PREFIX_PATH="$prefix" -D WANTED_VERSION="$version"
+quietly "$cmake" --build "$dir/build"
+for program in shared_host static_host; do
+    "$dir/build/$program" || fail "$program, found by CMake"
+done
+if "$cmake" -S "$foreign" -B "$dir/build-newer" -G "$generator" -D CMAKE_C_COMPILER="$cc" \
+    -D CMAKE_PREFIX_PATH="$prefix" -D WANTED_VERSION=99.0 >"$dir/log" 2>&1; then
+    fail "a version that is not there was found"
+fi
+
+# pkg-config, if there is one on this machine: shared, then static
+if command -v pkg-config >/dev/null; then
+    export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
+    [ "$(pkg-config --modversion talvcodec)" = "$version" ] || fail "pkg-config says another version"
+    # shellcheck disable=SC2046
+    quietly "$cc" "$foreign/host.c" -o "$dir/shared" $(pkg-config --cflags --libs talvcodec)
+    LD_LIBRARY_PATH=$prefix/$libdir "$dir/shared" || fail "the program that pkg-config linked"
+    # shellcheck disable=SC2046
+    quietly "$cc" "$foreign/host.c" -o "$dir/static" -static $(pkg-config --static --cflags --libs talvcodec)
+    "$dir/static" || fail "the program that pkg-config linked statically"
+else
+    echo "pkg-config is not installed: that half was not tried"
+fi
+
+# The tool, where it was built, finds its library beside itself.
+if [ -x "$prefix/bin/talv" ]; then
+    "$prefix/bin/talv" --version >/dev/null || fail "the installed tool does not start"
+fi

@@ -1,0 +1,273 @@
+/** Waveform interpolation: the spline, the glide of two read positions, the cross-fade and the continuity rule */
+#include "decoder/interpolate.h"
+#include "dsp/constants.h"
+#include "tests/support/compare.h"
+#include "tests/support/signals.h"
+
+#include <algorithm>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace
+{
+
+using namespace talv;
+
+constexpr int L_MAX = 80; /* longest subframe */
+/* The steps are running float sums, so a position strays by up to 4e-4 grid points over a subframe; the random cycles
+ * reach 6 and change by as much from point to point. */
+constexpr double GLIDE_LIMIT = 3e-3;
+
+/** A coefficient array with room for index -1 .. FFT_MAX + 1, every element random */
+struct Cycle {
+    int n;
+    std::vector<float> store;
+
+    Cycle(int grid, uint64_t seed) : n(grid), store(test::noise(CYCLE_STORE, 1.0, seed)) {}
+    float *at0() { return store.data() + 1; }
+    double around(int i) const { return static_cast<double>(store[static_cast<size_t>(1 + ((i % n) + n) % n)]); }
+};
+
+/** The cubic B-spline itself, times 6: 4 at the middle, 1 one point away */
+double kernel(double u)
+{
+    u = std::fabs(u);
+    if (u >= 2.0)
+        return 0.0;
+    return u >= 1.0 ? (2.0 - u) * (2.0 - u) * (2.0 - u) : 4.0 - 6.0 * u * u + 3.0 * u * u * u;
+}
+
+/** A periodic cycle at any position: the sum over shifted kernels */
+double reading(const Cycle &cycle, double pos)
+{
+    const int i = static_cast<int>(std::floor(pos));
+    double sum = 0.0;
+    for (int j = i - 2; j <= i + 3; j++)
+        sum += cycle.around(j) * kernel(pos - j);
+    return sum;
+}
+
+void set_guards(Cycle &cycle)
+{
+    cycle.at0()[-1] = cycle.at0()[cycle.n - 1];
+    cycle.at0()[cycle.n] = cycle.at0()[0];
+    cycle.at0()[cycle.n + 1] = cycle.at0()[1];
+}
+
+TEST(SplineValue, SumOfShiftedKernels)
+{
+    const uint64_t seed = 3;
+    SCOPED_TRACE(test::seed_note(seed));
+    Cycle cycle(64, seed);
+    set_guards(cycle);
+    test::Random random(seed);
+    for (int trial = 0; trial < 5000; trial++) {
+        const double pos = random.uniform(0.0, 64.0);
+        ASSERT_NEAR(spline_value(cycle.at0(), pos), reading(cycle, pos), 1e-12) << "position " << pos;
+    }
+    for (int i = 0; i < 64; i++) {
+        const double want = cycle.around(i - 1) + 4.0 * cycle.around(i) + cycle.around(i + 1);
+        EXPECT_NEAR(spline_value(cycle.at0(), i), want, 1e-12) << "position " << i;
+        /* no step in value or slope across a grid point, guards included */
+        const double e = 1e-6;
+        const double left = spline_value(cycle.at0(), i + 1 - e);
+        const double right = i == 63 ? spline_value(cycle.at0(), e) : spline_value(cycle.at0(), i + 1 + e);
+        const double middle = spline_value(cycle.at0(), (i + 1) % 64);
+        EXPECT_NEAR(left, middle, 2e-5) << "position " << i + 1;
+        EXPECT_NEAR(middle - left, right - middle, 1e-9) << "slope at position " << i + 1;
+    }
+}
+
+/** The same thing without running sums: positions by the sum of an arithmetic series, readings by the kernel */
+struct Glide {
+    double out[L_MAX];
+    double pos_end; /* of the new cycle after the last advance, over its whole way */
+};
+
+Glide plain_glide(const Cycle &old_cycle, const Cycle &new_cycle, int p_old, int p_new, int L, double phase)
+{
+    double f0 = 1.0 / p_old, f1 = 1.0 / p_new;
+    double pos_old = phase, pos_new = phase / old_cycle.n * new_cycle.n;
+    const int r = std::max(p_old, p_new) / std::min(p_old, p_new);
+    if (p_new < p_old) {
+        f1 /= r;
+        pos_new *= r;
+    } else if (p_new > p_old) {
+        f0 /= r;
+        pos_new /= r;
+    }
+    Glide g;
+    for (int j = 0; j <= L; j++) {
+        const double cycles = f0 * j + (f1 - f0) / L * (0.5 * j * (j - 1)); /* gone through before sample j */
+        const double b = pos_new + cycles * new_cycle.n;
+        if (j < L) {
+            const double A = reading(old_cycle, pos_old + cycles * old_cycle.n), B = reading(new_cycle, b);
+            g.out[j] = A + static_cast<double>(j) / L * (B - A);
+        } else {
+            g.pos_end = b;
+        }
+    }
+    return g;
+}
+
+int grid_of(int p)
+{
+    return p <= 32 ? 32 : p <= 64 ? 64 : 128;
+}
+
+TEST(CwInterpolate, AgainstPlainGlideForEveryPairOfLags)
+{
+    const int lengths[10] = {20, 30, 21, 24, 26, 32, 34, 40, 60, 80};
+    int trial = 0;
+    for (int p_old = LAG_MIN; p_old <= LAG_MAX_FRAME; p_old++)
+        for (int p_new = LAG_MIN + p_old % 3; p_new <= LAG_MAX_FRAME; p_new += 3, trial++) {
+            const uint64_t seed = static_cast<uint64_t>(p_old * 1000 + p_new);
+            Cycle old_cycle(grid_of(p_old), seed), new_cycle(grid_of(p_new), seed + 500000);
+            const std::vector<float> old_before = old_cycle.store, new_before = new_cycle.store;
+            test::Random random(seed);
+            const int L = lengths[trial % 10];
+            /* up to a step beyond the grid, as a subframe may leave it */
+            const float start = static_cast<float>(random.uniform(0.0, old_cycle.n * (1.0 + 1.0 / p_old)));
+            float phase = start, out[L_MAX + 1];
+            out[L] = -7.0f;
+            cw_interpolate(old_cycle.n, new_cycle.n, old_cycle.at0(), new_cycle.at0(), p_old, p_new, L, out, &phase);
+
+            const Glide want = plain_glide(old_cycle, new_cycle, p_old, p_new, L, static_cast<double>(start));
+            SCOPED_TRACE("lags " + std::to_string(p_old) + " to " + std::to_string(p_new) + ", L " + std::to_string(L) +
+                         ", phase " + std::to_string(start) + ", seed " + std::to_string(seed));
+            ASSERT_TRUE(test::all_near(out, want.out, L, GLIDE_LIMIT));
+            ASSERT_EQ(out[L], -7.0f) << "wrote past the end";
+            const double n = new_cycle.n;
+            ASSERT_NEAR(std::remainder(static_cast<double>(phase) - want.pos_end, n), 0.0, 1e-3);
+            ASSERT_GE(phase, 0.0f);
+            ASSERT_LT(static_cast<double>(phase), n * (1.0 + 1.01 / std::min(p_old, p_new))) << "a step beyond at most";
+
+            for (Cycle *c : {&old_cycle, &new_cycle}) { /* guards set, coefficients as they were */
+                const std::vector<float> &before = c == &old_cycle ? old_before : new_before;
+                ASSERT_TRUE(test::same_bits(c->at0(), before.data() + 1, c->n));
+                ASSERT_EQ(c->at0()[-1], c->at0()[c->n - 1]);
+                ASSERT_EQ(c->at0()[c->n], c->at0()[0]);
+                ASSERT_EQ(c->at0()[c->n + 1], c->at0()[1]);
+            }
+        }
+}
+
+TEST(CwInterpolate, KnownPhases)
+{
+    struct Case {
+        int n_old, n_new, p_old, p_new, L;
+        float phase;
+        double want;
+    };
+    const Case cases[] = {{64, 128, 60, 70, 40, 10.0f, 99.3904},
+                          {128, 64, 120, 50, 30, 100.0f, 53.5467},
+                          {64, 128, 40, 90, 30, 30.0f, 75.4222}};
+    for (const Case &c : cases) {
+        Cycle old_cycle(c.n_old, 1), new_cycle(c.n_new, 2);
+        float phase = c.phase, out[L_MAX];
+        cw_interpolate(c.n_old, c.n_new, old_cycle.at0(), new_cycle.at0(), c.p_old, c.p_new, c.L, out, &phase);
+        EXPECT_NEAR(static_cast<double>(phase), c.want, 6e-5) << c.p_old << " to " << c.p_new;
+    }
+}
+
+/** Where a read starts, for lags a whole number of times apart or nearly so: from the first sample's new cycle alone */
+TEST(CwInterpolate, StartOfTheNewPosition)
+{
+    struct Case {
+        int p_old, p_new;
+        float phase;
+        double start, speed; /* position on the new grid; cycles per sample at the end */
+    };
+    const Case cases[] = {
+        {147, 20, 16.0f, 28.0, 1.0 / 140.0},  /* 7 times 16/128 of a cycle of 32 points                   */
+        {147, 20, 100.0f, 15.0, 1.0 / 140.0}, /* 7 times 25 points, 5 cycles of 32 taken off              */
+        {20, 147, 14.0f, 8.0, 1.0 / 147.0},   /* a seventh of 56 points                                   */
+        {79, 40, 64.0f, 32.0, 1.0 / 40.0},    /* not twice: r is 1                                        */
+        {80, 40, 64.0f, 64.0, 1.0 / 80.0},    /* just twice: the start doubles, and equal to the grid stays */
+        {80, 40, 96.0f, 32.0, 1.0 / 80.0},    {40, 80, 32.0f, 32.0, 1.0 / 80.0}, {50, 50, 20.0f, 20.0, 1.0 / 50.0},
+    };
+    for (const Case &c : cases) {
+        const int L = 20;
+        Cycle old_cycle(grid_of(c.p_old), 11), new_cycle(grid_of(c.p_new), 12);
+        float phase = c.phase, out[L_MAX];
+        cw_interpolate(old_cycle.n, new_cycle.n, old_cycle.at0(), new_cycle.at0(), c.p_old, c.p_new, L, out, &phase);
+        const double f0 = c.p_new > c.p_old ? 1.0 / (c.p_old * (c.p_new / c.p_old)) : 1.0 / c.p_old;
+        const double cycles = L * f0 + (c.speed - f0) / L * (0.5 * L * (L - 1));
+        EXPECT_NEAR(std::remainder(static_cast<double>(phase) - c.start - cycles * new_cycle.n, new_cycle.n), 0.0, 1e-4)
+            << c.p_old << " to " << c.p_new << " from " << c.phase << ": phase left as " << phase;
+        EXPECT_NEAR(static_cast<double>(out[0]), reading(old_cycle, static_cast<double>(c.phase)), 1e-6)
+            << "the first sample is the old cycle alone";
+    }
+}
+
+/** One cycle on both sides: cut into subframes anywhere, it is read as in one go */
+TEST(CwInterpolate, RunsOnWithoutABreak)
+{
+    for (const int p : {20, 33, 64, 101, 147}) {
+        Cycle cycle(grid_of(p), static_cast<uint64_t>(p)), copy = cycle;
+        const double step = static_cast<double>(cycle.n) / p;
+        float phase = 5.0f, out[4 * L_MAX];
+        int at = 0;
+        for (const int L : {20, 80, 31, 47, 80})
+            cw_interpolate(cycle.n, cycle.n, cycle.at0(), copy.at0(), p, p, L, out + at, &phase), at += L;
+        for (int j = 0; j < at; j++)
+            ASSERT_NEAR(static_cast<double>(out[j]), reading(cycle, 5.0 + j * step), GLIDE_LIMIT)
+                << "lag " << p << ", sample " << j;
+    }
+}
+
+/** After the old cycle was dropped for one on a shorter grid the position comes down by one grid a sample. Until it is
+ *  below the grid it reads what stands behind the guards, inside the room of the array. */
+TEST(CwInterpolate, PositionBeyondAShorterGrid)
+{
+    Cycle old_cycle(32, 21), new_cycle(32, 22);
+    const int L = 20, p = 25;
+    struct Case {
+        float start;
+        int outside; /* samples read beyond the guards: at start - 32, start - 64 + a step, ... */
+    };
+    for (const auto &[start, want_outside] :
+         {Case{32.0f, 0}, {63.5f, 0}, {64.0f, 1}, {94.0f, 1}, {96.0f, 2}, {120.0f, 2}, {127.99f, 3}, {129.0f, 3}}) {
+        float phase = start, out[L_MAX];
+        cw_interpolate(32, 32, old_cycle.at0(), new_cycle.at0(), p, p, L, out, &phase);
+        double pos = static_cast<double>(start);
+        int outside = 0;
+        for (int j = 0; j < L; j++) {
+            pos -= pos >= 32.0 ? 32.0 : 0.0;
+            outside += pos >= 32.0;
+            double v[2] = {0.0, 0.0};
+            const int i = static_cast<int>(pos);
+            for (int k = i - 1; k <= i + 2; k++) {
+                v[0] += static_cast<double>(old_cycle.at0()[k]) * kernel(pos - k);
+                v[1] += static_cast<double>(new_cycle.at0()[k]) * kernel(pos - k);
+            }
+            ASSERT_NEAR(static_cast<double>(out[j]), v[0] + static_cast<double>(j) / L * (v[1] - v[0]), GLIDE_LIMIT)
+                << "start " << start << ", sample " << j << ", position " << pos;
+            pos += 32.0 / p;
+        }
+        EXPECT_EQ(outside, want_outside) << "start " << start;
+    }
+}
+
+TEST(ContinuityBreak, Bounds)
+{
+    struct Case {
+        float rs_before, rs_now, gain_before, gain_now;
+        bool want;
+    };
+    const Case cases[] = {
+        {0.75f, 0.25f, 1.0f, 1.0f, false}, /* a loss of exactly one half does not count */
+        {0.75f, 0.2499f, 1.0f, 1.0f, true}, {1.0f, 0.5f, 1.0f, 1.0f, false}, {1.0f, 0.0f, 1.0f, 1.0f, true},
+        {0.0f, 1.0f, 1.0f, 1.0f, false}, /* growing noisiness is cross-faded */
+        {0.5f, 0.5f, 2.0f, 6.0f, false}, /* neither does three times the level */
+        {0.5f, 0.5f, 2.0f, 6.0001f, true},  {0.5f, 0.5f, 6.0f, 0.0f, false}, {0.5f, 0.5f, 0.0f, 0.0f, false},
+        {0.5f, 0.5f, 0.0f, 1e-9f, true},    {0.9f, 0.1f, 0.0f, 1.0f, true},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(continuity_break(c.rs_before, c.rs_now, c.gain_before, c.gain_now), c.want)
+            << "periodicity " << c.rs_before << " to " << c.rs_now << ", gain " << c.gain_before << " to "
+            << c.gain_now;
+}
+
+} // namespace

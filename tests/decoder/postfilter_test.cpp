@@ -1,0 +1,178 @@
+/** Post-filter: worked coefficients, the gains it promises at both ends of the band, and its memory */
+#include "decoder/postfilter.h"
+#include "dsp/lsf.h"
+#include "tests/support/compare.h"
+#include "tests/support/signals.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace
+{
+
+using namespace talv;
+
+constexpr int IN_PAST = LPC_ORDER + 1, OUT_PAST = LPC_ORDER;
+
+struct Coefficients {
+    float num[LPC_ORDER + 1], den[LPC_ORDER];
+};
+
+Coefficients weighted(const float *lpc)
+{
+    Coefficients c;
+    for (int j = 0; j < LPC_ORDER; j++) {
+        c.num[j] = lpc[j] * pf_zero_weight[j];
+        c.den[j] = lpc[j] * pf_pole_weight[j];
+    }
+    c.num[LPC_ORDER] = std::nanf(""); /* nothing needs to stand there */
+    return c;
+}
+
+/** Filter a signal from silence, in pieces of the lengths given over and over */
+std::vector<float> filtered(const std::vector<float> &lpc, const std::vector<float> &x, const std::vector<int> &pieces)
+{
+    std::vector<float> in(IN_PAST, 0.0f), out(OUT_PAST + x.size() + 1, 0.0f);
+    in.insert(in.end(), x.begin(), x.end());
+    out.back() = -7.0f;
+    size_t at = 0;
+    for (size_t i = 0; at < x.size(); i++) {
+        Coefficients c = weighted(lpc.data());
+        const int count = std::min(pieces[i % pieces.size()], static_cast<int>(x.size() - at));
+        postfilter(LPC_ORDER, c.num, c.den, count, in.data() + IN_PAST + at, out.data() + OUT_PAST + at);
+        at += static_cast<size_t>(count);
+    }
+    EXPECT_EQ(out.back(), -7.0f) << "wrote past the end";
+    return {out.begin() + OUT_PAST, out.end() - 1};
+}
+
+/** A stable envelope: LSFs at random, at least 0.05 radians apart */
+std::vector<float> random_lpc(test::Random &random)
+{
+    std::vector<float> lsf(LPC_ORDER), lpc(LPC_ORDER);
+    for (float &w : lsf)
+        w = static_cast<float>(random.uniform(0.1, 3.0));
+    std::sort(lsf.begin(), lsf.end());
+    for (size_t k = 1; k < lsf.size(); k++)
+        lsf[k] = std::max(lsf[k], lsf[k - 1] + 0.05f);
+    if (lsf.back() > 3.1f)
+        for (float &w : lsf)
+            w *= 3.1f / lsf.back();
+    EXPECT_EQ(lsf_to_lpc(LPC_ORDER, lsf.data(), lpc.data()), 0);
+    return lpc;
+}
+
+TEST(Postfilter, BandwidthFactors)
+{
+    for (int j = 0; j < LPC_ORDER; j++) {
+        EXPECT_NEAR(static_cast<double>(pf_zero_weight[j]), std::pow(0.6, j + 1), 5.1e-7) << "power " << j + 1;
+        EXPECT_NEAR(static_cast<double>(pf_pole_weight[j]), std::pow(0.9, j + 1), 5.1e-7) << "power " << j + 1;
+    }
+    EXPECT_EQ(pf_zero_weight[9], 0.006047f); /* six decimals, not the power itself */
+    EXPECT_EQ(pf_pole_weight[8], 0.38742f);
+}
+
+TEST(Postfilter, WorkedCoefficients)
+{
+    std::vector<float> lpc(LPC_ORDER, 0.0f), impulse(40, 0.0f);
+    impulse[0] = 1.0f;
+    lpc[0] = -0.9f;
+    const std::vector<float> h = filtered(lpc, impulse, {40});
+    const double taps[3] = {0.500353, -0.3575, 0.0471471};
+    double y = 0.0;
+    for (size_t q = 0; q < h.size(); q++) {
+        y = (q < 3 ? taps[q] : 0.0) + 0.81 * y;
+        EXPECT_NEAR(static_cast<double>(h[q]), y, 2e-6) << "sample " << q;
+    }
+
+    Coefficients c = weighted(lpc.data());
+    float in[IN_PAST + 1] = {}, out[OUT_PAST + 1] = {};
+    postfilter(LPC_ORDER, c.num, c.den, 1, in + IN_PAST, out + OUT_PAST);
+    EXPECT_NEAR(static_cast<double>(c.num[0]), -0.3575, 5e-7) << "the tilt is folded into the numerator";
+    EXPECT_NEAR(static_cast<double>(c.num[1]), 0.0471471, 5e-7);
+    for (int j = 2; j <= LPC_ORDER; j++)
+        EXPECT_EQ(c.num[j], 0.0f) << "tap " << j;
+}
+
+TEST(Postfilter, FlatEnvelopeIsAGentleTilt)
+{
+    const std::vector<float> flat(LPC_ORDER, 0.0f), x = test::noise(100, 1000.0, 8);
+    const std::vector<float> y = filtered(flat, x, {100});
+    for (size_t q = 0; q < x.size(); q++)
+        ASSERT_NEAR(static_cast<double>(y[q]),
+                    0.75 * static_cast<double>(x[q]) + 0.25 * static_cast<double>(q > 0 ? x[q - 1] : 0.0f), 1e-4);
+}
+
+/** Gain 1 at 0 Hz and one half at 4000 Hz, whatever the envelope */
+TEST(Postfilter, GainsAtTheEndsOfTheBand)
+{
+    const uint64_t seed = 45;
+    SCOPED_TRACE(test::seed_note(seed));
+    test::Random random(seed);
+    std::vector<float> constant(2000, 1000.0f), alternating(2000);
+    for (size_t i = 0; i < alternating.size(); i++)
+        alternating[i] = i % 2 == 0 ? 1000.0f : -1000.0f;
+    for (int trial = 0; trial < 100; trial++) {
+        const std::vector<float> lpc = random_lpc(random);
+        const std::vector<float> low = filtered(lpc, constant, {80}), high = filtered(lpc, alternating, {80});
+        for (size_t q = 1900; q < 2000; q++) {
+            ASSERT_NEAR(static_cast<double>(low[q]), 1000.0, 0.5) << "trial " << trial << ", sample " << q;
+            ASSERT_NEAR(static_cast<double>(high[q]), q % 2 == 0 ? 500.0 : -500.0, 0.5)
+                << "trial " << trial << ", sample " << q;
+        }
+    }
+}
+
+/** The whole response: A(z/0.6) T(z) / A(z/0.9), worked out directly at points around the circle */
+TEST(Postfilter, FrequencyResponse)
+{
+    const uint64_t seed = 46;
+    SCOPED_TRACE(test::seed_note(seed));
+    test::Random random(seed);
+    std::vector<float> impulse(1024, 0.0f);
+    impulse[0] = 1.0f;
+    for (int trial = 0; trial < 40; trial++) {
+        const std::vector<float> lpc = random_lpc(random);
+        const std::vector<float> h = filtered(lpc, impulse, {1024});
+        const auto poly = [&lpc](const float *weight,
+                                 std::complex<double> z1) { /* z1 is 1/z */
+                                                            std::complex<double> v = 1.0, power = 1.0;
+                                                            for (size_t j = 0; j < LPC_ORDER; j++)
+                                                                v += static_cast<double>(lpc[j]) *
+                                                                     static_cast<double>(weight[j]) * (power *= z1);
+                                                            return v;
+        };
+        const double G = (poly(pf_pole_weight, 1.0) / poly(pf_zero_weight, 1.0)).real();
+        const double H = 0.5 * (poly(pf_pole_weight, -1.0) / poly(pf_zero_weight, -1.0)).real();
+        for (int i = 0; i <= 64; i++) {
+            const std::complex<double> z1 = std::polar(1.0, -static_cast<double>(test::PI_L) * i / 64.0);
+            const std::complex<double> want =
+                poly(pf_zero_weight, z1) / poly(pf_pole_weight, z1) * (0.5 * (G + H) + 0.5 * (G - H) * z1);
+            std::complex<double> got = 0.0, power = 1.0;
+            for (const float v : h) {
+                got += static_cast<double>(v) * power;
+                power *= z1;
+            }
+            ASSERT_LT(std::abs(got - want), 1e-4 * (1.0 + std::abs(want)))
+                << "trial " << trial << ", " << i * 4000 / 64 << " Hz: got " << got << ", wanted " << want;
+        }
+    }
+}
+
+/** A stretch cut anywhere comes out the same, sample for sample: input and output are the only memory */
+TEST(Postfilter, CutInPieces)
+{
+    const uint64_t seed = 47;
+    SCOPED_TRACE(test::seed_note(seed));
+    test::Random random(seed);
+    const std::vector<float> lpc = random_lpc(random), x = test::noise(960, 8000.0, seed);
+    const std::vector<float> whole = filtered(lpc, x, {960});
+    for (const std::vector<int> &pieces : {std::vector<int>{480, 480}, {20}, {80, 21, 34}, {1, 2, 3, 5, 8, 13}})
+        EXPECT_TRUE(test::same_bits(filtered(lpc, x, pieces).data(), whole.data(), static_cast<int>(x.size())))
+            << "pieces of " << pieces[0] << " ...";
+}
+
+} // namespace

@@ -1,0 +1,533 @@
+/** Characteristic waveform synthesis: each step against its formula, and the worked subframe through all of them */
+#include "decoder/waveform.h"
+#include "tests/support/compare.h"
+#include "tests/support/signals.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <gtest/gtest.h>
+#include <limits>
+#include <set>
+#include <vector>
+
+namespace
+{
+
+using namespace talv;
+using test::PI_L;
+using Wide = std::complex<long double>;
+
+constexpr double LPC_SPECTRUM_LIMIT = 1e-3;
+constexpr float TILT_C1 = 0.32045746f, TILT_C2 = 0x1.47ae16p-5f; /* what a reset stores */
+
+Wide wide_of(Complex v)
+{
+    return {static_cast<long double>(v.re), static_cast<long double>(v.im)};
+}
+
+::testing::AssertionResult near_complex(Complex got, double re, double im, double tolerance)
+{
+    if (std::fabs(static_cast<double>(got.re) - re) <= tolerance &&
+        std::fabs(static_cast<double>(got.im) - im) <= tolerance)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "got (" << got.re << ", " << got.im << "), wanted (" << re << ", " << im
+                                         << ") within " << tolerance;
+}
+
+int grid_size(int p)
+{
+    int32_t n = -1;
+    fft_size_for(p, FFT_MAX, &n);
+    return n;
+}
+
+/** Fowler, Noll and Vo's hash over numbers in fixed point: a wrong digit anywhere in a table changes it */
+struct TableHash {
+    uint32_t value = 2166136261u;
+    void add(float v, double scale)
+    {
+        value = (value ^ static_cast<uint32_t>(std::lround(static_cast<double>(v) * scale))) * 16777619u;
+    }
+};
+
+TEST(WaveformTables, Checksums)
+{
+    TableHash noise, phase, spline;
+    for (const auto &row : noise_poly_table)
+        for (const float c : row)
+            noise.add(c, 100.0);
+    for (const Complex &v : phase_table) {
+        phase.add(v.re, 100.0);
+        phase.add(v.im, 100.0);
+    }
+    for (const Complex &v : spline_table)
+        spline.add(v.re, 1e6);
+    EXPECT_EQ(noise.value, 0x679ACA2Au);
+    EXPECT_EQ(phase.value, 0x2D3994AFu);
+    EXPECT_EQ(spline.value, 0x5A62EA6Cu);
+}
+
+TEST(WaveformTables, Shapes)
+{
+    for (int i = 0; i < PHASES; i++)
+        EXPECT_NEAR(static_cast<double>(std::abs(wide_of(phase_table[i]))), 1.0, 0.007) << "phase " << i;
+    for (int i = 0; i <= FFT_MAX / 2; i++) {
+        const double want = 1.0 / (4.0 + 2.0 * std::cos(2.0 * static_cast<double>(PI_L) * i / 128.0));
+        EXPECT_NEAR(static_cast<double>(spline_table[i].re), want, 1.1e-6) << "entry " << i;
+        EXPECT_EQ(spline_table[i].im, i == 63 ? 0.000001f : 0.0f) << "entry " << i;
+    }
+    /* At the top harmonic the noise weight grows with the periodicity value and is complete from row 4 on. */
+    const double top[10] = {0.50, 0.61, 0.72, 0.84, 1.0, 1.0, 1.0, 1.0, 1.0, 1.0};
+    for (int i = 0; i < 10; i++) {
+        double sum = 0.0;
+        for (const float c : noise_poly_table[i])
+            sum += static_cast<double>(c);
+        EXPECT_NEAR(sum, top[i], 1e-7) << "row " << i;
+    }
+}
+
+/** The ten cubics, from the rows of the table */
+double noise_cubic(int row, double w)
+{
+    double v = 0.0;
+    for (int j = 3; j >= 0; j--)
+        v = v * w + static_cast<double>(noise_poly_table[row][j]);
+    return v;
+}
+
+TEST(NoiseProfile, MixOfTwoCubics)
+{
+    for (const int h : {10, 11, 25, 36, 73, 80})
+        for (int step = 0; step <= 1000; step++) {
+            const float rs = static_cast<float>(step) / 1000.0f;
+            std::vector<float> out(MAX_HARMONICS + 2, -7.0f);
+            noise_profile(h, MAX_HARMONICS, rs, out.data());
+            double x = 9.0 * static_cast<double>(rs);
+            x = x >= 9.0 ? 8.995 : x;
+            const int row = std::min(static_cast<int>(x), 8);
+            ASSERT_EQ(out[0], 0.0f);
+            for (int k = 1; k <= MAX_HARMONICS; k++) {
+                const double w = static_cast<double>(k) / h;
+                const double want =
+                    k > h ? 0.0 : (row + 1 - x) * noise_cubic(row, w) + (x - row) * noise_cubic(row + 1, w);
+                ASSERT_NEAR(static_cast<double>(out[static_cast<size_t>(k)]), want, k > h ? 0.0 : 1e-5)
+                    << "h " << h << ", rs " << rs << ", harmonic " << k;
+            }
+            ASSERT_EQ(out[MAX_HARMONICS + 1], -7.0f) << "wrote past the end";
+        }
+}
+
+TEST(NoiseProfile, EndsOfTheScale)
+{
+    std::vector<float> out(MAX_HARMONICS + 1);
+    noise_profile(25, MAX_HARMONICS, 0.0f, out.data());
+    for (int k = 1; k <= 25; k++)
+        EXPECT_NEAR(static_cast<double>(out[static_cast<size_t>(k)]), 0.5 * std::pow(k / 25.0, 3.0), 1e-6);
+
+    noise_profile(25, MAX_HARMONICS, 1.0f, out.data());
+    for (int k = 1; k <= 25; k++) {
+        EXPECT_NEAR(static_cast<double>(out[static_cast<size_t>(k)]),
+                    0.005 * noise_cubic(8, k / 25.0) + 0.995 * noise_cubic(9, k / 25.0), 2e-6);
+        EXPECT_GT(out[static_cast<size_t>(k)], 0.999f);
+    }
+
+    /* A whole number of ninths is one row alone, up to the rounding of the ninth. */
+    for (int row = 1; row < 9; row++) {
+        noise_profile(40, MAX_HARMONICS, static_cast<float>(row) / 9.0f, out.data());
+        for (int k = 1; k <= 40; k++)
+            EXPECT_NEAR(static_cast<double>(out[static_cast<size_t>(k)]), noise_cubic(row, k / 40.0), 4e-6)
+                << "row " << row;
+    }
+}
+
+TEST(AmpProfile, ThreeRanges)
+{
+    float as[AS_DIM];
+    for (int d = 0; d < AS_DIM; d++)
+        as[d] = 0.25f + 0.25f * static_cast<float>(d);
+    for (int h = LAG_MIN / 2; h <= LAG_MAX_FRAME / 2; h++) {
+        std::vector<float> out(MAX_HARMONICS + 2, -7.0f);
+        amp_profile(AS_DIM, as, h, MAX_HARMONICS, out.data());
+        EXPECT_EQ(out[0], 0.0f);
+        for (int k = 1; k <= MAX_HARMONICS; k++)
+            ASSERT_EQ(out[static_cast<size_t>(k)], k <= 10  ? as[k - 1]
+                                                   : k <= h ? 1.0f
+                                                            : 0.0f)
+                << "h " << h << ", harmonic " << k;
+        EXPECT_EQ(out[MAX_HARMONICS + 1], -7.0f) << "wrote past the end";
+    }
+}
+
+TEST(FftSizeFor, SmallestPowerOfTwo)
+{
+    for (int length = 1; length <= 300; length++) {
+        int want = 1;
+        while (want < length && want < FFT_MAX)
+            want *= 2;
+        EXPECT_EQ(grid_size(length), want) << "length " << length;
+    }
+    int32_t n = -1;
+    fft_size_for(100, 64, &n);
+    EXPECT_EQ(n, 64);
+    for (int p = LAG_MIN; p <= LAG_MAX_FRAME; p++)
+        EXPECT_EQ(grid_size(p), p <= 32 ? 32 : p <= 64 ? 64 : 128) << "lag " << p;
+}
+
+TEST(PolyMul2, AgainstPlainProduct)
+{
+    const uint64_t seed = 42;
+    SCOPED_TRACE(test::seed_note(seed));
+    test::Random random(seed);
+    for (int trial = 0; trial < 200; trial++) {
+        const int count = trial % 2 == 0 ? LPC_ORDER + 1 : random.integer(2, 11);
+        std::vector<float> poly(static_cast<size_t>(count) + 3, -7.0f);
+        const float c[3] = {1.0f, static_cast<float>(random.uniform(-2.0, 2.0)),
+                            static_cast<float>(random.uniform(-1.0, 1.0))};
+        std::vector<double> want(static_cast<size_t>(count) + 2, 0.0);
+        for (size_t i = 0; i < static_cast<size_t>(count); i++) {
+            poly[i] = static_cast<float>(random.uniform(-4.0, 4.0));
+            for (size_t j = 0; j < 3; j++)
+                want[i + j] += static_cast<double>(poly[i]) * static_cast<double>(c[j]);
+        }
+        poly_mul2(count, poly.data(), c[1], c[2]);
+        ASSERT_TRUE(test::all_near(poly.data(), want.data(), count + 2, 2e-6)) << "trial " << trial;
+        ASSERT_EQ(poly[static_cast<size_t>(count) + 2], -7.0f) << "wrote past the end";
+    }
+}
+
+/** Largest distance between lpc_spectrum and the sums taken directly, over the sum of the coefficients' magnitudes */
+double spectrum_error(const float *poly, int p)
+{
+    long double worst = 0.0L, size = 0.0L;
+    std::vector<Complex> out(static_cast<size_t>(p / 2) + 2, Complex{-7.0f, -7.0f});
+    lpc_spectrum(poly, POLY_TERMS, p, out.data());
+    for (int j = 0; j < POLY_TERMS; j++)
+        size += std::fabs(static_cast<long double>(poly[j]));
+    for (int k = 0; k <= p / 2; k++) {
+        Wide want = 0.0L;
+        for (int j = 0; j < POLY_TERMS; j++)
+            want += static_cast<long double>(poly[j]) * std::polar(1.0L, -2.0L * PI_L * j * k / p);
+        worst = std::max(worst, std::abs(wide_of(out[static_cast<size_t>(k)]) - want));
+    }
+    EXPECT_EQ(out.back().re, -7.0f) << "wrote past bin p/2";
+    EXPECT_EQ(out[0].im, 0.0f);
+    return static_cast<double>(worst / size);
+}
+
+TEST(LpcSpectrum, AgainstDirectSumsForEveryLag)
+{
+    const uint64_t seed = 77;
+    SCOPED_TRACE(test::seed_note(seed));
+    test::Random random(seed);
+    for (int p = LAG_MIN; p <= LAG_MAX_FRAME; p++)
+        for (int trial = 0; trial < 20; trial++) {
+            float poly[POLY_TERMS];
+            for (float &c : poly)
+                c = static_cast<float>(random.uniform(-2.0, 2.0));
+            ASSERT_LT(spectrum_error(poly, p), LPC_SPECTRUM_LIMIT) << "lag " << p << ", trial " << trial;
+        }
+}
+
+/** All the steps of the noise generator: seed = (seed + 1) 17 mod 4096 */
+TEST(MixExcitation, NoiseGenerator)
+{
+    const float one[2] = {0.0f, 1.0f};
+    const uint32_t want[10] = {834, 1907, 3764, 2565, 2662, 215, 3672, 1001, 650, 2875};
+    const int entries[10] = {26, 59, 117, 80, 83, 6, 114, 31, 20, 89};
+    uint32_t seed = 4385;
+    Complex out[2];
+    for (int i = 0; i < 10; i++) {
+        mix_excitation(&seed, 1, one, one, out);
+        EXPECT_EQ(seed, want[i]) << "step " << i;
+        EXPECT_EQ(out[1].re, phase_table[entries[i]].re) << "step " << i;
+        EXPECT_EQ(out[1].im, phase_table[entries[i]].im) << "step " << i;
+    }
+
+    std::set<uint32_t> seen;
+    const uint32_t start = seed;
+    for (int i = 0; i < 4096; i++) {
+        mix_excitation(&seed, 1, one, one, out);
+        ASSERT_LT(seed, 4096u);
+        ASSERT_TRUE(seen.insert(seed).second) << "seed " << seed << " came twice, step " << i;
+    }
+    EXPECT_EQ(seed, start) << "period of 4096 steps";
+
+    /* h steps a call, whatever the weights: ten at once are the ten above */
+    seed = 4385;
+    const std::vector<float> some(11, 0.5f);
+    Complex spectrum[11];
+    mix_excitation(&seed, 10, some.data(), some.data(), spectrum);
+    EXPECT_EQ(seed, want[9]);
+}
+
+TEST(MixExcitation, PeriodicAndNoiseParts)
+{
+    const int h = LAG_MAX_FRAME / 2;
+    std::vector<float> amp(static_cast<size_t>(h) + 1), noise(static_cast<size_t>(h) + 1, 0.0f);
+    for (int k = 0; k <= h; k++)
+        amp[static_cast<size_t>(k)] = static_cast<float>(k) * 0.125f;
+    std::vector<Complex> out(static_cast<size_t>(h) + 2, Complex{-7.0f, -7.0f});
+
+    /* No noise: the fixed phases, at the full magnitude. */
+    uint32_t seed = 1;
+    mix_excitation(&seed, h, amp.data(), noise.data(), out.data());
+    EXPECT_TRUE(near_complex(out[0], 0.0, 0.0, 0.0));
+    for (int k = 1; k <= h; k++) {
+        const double a = static_cast<double>(amp[static_cast<size_t>(k)]);
+        EXPECT_TRUE(near_complex(out[static_cast<size_t>(k)], a * static_cast<double>(phase_table[k - 1].re),
+                                 a * static_cast<double>(phase_table[k - 1].im), 1e-6))
+            << "harmonic " << k;
+    }
+    EXPECT_EQ(out[static_cast<size_t>(h) + 1].re, -7.0f) << "wrote past harmonic h";
+
+    /* More noise than there is magnitude: no periodic part, neither negative, and the noise in full. Above: a sum. */
+    std::fill(noise.begin(), noise.end(), 3.0f);
+    seed = 1;
+    mix_excitation(&seed, h, amp.data(), noise.data(), out.data());
+    uint32_t s = 1;
+    for (int k = 1; k <= h; k++) {
+        s = ((s + 1) * 17) % 4096;
+        const double v = std::max(static_cast<double>(amp[static_cast<size_t>(k)]) - 3.0, 0.0);
+        const Complex P = phase_table[k - 1], Q = phase_table[s / 32];
+        EXPECT_TRUE(near_complex(out[static_cast<size_t>(k)],
+                                 v * static_cast<double>(P.re) + 3.0 * static_cast<double>(Q.re),
+                                 v * static_cast<double>(P.im) + 3.0 * static_cast<double>(Q.im), 2e-6))
+            << "harmonic " << k;
+    }
+}
+
+/** A random excitation and a random envelope polynomial at the harmonics of a lag */
+struct Spectra {
+    int p, h, n;
+    std::vector<Complex> exc, lpc, cycle;
+
+    Spectra(int lag, uint64_t seed) : p(lag), h(lag / 2), n(grid_size(lag))
+    {
+        test::Random random(seed);
+        const size_t bins = static_cast<size_t>(MAX_HARMONICS) + 1;
+        exc.resize(bins);
+        lpc.resize(bins);
+        cycle.assign(bins, Complex{-7.0f, -7.0f});
+        for (size_t k = 0; k < bins; k++) {
+            const double a = random.uniform(0.2, 5.0), b = random.uniform(-3.14, 3.14);
+            lpc[k] = {static_cast<float>(a * std::cos(b)), static_cast<float>(a * std::sin(b))};
+            exc[k] = {static_cast<float>(random.uniform(-1.0, 1.0)), static_cast<float>(random.uniform(-1.0, 1.0))};
+        }
+        exc[0] = {0.0f, 0.0f};
+    }
+
+    float scale(double g) const { return static_cast<float>(n * g * 0.6 / p); }
+
+    std::vector<float> inverse() const
+    {
+        std::vector<float> x(static_cast<size_t>(n));
+        real_ifft(cycle.data(), x.data(), n, FFT_MAX, fft_bitrev, fft_twiddle);
+        return x;
+    }
+};
+
+double rms(const std::vector<float> &x)
+{
+    double sum = 0.0;
+    for (const float v : x)
+        sum += static_cast<double>(v) * static_cast<double>(v);
+    return std::sqrt(sum / static_cast<double>(x.size()));
+}
+
+TEST(SpectrumShape, QuotientTimesOneFactor)
+{
+    for (const int p : {20, 21, 32, 50, 64, 101, 128, 147}) {
+        Spectra s(p, static_cast<uint64_t>(p));
+        SCOPED_TRACE("lag and seed " + std::to_string(p));
+        spectrum_shape(s.h, s.exc.data(), s.lpc.data(), s.scale(250.0), s.cycle.data());
+        long double energy = 0.0L;
+        for (int k = 1; k <= s.h; k++) {
+            const size_t i = static_cast<size_t>(k);
+            const Wide q = wide_of(s.exc[i]) / wide_of(s.lpc[i]);
+            energy += k < s.h ? std::norm(q) : 0.5L * q.real() * q.real();
+        }
+        const long double factor = s.h * static_cast<long double>(s.scale(250.0)) * std::sqrt(2.0L / energy);
+        for (int k = 0; k <= s.h; k++) {
+            const size_t i = static_cast<size_t>(k);
+            const Wide want = factor * wide_of(s.exc[i]) / wide_of(s.lpc[i]);
+            ASSERT_TRUE(near_complex(s.cycle[i], static_cast<double>(want.real()), static_cast<double>(want.imag()),
+                                     1e-6 * static_cast<double>(std::abs(want)) + 1e-5))
+                << "harmonic " << k;
+        }
+        EXPECT_EQ(s.cycle[static_cast<size_t>(s.h) + 1].re, -7.0f) << "wrote past harmonic h";
+    }
+}
+
+/** The level of a cycle: exactly 0.6 of the gain where grid and lag are one, and close to it elsewhere */
+TEST(SpectrumShape, CycleLevel)
+{
+    for (int p = LAG_MIN; p <= FFT_MAX; p++) {
+        Spectra s(p, 1000 + static_cast<uint64_t>(p));
+        SCOPED_TRACE("lag " + std::to_string(p) + ", seed " + std::to_string(1000 + p));
+        spectrum_shape(s.h, s.exc.data(), s.lpc.data(), s.scale(1000.0), s.cycle.data());
+        /* Only the top harmonic is not counted as it comes out: by its real part alone, at half its weight, where the
+         * grid is longer than the cycle. What it may add or lack bounds the error. */
+        const long double top = std::norm(wide_of(s.cycle[static_cast<size_t>(s.h)]));
+        spectrum_trim(s.p, s.n, s.cycle.data());
+        const double level = rms(s.inverse());
+        const double share = 2.0 * s.h / p; /* an odd lag falls short by its odd sample */
+        if (s.n == p) {
+            EXPECT_NEAR(level, 600.0, 600.0 * 1e-5);
+        } else {
+            EXPECT_NEAR(level * level, 360000.0 * share * share, static_cast<double>(2.0L * top) / s.n / s.n + 5.0);
+        }
+    }
+}
+
+TEST(SpectrumShape, SilenceAndVanishingEnvelope)
+{
+    Spectra s(50, 5);
+    spectrum_shape(s.h, s.exc.data(), s.lpc.data(), 0.0f, s.cycle.data());
+    for (int k = 0; k <= s.h; k++)
+        EXPECT_TRUE(near_complex(s.cycle[static_cast<size_t>(k)], 0.0, 0.0, 0.0)) << "scale 0, harmonic " << k;
+
+    std::fill(s.lpc.begin(), s.lpc.end(), Complex{0.0f, 0.0f});
+    spectrum_shape(s.h, s.exc.data(), s.lpc.data(), 100.0f, s.cycle.data());
+    for (int k = 0; k <= s.h; k++)
+        EXPECT_TRUE(near_complex(s.cycle[static_cast<size_t>(k)], 0.0, 0.0, 0.0)) << "B = 0, harmonic " << k;
+
+    s = Spectra(50, 5);
+    std::fill(s.exc.begin(), s.exc.end(), Complex{0.0f, 0.0f});
+    spectrum_shape(s.h, s.exc.data(), s.lpc.data(), 100.0f, s.cycle.data());
+    for (int k = 0; k <= s.h; k++)
+        EXPECT_TRUE(near_complex(s.cycle[static_cast<size_t>(k)], 0.0, 0.0, 0.0)) << "X = 0, harmonic " << k;
+}
+
+TEST(SpectrumTrim, EveryLag)
+{
+    for (int p = LAG_MIN; p <= LAG_MAX_FRAME; p++) {
+        const int h = p / 2, n = grid_size(p);
+        std::vector<Complex> spec(MAX_HARMONICS + 1);
+        for (int k = 0; k <= MAX_HARMONICS; k++)
+            spec[static_cast<size_t>(k)] = {static_cast<float>(k + 1), -static_cast<float>(2 * k + 1)};
+        const std::vector<Complex> before = spec;
+        spectrum_trim(p, n, spec.data());
+        for (int k = 0; k <= MAX_HARMONICS; k++) {
+            float weight = 1.0f;
+            if (n > p && k > h && k <= n / 2)
+                weight = 0.0f;
+            if (n > p && k == h && p % 2 == 0)
+                weight = 0.5f;
+            const Complex was = before[static_cast<size_t>(k)];
+            ASSERT_TRUE(near_complex(spec[static_cast<size_t>(k)], static_cast<double>(weight * was.re),
+                                     static_cast<double>(weight * was.im), 0.0))
+                << "lag " << p << ", bin " << k;
+        }
+    }
+}
+
+/** The coefficients interpolate: c[m-1] + 4 c[m] + c[m+1] around the cycle is the transform without the table */
+TEST(SplinePrefilter, CoefficientsGiveBackTheCycle)
+{
+    for (const int p : {32, 33, 64, 65, 128, 147}) {
+        Spectra s(p, 300 + static_cast<uint64_t>(p));
+        SCOPED_TRACE("lag " + std::to_string(p) + ", seed " + std::to_string(300 + p));
+        spectrum_shape(s.h, s.exc.data(), s.lpc.data(), s.scale(1000.0), s.cycle.data());
+        spectrum_trim(s.p, s.n, s.cycle.data());
+        const std::vector<float> plain = s.inverse();
+        spline_prefilter(FFT_MAX, spline_table, s.n, s.cycle.data());
+        const std::vector<float> c = s.inverse();
+        const size_t n = static_cast<size_t>(s.n);
+        double worst = 0.0;
+        for (size_t m = 0; m < n; m++)
+            worst = std::max(worst, std::fabs(static_cast<double>(c[(m + n - 1) % n] + 4.0f * c[m] + c[(m + 1) % n]) -
+                                              static_cast<double>(plain[m])));
+        EXPECT_LT(worst, 1000.0 * 0.6 * 2e-5) << "the table has six decimals";
+    }
+}
+
+TEST(SplinePrefilter, StrideAndReach)
+{
+    for (const int n : {32, 64, 128}) {
+        std::vector<Complex> spec(MAX_HARMONICS + 1, Complex{2.0f, 4.0f});
+        spline_prefilter(FFT_MAX, spline_table, n, spec.data());
+        for (int k = 0; k <= MAX_HARMONICS; k++) {
+            const double t = k <= n / 2 ? static_cast<double>(spline_table[k * (FFT_MAX / n)].re) : 1.0;
+            const double skew = n == 128 && k == 63 ? 1e-6 : 0.0; /* the one entry with an imaginary part */
+            EXPECT_TRUE(near_complex(spec[static_cast<size_t>(k)], 2.0 * t - 4.0 * skew, 4.0 * t + 2.0 * skew, 2e-7))
+                << "grid " << n << ", bin " << k;
+        }
+    }
+}
+
+/** Harmonics above the grid of a cycle longer than 128 samples: they take their share of the level and go unheard */
+TEST(LongCycle, HarmonicsBeyondTheGrid)
+{
+    Spectra full(147, 9), cut(147, 9);
+    ASSERT_EQ(full.n, 128);
+    for (size_t k = 65; k <= 73; k++)
+        cut.exc[k] = {0.0f, 0.0f};
+    for (Spectra *s : {&full, &cut}) {
+        spectrum_shape(s->h, s->exc.data(), s->lpc.data(), s->scale(1000.0), s->cycle.data());
+        spectrum_trim(s->p, s->n, s->cycle.data());
+    }
+    const double level = rms(full.inverse()), level_cut = rms(cut.inverse());
+    EXPECT_LT(level, level_cut);
+    const std::vector<float> a = full.inverse(), b = cut.inverse();
+    for (size_t m = 0; m < a.size(); m++)
+        ASSERT_NEAR(static_cast<double>(a[m]) / level, static_cast<double>(b[m]) / level_cut, 2e-5) << "point " << m;
+}
+
+/** One subframe through every step: lag 50, periodicity 0.25, all amplitudes 1, flat envelope, gain 100 */
+TEST(Waveform, WorkedSubframe)
+{
+    const int p = 50, h = 25;
+    std::vector<float> noise(MAX_HARMONICS + 1), amp(MAX_HARMONICS + 1);
+    noise_profile(h, MAX_HARMONICS, 0.25f, noise.data());
+    EXPECT_NEAR(static_cast<double>(noise[1]), 0.00268992, 5e-9);
+    EXPECT_NEAR(static_cast<double>(noise[13]), 0.201402, 5e-7);
+    EXPECT_NEAR(static_cast<double>(noise[25]), 0.75, 5e-7);
+
+    const std::vector<float> as(AS_DIM, 1.0f);
+    amp_profile(AS_DIM, as.data(), h, MAX_HARMONICS, amp.data());
+    const int n = grid_size(p);
+    ASSERT_EQ(n, 64);
+
+    float poly[POLY_TERMS] = {1.0f};
+    poly_mul2(LPC_ORDER + 1, poly, TILT_C1, TILT_C2);
+    EXPECT_NEAR(static_cast<double>(poly[1]), 0.320457, 5e-7);
+    EXPECT_NEAR(static_cast<double>(poly[2]), 0.04, 5e-9);
+    for (int j = 3; j < POLY_TERMS; j++)
+        EXPECT_EQ(poly[j], 0.0f);
+
+    std::vector<Complex> lpc(MAX_HARMONICS + 1), exc(MAX_HARMONICS + 1), cycle(MAX_HARMONICS + 1);
+    lpc_spectrum(poly, POLY_TERMS, p, lpc.data());
+    EXPECT_TRUE(near_complex(lpc[0], 1.36046, 0.0, 5e-6));
+    EXPECT_NEAR(static_cast<double>(lpc[1].re), 1.35667, 5e-6);
+    EXPECT_NEAR(static_cast<double>(lpc[1].im), -0.0501116, 5e-7);
+    EXPECT_NEAR(static_cast<double>(lpc[25].re), 0.719543, 5e-6);
+    EXPECT_NEAR(static_cast<double>(lpc[25].im), 0.0, 2e-4);
+
+    uint32_t seed = 4385;
+    mix_excitation(&seed, h, amp.data(), noise.data(), exc.data());
+    EXPECT_EQ(seed, 3354u);
+    EXPECT_TRUE(near_complex(exc[1], -0.928386, -0.366476, 5e-7));
+
+    const float scale = static_cast<float>(static_cast<double>(n) * 100.0 * static_cast<double>(CYCLE_LEVEL) / p);
+    EXPECT_NEAR(static_cast<double>(scale), 76.8, 1e-5);
+    spectrum_shape(h, exc.data(), lpc.data(), scale, cycle.data());
+    EXPECT_TRUE(near_complex(cycle[1], -469.540, -205.692, 1e-3));
+    EXPECT_TRUE(near_complex(cycle[25], 494.202, 593.528, 2e-2));
+    const Complex top = cycle[25];
+
+    spectrum_trim(p, n, cycle.data());
+    EXPECT_TRUE(near_complex(cycle[25], 247.101, 296.764, 1e-2));
+    EXPECT_EQ(cycle[25].re, 0.5f * top.re);
+    for (size_t k = 26; k <= 32; k++)
+        EXPECT_TRUE(near_complex(cycle[k], 0.0, 0.0, 0.0)) << "bin " << k;
+
+    std::vector<float> x(static_cast<size_t>(n));
+    real_ifft(cycle.data(), x.data(), n, FFT_MAX, fft_bitrev, fft_twiddle);
+    EXPECT_NEAR(rms(x), 60.11, 5e-3);
+
+    spline_prefilter(FFT_MAX, spline_table, n, cycle.data());
+    EXPECT_TRUE(near_complex(cycle[1], -78.3827, -34.3371, 2e-4));
+}
+
+} // namespace

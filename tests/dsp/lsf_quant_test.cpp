@@ -1,0 +1,189 @@
+/* Scalar quantiser of the LSFs: the tables, the search, and the loop that keeps errors from adding up. */
+#include "dsp/lsf_quant.h"
+
+#include "dsp/lsf.h"
+#include "tests/support/compare.h"
+#include "tests/support/signals.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace talv
+{
+namespace
+{
+
+using test::Random;
+
+void dequant(const int32_t *index, float *lsf)
+{
+    lsf_dequant(lsf, index, LPC_ORDER, lsf_levels, lsf_level_counts);
+}
+
+TEST(LsfLevels, ListsAscendAndFillTheirFields)
+{
+    int start = 0, bits = 0;
+    float smallest_distance = 10.0f;
+    double largest_sum = 0.0;
+    for (int k = 0; k < LPC_ORDER; k++) {
+        const int count = lsf_level_counts[k];
+        ASSERT_EQ(count, 1 << lsf_level_bits[k]) << "list " << k;
+        EXPECT_GT(lsf_levels[start], 0.0f) << "list " << k;
+        for (int j = 1; j < count; j++)
+            EXPECT_GT(lsf_levels[start + j], lsf_levels[start + j - 1]) << "list " << k << ", level " << j;
+        if (k > 0)
+            smallest_distance = std::min(smallest_distance, lsf_levels[start]);
+        largest_sum += static_cast<double>(lsf_levels[start + count - 1]);
+        start += count;
+        bits += lsf_level_bits[k];
+    }
+    EXPECT_EQ(start, LSF_LEVEL_TOTAL);
+    EXPECT_EQ(bits, 31);
+    EXPECT_FLOAT_EQ(smallest_distance, 0.036313f);
+    EXPECT_NEAR(largest_sum, 7.165306, 1e-6);
+    /* encoders and decoders of all releases must agree on every level */
+    EXPECT_EQ(test::table_checksum(lsf_levels, LSF_LEVEL_TOTAL), 0x6685A30Eu);
+}
+
+TEST(NearestValue, TiesGoToTheLowerIndex)
+{
+    const float list[4] = {0.0f, 1.0f, 2.0f, 3.0f};
+    const struct {
+        float x;
+        int index;
+    } cases[] = {{0.5f, 0},  {1.5f, 1},  {2.5f, 2},  {-9.0f, 0}, {0.0f, 0},     {0.49f, 0},
+                 {0.51f, 1}, {1.49f, 1}, {2.51f, 3}, {99.0f, 3}, {-0x1p60f, 0}, {0x1p60f, 0}};
+    /* the last two: every distance rounds to the same float, which is a tie */
+    for (const auto &c : cases) {
+        float value = -1.0f;
+        EXPECT_EQ(nearest_value(&value, c.x, list, 4), c.index) << c.x;
+        EXPECT_EQ(value, list[c.index]) << c.x;
+    }
+    const float one[1] = {5.0f};
+    float value = -1.0f;
+    EXPECT_EQ(nearest_value(&value, 1e9f, one, 1), 0);
+    EXPECT_EQ(value, 5.0f);
+}
+
+TEST(NearestValue, NoLevelIsNearer)
+{
+    constexpr uint64_t SEED = 500;
+    Random random(SEED);
+    int start = 0;
+    for (int k = 0; k < LPC_ORDER; k++) {
+        const float *list = lsf_levels + start;
+        const int count = lsf_level_counts[k];
+        for (int i = 0; i < 2000; i++) {
+            const float x = static_cast<float>(random.uniform(-0.2, 1.2));
+            float value = -1.0f;
+            const int got = nearest_value(&value, x, list, count);
+            ASSERT_GE(got, 0);
+            ASSERT_LT(got, count);
+            ASSERT_EQ(value, list[got]);
+            for (int j = 0; j < count; j++) {
+                const float mine = std::fabs(x - value), other = std::fabs(x - list[j]);
+                ASSERT_TRUE(mine < other || (mine == other && got <= j))
+                    << "list " << k << ", x " << x << ": took " << got << ", nearer is " << j << ", "
+                    << test::seed_note(SEED);
+            }
+        }
+        start += count;
+    }
+}
+
+TEST(LsfQuant, WorkedVectors)
+{
+    // clang-format off
+    const int32_t start_index[LPC_ORDER] = {8, 10, 3, 1, 3, 2, 2, 3, 1, 1};
+    const double start_value[LPC_ORDER] = {0.247407, 0.495162, 0.766074, 0.972652, 1.284834,
+                                           1.482365, 1.76481, 2.028498, 2.239489, 2.468237};
+    const int32_t lowest_index[LPC_ORDER] = {};
+    const double lowest_value[LPC_ORDER] = {0.082786, 0.119099, 0.198271, 0.317834, 0.393051,
+                                            0.453196, 0.561832, 0.631952, 0.750877, 0.859366};
+    const int32_t highest_index[LPC_ORDER] = {15, 15, 7, 7, 7, 7, 7, 7, 7, 3};
+    const double highest_value[LPC_ORDER] = {0.496309, 1.080362, 1.810132, 2.628746, 3.464184,
+                                             4.258961, 5.080770, 5.728611, 6.645001, 7.165306};
+    // clang-format on
+    float lsf[LPC_ORDER];
+    int32_t index[LPC_ORDER];
+    for (int k = 0; k < LPC_ORDER; k++)
+        lsf[k] = 0.25f * static_cast<float>(k + 1);
+    lsf_quant(lsf, index, LPC_ORDER, lsf_levels, lsf_level_counts);
+    EXPECT_TRUE(std::equal(index, index + LPC_ORDER, start_index)) << ::testing::PrintToString(index);
+
+    dequant(start_index, lsf);
+    EXPECT_TRUE(test::all_near(lsf, start_value, LPC_ORDER, 1e-6));
+
+    dequant(lowest_index, lsf);
+    EXPECT_TRUE(test::all_near(lsf, lowest_value, LPC_ORDER, 1e-6));
+    float stabilised[LPC_ORDER];
+    std::copy(lsf, lsf + LPC_ORDER, stabilised);
+    EXPECT_EQ(lsf_stabilize(stabilised, LPC_ORDER, LSF_SPACING_DECODED), 0);
+    EXPECT_TRUE(test::same_bits(stabilised, lsf, LPC_ORDER)) << "the narrowest vector is wide enough";
+
+    dequant(highest_index, lsf);
+    EXPECT_TRUE(test::all_near(lsf, highest_value, LPC_ORDER, 2e-6)) << "not clamped";
+}
+
+TEST(LsfQuant, CatchesUpAfterAnElementOutOfReach)
+{
+    /* the first LSF can reach 0.496309; each distance is then taken from what the decoder has, not from the input */
+    const float lsf[LPC_ORDER] = {1.0f, 1.1f, 1.3f, 1.6f, 1.9f, 2.1f, 2.4f, 2.6f, 2.8f, 2.9f};
+    int32_t index[LPC_ORDER];
+    float decoded[LPC_ORDER];
+    lsf_quant(lsf, index, LPC_ORDER, lsf_levels, lsf_level_counts);
+    dequant(index, decoded);
+    EXPECT_EQ(index[0], 15);
+    EXPECT_FLOAT_EQ(decoded[0], 0.496309f);
+    EXPECT_EQ(index[1], 15); /* 0.6037 wanted, 0.584053 is the most */
+    for (int k = 2; k < LPC_ORDER; k++)
+        EXPECT_NEAR(decoded[k], lsf[k], 0.05) << "element " << k << " has caught up";
+}
+
+TEST(LsfQuant, EachIndexIsNearestToWhatTheDecoderLacks)
+{
+    for (uint64_t seed = 510; seed < 1510; seed++) {
+        Random random(seed);
+        std::vector<float> lsf(LPC_ORDER);
+        for (float &v : lsf)
+            v = static_cast<float>(random.uniform(-0.1, 3.3));
+        if (seed % 3 != 0) /* otherwise unordered, which is allowed */
+            std::sort(lsf.begin(), lsf.end());
+        const std::vector<float> before = lsf;
+        int32_t index[LPC_ORDER];
+        float decoded[LPC_ORDER];
+        lsf_quant(lsf.data(), index, LPC_ORDER, lsf_levels, lsf_level_counts);
+        ASSERT_EQ(lsf, before) << "the input is not to change";
+        dequant(index, decoded);
+
+        /* Only if the quantiser's running value equals the decoder's, bit for bit, is every choice the nearest one. */
+        const float *list = lsf_levels;
+        for (int k = 0; k < LPC_ORDER; k++) {
+            const float x = lsf[static_cast<size_t>(k)] - (k == 0 ? 0.0f : decoded[k - 1]);
+            for (int j = 0; j < lsf_level_counts[k]; j++) {
+                const float mine = std::fabs(x - list[index[k]]), other = std::fabs(x - list[j]);
+                ASSERT_TRUE(mine < other || (mine == other && index[k] <= j))
+                    << "element " << k << ": took " << index[k] << ", nearer is " << j << ", " << test::seed_note(seed);
+            }
+            list += lsf_level_counts[k];
+        }
+    }
+}
+
+TEST(LsfDequant, NeighboursAreNeverCloserThanTheSmallestLevel)
+{
+    for (uint64_t seed = 1600; seed < 1800; seed++) {
+        Random random(seed);
+        int32_t index[LPC_ORDER];
+        for (int k = 0; k < LPC_ORDER; k++)
+            index[k] = random.integer(0, lsf_level_counts[k] - 1);
+        float lsf[LPC_ORDER];
+        dequant(index, lsf);
+        for (int k = 1; k < LPC_ORDER; k++)
+            ASSERT_GE(lsf[k] - lsf[k - 1], 0.036312f) << "element " << k << ", " << test::seed_note(seed);
+    }
+}
+
+} // namespace
+} // namespace talv

@@ -1,0 +1,279 @@
+/* The codebooks and the searches that use them. */
+#include "dsp/vq.h"
+
+#include "dsp/as_codebook.h"
+#include "tests/support/compare.h"
+#include "tests/support/signals.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <numeric>
+#include <string>
+#include <vector>
+
+namespace talv
+{
+namespace
+{
+
+using test::Random;
+
+/** Squared error as the searches define it: rising order in double, rounded once */
+float squared_error(const float *x, const float *row, int dim)
+{
+    double sum = 0.0;
+    for (int d = 0; d < dim; d++) {
+        const double difference = static_cast<double>(x[d]) - static_cast<double>(row[d]);
+        sum += difference * difference;
+    }
+    return static_cast<float>(sum);
+}
+
+const float *gain_row(int stage, int row)
+{
+    return gain_codebook + (stage * GAIN_STAGE_ROWS + row) * QUARTERS;
+}
+
+TEST(Codebooks, PeriodicityPairsLieBetween0And1AndAreUnchanged)
+{
+    for (float v : rs_codebook) {
+        EXPECT_GT(v, 0.0f);
+        EXPECT_LT(v, 1.0f);
+    }
+    EXPECT_EQ(test::table_checksum(rs_codebook, RS_ROWS * RS_DIM), 0x3BB3F565u);
+}
+
+TEST(Codebooks, GainRowsKeepTheirBoundsAndAreUnchanged)
+{
+    const float *first = gain_row(0, 0), *second = gain_row(1, 0), *end = gain_row(2, 0);
+    EXPECT_FLOAT_EQ(*std::min_element(first, second), 0.714667f);
+    EXPECT_FLOAT_EQ(*std::max_element(first, second), 87.68378f);
+    EXPECT_FLOAT_EQ(*std::min_element(second, end), -14.43106f);
+    EXPECT_FLOAT_EQ(*std::max_element(second, end), 13.49378f);
+    EXPECT_EQ(gain_stage_sizes[0], GAIN_STAGE_ROWS);
+    EXPECT_EQ(gain_stage_sizes[1], GAIN_STAGE_ROWS);
+    EXPECT_EQ(test::table_checksum(gain_codebook, GAIN_STAGES * GAIN_STAGE_ROWS * QUARTERS), 0x9011B679u);
+}
+
+TEST(Codebooks, FourAmplitudeRowsToTheLastDigit)
+{
+    // clang-format off
+    const struct {
+        int row;
+        float want[AS_DIM];
+    } cases[] = {
+        {0, {3.02371f, 0.494241f, 0.393583f, 0.23393f, 0.181386f, 0.193772f, 0.173103f, 0.164243f, 0.15865f, 0.202074f}},
+        {3, {1.162661f, 2.734882f, 0.344313f, 0.31295f, 0.382247f, 0.301536f, 0.281201f, 0.26869f, 0.178286f, 0.270575f}},
+        {7, {0.491732f, 0.56396f, 0.624226f, 0.712389f, 0.648832f, 2.030949f, 1.21525f, 0.876552f, 0.65228f, 0.579578f}},
+        {127, {0.905058f, 1.288444f, 0.951155f, 0.875965f, 1.017202f, 0.983964f, 0.968518f, 0.915425f, 0.958763f, 0.978895f}},
+    };
+    // clang-format on
+    for (const auto &c : cases)
+        EXPECT_TRUE(test::same_bits(as_codebook + c.row * AS_DIM, c.want, AS_DIM)) << "row " << c.row;
+}
+
+TEST(VqSearch, KnownRows)
+{
+    float as_vec[AS_DIM] = {}, rs_vec[RS_DIM] = {0.0f, 0.0f};
+    int32_t index = -1;
+    vq_search(AS_DIM, AS_DIM, as_vec, AS_ROWS, as_codebook, &index);
+    EXPECT_EQ(index, 7) << "the row of the smallest sum of squares is nearest to zero";
+    EXPECT_TRUE(test::same_bits(as_vec, as_codebook + 7 * AS_DIM, AS_DIM)) << "the row replaces the vector";
+
+    std::fill(std::begin(as_vec), std::end(as_vec), 1.0f);
+    vq_search(AS_DIM, AS_DIM, as_vec, AS_ROWS, as_codebook, &index);
+    EXPECT_EQ(index, 126) << "the flat spectrum";
+
+    vq_search(RS_DIM, RS_DIM, rs_vec, RS_ROWS, rs_codebook, &index);
+    EXPECT_EQ(index, 0);
+    rs_vec[0] = rs_vec[1] = 1.0f;
+    vq_search(RS_DIM, RS_DIM, rs_vec, RS_ROWS, rs_codebook, &index);
+    EXPECT_EQ(index, 31);
+    EXPECT_EQ(rs_vec[0], 0.9222f);
+    EXPECT_EQ(rs_vec[1], 0.9088f);
+}
+
+TEST(VqSearch, TakesTheNearestRowAndTheLowestOfEqualOnes)
+{
+    for (uint64_t seed = 700; seed < 1200; seed++) {
+        Random random(seed);
+        /* whole numbers from a small range make ties common; row_len above dim leaves elements that must not count */
+        const int dim = random.integer(1, 4), row_len = dim + random.integer(0, 3), rows = random.integer(1, 40);
+        std::vector<float> table(static_cast<size_t>(rows * row_len));
+        for (float &v : table)
+            v = static_cast<float>(random.integer(-2, 2));
+        std::vector<float> x(static_cast<size_t>(dim));
+        for (float &v : x)
+            v = static_cast<float>(random.integer(-4, 4)) * 0.5f;
+
+        int want = 0;
+        for (int i = 1; i < rows; i++)
+            if (squared_error(x.data(), &table[static_cast<size_t>(i * row_len)], dim) <
+                squared_error(x.data(), &table[static_cast<size_t>(want * row_len)], dim))
+                want = i;
+        int32_t index = -1;
+        vq_search(row_len, dim, x.data(), rows, table.data(), &index);
+        ASSERT_EQ(index, want) << test::seed_note(seed);
+        ASSERT_TRUE(test::same_bits(x.data(), &table[static_cast<size_t>(want * row_len)], dim))
+            << test::seed_note(seed);
+    }
+}
+
+TEST(VqSearch, FindsEveryRowOfTheCodebooks)
+{
+    for (int i = 0; i < AS_ROWS; i++) {
+        float x[AS_DIM];
+        int32_t index = -1;
+        for (int d = 0; d < AS_DIM; d++)
+            x[d] = as_codebook[i * AS_DIM + d] + (d % 2 == 0 ? 0.01f : -0.01f);
+        vq_search(AS_DIM, AS_DIM, x, AS_ROWS, as_codebook, &index);
+        EXPECT_EQ(index, i);
+    }
+    for (int i = 0; i < RS_ROWS; i++) {
+        float x[RS_DIM] = {rs_codebook[2 * i] + 0.001f, rs_codebook[2 * i + 1] - 0.001f};
+        int32_t index = -1;
+        vq_search(RS_DIM, RS_DIM, x, RS_ROWS, rs_codebook, &index);
+        EXPECT_EQ(index, i);
+    }
+}
+
+TEST(Ivsvq2, FetchesARowOrReportsTheIndex)
+{
+    float pair[RS_DIM];
+    EXPECT_EQ(ivsvq2(RS_DIM, RS_DIM, pair, RS_ROWS, rs_codebook, 31), 0);
+    EXPECT_TRUE(test::same_bits(pair, rs_codebook + 62, RS_DIM));
+    EXPECT_EQ(ivsvq2(RS_DIM, RS_DIM, pair, RS_ROWS, rs_codebook, 0), 0);
+    EXPECT_TRUE(test::same_bits(pair, rs_codebook, RS_DIM));
+    for (int32_t index : {-1, 32, 100, INT32_MIN, INT32_MAX}) {
+        pair[0] = pair[1] = -1.0f;
+        EXPECT_EQ(ivsvq2(RS_DIM, RS_DIM, pair, RS_ROWS, rs_codebook, index), -1) << index;
+        EXPECT_TRUE(test::same_bits(pair, rs_codebook, RS_DIM)) << index;
+    }
+    /* row_len 3, dim 2: the third element of a row is passed over */
+    const float table[6] = {1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f};
+    float three[3] = {0.0f, 0.0f, 9.0f};
+    EXPECT_EQ(ivsvq2(3, 2, three, 2, table, 1), 0);
+    EXPECT_EQ(three[0], 4.0f);
+    EXPECT_EQ(three[1], 5.0f);
+    EXPECT_EQ(three[2], 9.0f);
+}
+
+/** A pair of rows with its whole error, as found by sorting instead of by places */
+struct Path {
+    int32_t rows[2];
+    float cost;
+};
+
+/** The three best rows of stage 0, then the best of all their continuations; earlier finds win ties */
+Path best_of_three(const float *target, const float *table, const int32_t *sizes, int dim)
+{
+    std::vector<int32_t> order(static_cast<size_t>(sizes[0]));
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](int32_t a, int32_t b) {
+        return squared_error(target, table + a * dim, dim) < squared_error(target, table + b * dim, dim);
+    });
+    Path best = {{-1, -1}, 1e38f};
+    for (size_t place = 0; place < std::min<size_t>(3, order.size()); place++) {
+        std::vector<float> rest(static_cast<size_t>(dim));
+        for (int d = 0; d < dim; d++)
+            rest[static_cast<size_t>(d)] = target[d] - table[order[place] * dim + d];
+        for (int32_t j = 0; j < sizes[1]; j++) {
+            const float cost = squared_error(rest.data(), table + (sizes[0] + j) * dim, dim);
+            if (cost < best.cost)
+                best = {{order[place], j}, cost};
+        }
+    }
+    return best;
+}
+
+TEST(MsvqSearch, WorkedTargets)
+{
+    const float target[QUARTERS] = {21.0f, 37.0f, 40.0f, 25.0f};
+    float work[QUARTERS];
+    int32_t index[2];
+    msvq_search(QUARTERS, gain_stage_sizes, gain_codebook, target, work, index);
+    EXPECT_EQ(index[0], 12);
+    EXPECT_EQ(index[1], 18);
+    EXPECT_NEAR(static_cast<double>(squared_error(target, work, QUARTERS)), 49.63, 0.005);
+    /* the greedy pair: nearest row of stage 0, and its best continuation */
+    float greedy[QUARTERS];
+    const int32_t greedy_index[2] = {24, 19};
+    msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, greedy, greedy_index);
+    EXPECT_NEAR(static_cast<double>(squared_error(target, greedy, QUARTERS)), 50.41, 0.005);
+
+    const float zero[QUARTERS] = {};
+    const double want[QUARTERS] = {-0.713071, -0.575486, -0.306244, 0.341764};
+    msvq_search(QUARTERS, gain_stage_sizes, gain_codebook, zero, work, index);
+    EXPECT_EQ(index[0], 5);
+    EXPECT_EQ(index[1], 1);
+    EXPECT_TRUE(test::all_near(work, want, QUARTERS, 1e-6)) << "sums may be negative and are not clamped";
+}
+
+TEST(MsvqSearch, IsTheBestOfTheThreeBestAndNeverWorseThanGreedy)
+{
+    for (uint64_t seed = 1300; seed < 2300; seed++) {
+        SCOPED_TRACE(test::seed_note(seed));
+        Random random(seed);
+        float target[QUARTERS], work[QUARTERS], decoded[QUARTERS];
+        const double top = seed % 2 == 0 ? 95.0 : 25.0;
+        for (float &v : target)
+            v = static_cast<float>(random.uniform(0.0, top));
+        int32_t index[2] = {-1, -1};
+        msvq_search(QUARTERS, gain_stage_sizes, gain_codebook, target, work, index);
+        const Path want = best_of_three(target, gain_codebook, gain_stage_sizes, QUARTERS);
+        ASSERT_EQ(index[0], want.rows[0]);
+        ASSERT_EQ(index[1], want.rows[1]);
+        msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, decoded, index);
+        ASSERT_TRUE(test::same_bits(work, decoded, QUARTERS)) << "search and decoder form the same sum";
+
+        int nearest = 0;
+        float greedy = 1e38f;
+        for (int i = 1; i < GAIN_STAGE_ROWS; i++)
+            if (squared_error(target, gain_row(0, i), QUARTERS) < squared_error(target, gain_row(0, nearest), QUARTERS))
+                nearest = i;
+        for (int32_t j = 0; j < GAIN_STAGE_ROWS; j++) {
+            const int32_t pair[2] = {nearest, j};
+            msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, decoded, pair);
+            greedy = std::min(greedy, squared_error(target, decoded, QUARTERS));
+        }
+        ASSERT_LE(squared_error(target, work, QUARTERS), greedy * 1.000001f);
+    }
+}
+
+TEST(MsvqSearch, OfEqualPathsTheOneFoundFirstWins)
+{
+    for (uint64_t seed = 2400; seed < 2900; seed++) {
+        SCOPED_TRACE(test::seed_note(seed));
+        Random random(seed);
+        const int dim = random.integer(1, 3);
+        const int32_t sizes[2] = {random.integer(1, 12), random.integer(1, 9)};
+        std::vector<float> table(static_cast<size_t>((sizes[0] + sizes[1]) * dim));
+        for (float &v : table)
+            v = static_cast<float>(random.integer(-2, 2));
+        float target[3], work[3];
+        for (float &v : target)
+            v = static_cast<float>(random.integer(-3, 3));
+        int32_t index[2] = {-1, -1};
+        if (sizes[0] < 3) /* a place that no row of stage 0 took is not a path */
+            continue;
+        msvq_search(dim, sizes, table.data(), target, work, index);
+        const Path want = best_of_three(target, table.data(), sizes, dim);
+        ASSERT_EQ(index[0], want.rows[0]);
+        ASSERT_EQ(index[1], want.rows[1]);
+    }
+}
+
+TEST(MsvqDecode, AddsTheTwoRows)
+{
+    for (int32_t i = 0; i < GAIN_STAGE_ROWS; i++) {
+        const int32_t index[2] = {i, GAIN_STAGE_ROWS - 1 - i};
+        float got[QUARTERS], want[QUARTERS];
+        for (int d = 0; d < QUARTERS; d++)
+            want[d] = gain_row(0, index[0])[d] + gain_row(1, index[1])[d];
+        msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, got, index);
+        EXPECT_TRUE(test::same_bits(got, want, QUARTERS)) << "rows " << index[0] << " and " << index[1];
+    }
+}
+
+} // namespace
+} // namespace talv

@@ -1,0 +1,404 @@
+/* The encoder's frame driver: what a frame says, of which stretch of the signal, and what is carried on. */
+#include "encoder/encoder.h"
+
+#include "dsp/as_codebook.h"
+#include "dsp/fft.h"
+#include "dsp/lsf.h"
+#include "dsp/lsf_quant.h"
+#include "dsp/vq.h"
+#include "encoder/conditioning.h"
+#include "encoder/cycle.h"
+#include "encoder/gain.h"
+#include "encoder/lpc.h"
+#include "encoder/pitch.h"
+#include "encoder/rs.h"
+#include "tests/support/compare.h"
+#include "tests/support/signals.h"
+
+#include <algorithm>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace talv
+{
+namespace
+{
+
+using test::Random;
+using Indices = std::vector<int32_t>;
+
+/** An encoder at the start of a stream; what a reset leaves alone is filled with nonsense */
+std::unique_ptr<EncoderState> fresh_encoder()
+{
+    auto enc = std::make_unique<EncoderState>();
+    std::memset(static_cast<void *>(enc.get()), 0x7B, sizeof *enc);
+    encoder_reset(enc.get());
+    return enc;
+}
+
+FrameParams analyse(EncoderState *enc, const int16_t *pcm)
+{
+    FrameParams params;
+    std::memset(&params, 0x55, sizeof params);
+    encoder_analyse(enc, pcm, &params);
+    return params;
+}
+
+Indices lsf_of(const FrameParams &p)
+{
+    return Indices(p.lsf_index, p.lsf_index + LPC_ORDER);
+}
+
+/** All fourteen, in the order of the frame */
+Indices all_of(const FrameParams &p)
+{
+    Indices all = {p.pitch_index};
+    all.insert(all.end(), p.lsf_index, p.lsf_index + LPC_ORDER);
+    all.insert(all.end(), {p.gain_index[0], p.gain_index[1], p.rs_index, p.as_index});
+    return all;
+}
+
+void expect_in_range(const FrameParams &p, const std::string &where)
+{
+    EXPECT_TRUE(p.pitch_index >= 0 && p.pitch_index <= 127) << where << ": pitch " << p.pitch_index;
+    for (int k = 0; k < LPC_ORDER; k++)
+        EXPECT_TRUE(p.lsf_index[k] >= 0 && p.lsf_index[k] < lsf_level_counts[k]) << where << ": LSF " << k;
+    for (int32_t g : p.gain_index)
+        EXPECT_TRUE(g >= 0 && g < GAIN_STAGE_ROWS) << where << ": gain " << g;
+    EXPECT_TRUE(p.rs_index >= 0 && p.rs_index < RS_ROWS) << where << ": periodicity " << p.rs_index;
+    EXPECT_TRUE(p.as_index >= 0 && p.as_index < AS_ROWS) << where << ": amplitudes " << p.as_index;
+}
+
+/** Speech of a sort: voice of a moving lag, noise, a pause, and one loud start */
+std::vector<int16_t> mixed_speech(int blocks, uint64_t seed)
+{
+    std::vector<float> x;
+    Random random(seed);
+    while (x.size() < static_cast<size_t>(blocks * FRAME_LEN)) {
+        const int n = random.integer(300, 1800);
+        const double lag = random.uniform(25.0, 155.0);
+        const std::vector<float> part =
+            random.integer(0, 3) == 0
+                ? test::noise(n, random.uniform(0.0, 3000.0), random.next())
+                : test::voiced(n, lag, lag * random.uniform(0.8, 1.25), random.uniform(500.0, 12000.0), random.next());
+        x.insert(x.end(), part.begin(), part.end());
+    }
+    x.resize(static_cast<size_t>(blocks * FRAME_LEN));
+    return test::to_pcm(x);
+}
+
+const int16_t *block(const std::vector<int16_t> &pcm, int i)
+{
+    return pcm.data() + i * FRAME_LEN;
+}
+
+TEST(EncoderReset, StartValues)
+{
+    const auto enc = fresh_encoder();
+    const auto all_zero = [](const float *x, int n) {
+        return std::all_of(x, x + n, [](float v) { return v == 0.0f; });
+    };
+    EXPECT_TRUE(all_zero(enc->sig_hist, SIG_HIST_LEN - FRAME_LEN));
+    EXPECT_TRUE(all_zero(enc->res_hist, RES_HIST_LEN));
+    EXPECT_TRUE(all_zero(enc->lp_hist, RES_HIST_LEN));
+    EXPECT_TRUE(all_zero(enc->rs_hist, RES_HIST_LEN));
+    EXPECT_TRUE(all_zero(enc->iir_state, 5));
+    EXPECT_TRUE(all_zero(enc->lp_state, 17));
+    EXPECT_TRUE(all_zero(enc->rs_state, 5));
+    EXPECT_EQ(enc->dc_mean, 0.0f);
+    for (int k = 0; k < LPC_ORDER; k++)
+        EXPECT_EQ(enc->lsf_prev[k], 0.25f * static_cast<float>(k + 1));
+    for (int i = 0; i < 2; i++) {
+        EXPECT_EQ(enc->pitch_hist[i], 64);
+        EXPECT_EQ(enc->corr_hist[i], 0.0f);
+    }
+}
+
+TEST(EncoderReset, ForgetsWhatCameBefore)
+{
+    const std::vector<int16_t> before = mixed_speech(10, 6001), after = mixed_speech(12, 6002);
+    const auto used = fresh_encoder(), unused = fresh_encoder();
+    for (int i = 0; i < 10; i++)
+        analyse(used.get(), block(before, i));
+    encoder_reset(used.get());
+    for (int i = 0; i < 12; i++)
+        EXPECT_EQ(all_of(analyse(used.get(), block(after, i))), all_of(analyse(unused.get(), block(after, i))))
+            << "call " << i + 1;
+}
+
+TEST(Encoder, Silence)
+{
+    const auto enc = fresh_encoder();
+    const int16_t silence[FRAME_LEN] = {};
+    const int32_t lags[] = {44, 31, 20, 12, 5, 0, 0, 0, 0, 0};
+    const Indices start = {8, 10, 3, 1, 3, 2, 2, 3, 1, 1}, flat = {10, 11, 3, 2, 3, 3, 2, 4, 2, 1};
+    for (int i = 0; i < 200; i++) {
+        const FrameParams p = analyse(enc.get(), silence);
+        ASSERT_EQ(p.pitch_index, i < 10 ? lags[i] : 0) << "call " << i + 1;
+        ASSERT_EQ(lsf_of(p), i == 0 ? start : flat) << "call " << i + 1;
+        ASSERT_EQ(p.gain_index[0], 5) << "call " << i + 1;
+        ASSERT_EQ(p.gain_index[1], 1) << "call " << i + 1;
+        ASSERT_EQ(p.rs_index, 31) << "call " << i + 1;
+        expect_in_range(p, "call " + std::to_string(i + 1));
+    }
+}
+
+TEST(Encoder, LsfIndicesDoNotHangOnTheNewestBlock)
+{
+    /* the vector sent is that of the call before; the rest of the frame looks further ahead */
+    const std::vector<int16_t> speech = mixed_speech(12, 6010);
+    const std::vector<int16_t> others[] = {std::vector<int16_t>(FRAME_LEN, 0),
+                                           test::to_pcm(test::noise(240, 30000, 6011)),
+                                           test::to_pcm(test::tone(240, 700.0, 9000.0))};
+    const auto enc = fresh_encoder();
+    for (int i = 0; i < 12; i++) {
+        const EncoderState before = *enc;
+        const FrameParams p = analyse(enc.get(), block(speech, i));
+        for (const std::vector<int16_t> &other : others) {
+            EncoderState copy = before;
+            EXPECT_EQ(lsf_of(analyse(&copy, other.data())), lsf_of(p)) << "call " << i + 1;
+        }
+    }
+}
+
+/** The histories in the coordinate of a call, put together from the records before and after it */
+struct Histories {
+    float sig[SIG_HIST_LEN], res[RES_HIST_LEN], lp[RES_HIST_LEN], rs[RES_HIST_LEN];
+
+    Histories(const EncoderState &before, const EncoderState &after)
+    {
+        std::copy_n(before.sig_hist, FRAME_LEN, sig);
+        std::copy_n(after.sig_hist, SIG_HIST_LEN - FRAME_LEN, sig + FRAME_LEN);
+        for (auto [whole, old_part, new_part] :
+             {std::tuple{res, before.res_hist, after.res_hist}, std::tuple{lp, before.lp_hist, after.lp_hist},
+              std::tuple{rs, before.rs_hist, after.rs_hist}}) {
+            std::copy_n(old_part, FRAME_LEN, whole);
+            std::copy_n(new_part, RES_HIST_LEN - FRAME_LEN, whole + FRAME_LEN);
+        }
+    }
+};
+
+/** A call's work once more, each stage on the stretch of the histories that it is to read */
+void expect_frame_of(const EncoderState &before, const EncoderState &after, const int16_t *pcm, const FrameParams &got)
+{
+    const Histories h(before, after);
+
+    /* the older part of every history is what it was */
+    EXPECT_TRUE(test::same_bits(h.sig, before.sig_hist, 640));
+    EXPECT_TRUE(test::same_bits(h.res, before.res_hist, 400));
+    EXPECT_TRUE(test::same_bits(h.lp, before.lp_hist, 400));
+    EXPECT_TRUE(test::same_bits(h.rs, before.rs_hist, 400));
+
+    /* conditioning: [640, 880) */
+    float state[17], signal[FRAME_LEN], mean = before.dc_mean;
+    std::copy_n(before.iir_state, 5, state);
+    iir_prefilter(prefilter_den, prefilter_num, pcm, signal, state, FRAME_LEN);
+    dc_tracker(FRAME_LEN, &mean, signal);
+    EXPECT_TRUE(test::same_bits(h.sig + 640, signal, FRAME_LEN));
+    EXPECT_TRUE(test::same_bits(after.iir_state + 1, state + 1, 4));
+    EXPECT_EQ(after.dc_mean, mean);
+
+    /* envelope at position 640, residual of [400, 640) with four steps towards it */
+    float lsf_new[LSF_STORE], lpc[4][LPC_ORDER], residual[FRAME_LEN];
+    if (getlsf2(h.sig + 520, FRAME_LEN, LPC_ORDER, lsf_new) < 0)
+        std::copy_n(before.lsf_prev, LPC_ORDER, lsf_new);
+    EXPECT_TRUE(test::same_bits(after.lsf_prev, lsf_new, LPC_ORDER));
+    intrp_lsf_lpc(before.lsf_prev, lsf_new, LPC_ORDER, 4, lpc[0]);
+    for (int i = 0; i < FRAME_LEN; i++) {
+        lpc_residual(LPC_ORDER, 1, h.sig + 400 + i, lpc[i / 60], residual + i);
+        residual[i] += floor_noise[i];
+    }
+    EXPECT_TRUE(test::same_bits(h.res + 400, residual, FRAME_LEN));
+
+    /* the envelope sent: that of the call before, unquantised until here */
+    int32_t lsf_index[LPC_ORDER];
+    lsf_quant(before.lsf_prev, lsf_index, LPC_ORDER, lsf_levels, lsf_level_counts);
+    EXPECT_EQ(lsf_of(got), Indices(lsf_index, lsf_index + LPC_ORDER));
+
+    /* pitch: newest measurement on [400, 640), the one before settled */
+    float filtered[FRAME_LEN];
+    std::copy_n(before.lp_state, 17, state);
+    sym_fir(LP_ORDER, lp_taps, FRAME_LEN, residual, filtered, state);
+    EXPECT_TRUE(test::same_bits(h.lp + 400, filtered, FRAME_LEN));
+    float corr[3] = {before.corr_hist[0], before.corr_hist[1], 0.0f};
+    int32_t lags[3] = {before.pitch_hist[0], before.pitch_hist[1], 0}, pitch = 0;
+    pitch_search(3, FRAME_LEN, 20, 160, h.lp + 400, &lags[2], &corr[2]);
+    const int32_t raw = lags[2];
+    pitch_track(corr, lags, &pitch);
+    EXPECT_EQ(got.pitch_index, std::min(pitch, 147) - 20);
+    EXPECT_TRUE(test::same_bits(after.corr_hist, corr, 3));
+    EXPECT_TRUE(std::equal(lags, lags + 3, after.pitch_hist));
+
+    /* periodicity: windows [280, 520) and [400, 640), around the raw lag */
+    std::copy_n(before.rs_state, 5, state);
+    sym_fir(RS_ORDER, rs_taps, FRAME_LEN, residual, filtered, state);
+    EXPECT_TRUE(test::same_bits(h.rs + 400, filtered, FRAME_LEN));
+    int32_t lo = 0, hi = 0, rs_index = -1;
+    rs_lag_range(raw, &lo, &hi);
+    PieceTable pieces;
+    PairTable pairs;
+    float rs_vec[RS_DIM];
+    rs_correlate(h.rs + 400, lo, hi, &pieces);
+    for (int window = 0; window < RS_DIM; window++) {
+        rs_pair_pieces(&pieces, 3 * window, lo, hi, &pairs);
+        rs_search(3, FRAME_LEN, lo, hi, h.rs + 280 + 120 * window, &rs_vec[window], &pairs);
+    }
+    vq_search(RS_DIM, RS_DIM, rs_vec, RS_ROWS, rs_codebook, &rs_index);
+    EXPECT_EQ(got.rs_index, rs_index);
+
+    /* amplitudes: whole cycles placed around position 400 */
+    const int periods = FRAME_LEN / pitch;
+    float cycle[LAG_MAX + 3], coef[LAG_MAX + 6] = {}, points[FFT_MAX], as_vec[AS_DIM];
+    Complex spectrum[FFT_MAX / 2 + 1];
+    int32_t as_index = -1;
+    cycle_fold(pitch, periods, h.res + 400 - periods * pitch / 2, cycle + 1);
+    cycle_resample(pitch, cycle + 1, coef + 1, FFT_MAX, points);
+    real_fft(points, spectrum, FFT_MAX, FFT_MAX, fft_bitrev, fft_twiddle);
+    cycle_amplitudes(AS_DIM, spectrum, as_vec);
+    vq_search(AS_DIM, AS_DIM, as_vec, AS_ROWS, as_codebook, &as_index);
+    EXPECT_EQ(got.as_index, as_index);
+
+    /* gains of [160, 400) */
+    float gains[QUARTERS], work[QUARTERS];
+    int32_t gain_index[2] = {-1, -1};
+    subframe_rms(h.sig + 160, FRAME_LEN, pitch, QUARTERS, gains);
+    msvq_search(QUARTERS, gain_stage_sizes, gain_codebook, gains, work, gain_index);
+    EXPECT_EQ(got.gain_index[0], gain_index[0]);
+    EXPECT_EQ(got.gain_index[1], gain_index[1]);
+}
+
+TEST(Encoder, EveryStageReadsItsOwnStretch)
+{
+    for (uint64_t seed = 6020; seed < 6024; seed++) {
+        const std::vector<int16_t> pcm = mixed_speech(60, seed);
+        const auto enc = fresh_encoder();
+        for (int i = 0; i < 60; i++) {
+            SCOPED_TRACE(test::seed_note(seed) + ", call " + std::to_string(i + 1));
+            const EncoderState before = *enc;
+            const FrameParams p = analyse(enc.get(), block(pcm, i));
+            expect_in_range(p, "frame");
+            expect_frame_of(before, *enc, block(pcm, i), p);
+            if (HasFailure())
+                return;
+        }
+    }
+}
+
+TEST(Encoder, LagsAbove147AreAnalysedAsTheyAreAndSentAs147)
+{
+    for (int period : {148, 150, 155}) {
+        const std::vector<int16_t> pcm =
+            test::to_pcm(test::voiced(20 * FRAME_LEN, period, period, 9000.0, 6030 + static_cast<uint64_t>(period)));
+        const auto enc = fresh_encoder();
+        int seen = 0;
+        for (int i = 0; i < 20; i++) {
+            const EncoderState before = *enc;
+            const FrameParams p = analyse(enc.get(), block(pcm, i));
+            if (enc->pitch_hist[0] <= 147)
+                continue;
+            seen++;
+            EXPECT_EQ(p.pitch_index, 127) << "lag " << enc->pitch_hist[0];
+            expect_frame_of(before, *enc, block(pcm, i), p);
+        }
+        EXPECT_GE(seen, 10) << "the period " << period << " is to be found in most frames";
+    }
+}
+
+TEST(Encoder, FrameDescribesTheBlockOfTwoCallsBefore)
+{
+    /* A block is silent up to one of its quarters and loud from there on. Two calls later the gains say so. A window of
+     * whole cycles reaches into the past but never past the end of its quarter.                                       */
+    for (int quarter = 0; quarter < QUARTERS; quarter++) {
+        std::vector<float> sound(12 * FRAME_LEN, 0.0f);
+        const std::vector<float> loud = test::noise(4 * FRAME_LEN - 60 * quarter, 8000.0, 6040);
+        std::copy(loud.begin(), loud.end(), sound.begin() + 8 * FRAME_LEN + 60 * quarter);
+        const std::vector<int16_t> pcm = test::to_pcm(sound);
+        const auto enc = fresh_encoder();
+        for (int i = 0; i < 11; i++) {
+            const FrameParams p = analyse(enc.get(), block(pcm, i));
+            float gains[QUARTERS];
+            msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, gains, p.gain_index);
+            for (int s = 0; s < QUARTERS; s++) {
+                /* the RMS of the noise is 4600, its root 68; a window that it half fills, 57 */
+                const bool loud_yet = i == 10 && s >= quarter;
+                EXPECT_EQ(gains[s] > 33.0f, loud_yet)
+                    << "gain " << gains[s] << ", call " << i + 1 << ", quarter " << s << ", loud from " << quarter;
+            }
+        }
+    }
+}
+
+TEST(Encoder, ToneWithoutAnEnvelopeKeepsTheOneBefore)
+{
+    /* Which calls fail is a matter of roundings, the same ones on every machine. */
+    const int failing[] = {2, 5, 6, 7, 8, 9, 10, 11, 12};
+    for (double amplitude : {2000.0, 16000.0}) {
+        const std::vector<int16_t> pcm = test::to_pcm(test::tone(12 * FRAME_LEN, 2000.0, amplitude));
+        const auto enc = fresh_encoder();
+        for (int call = 1; call <= 12; call++) {
+            const EncoderState before = *enc;
+            ::testing::internal::CaptureStdout();
+            const FrameParams p = analyse(enc.get(), block(pcm, call - 1));
+            const std::string said = ::testing::internal::GetCapturedStdout();
+            const bool fails = std::find(std::begin(failing), std::end(failing), call) != std::end(failing);
+            EXPECT_EQ(said, fails ? "getlsf2: Problem index =  -4\n" : "")
+                << "amplitude " << amplitude << ", call " << call;
+            if (!said.empty()) {
+                EXPECT_TRUE(test::same_bits(enc->lsf_prev, before.lsf_prev, LPC_ORDER)) << "call " << call;
+            }
+            expect_in_range(p, "call " + std::to_string(call));
+            expect_frame_of(before, *enc, block(pcm, call - 1), p);
+        }
+    }
+}
+
+TEST(Encoder, OtherSignalsAreEncodedWithoutAWord)
+{
+    std::vector<std::vector<int16_t>> signals;
+    for (double frequency_hz : {300.0, 1000.0})
+        for (double amplitude : {2000.0, 16000.0})
+            signals.push_back(test::to_pcm(test::tone(20 * FRAME_LEN, frequency_hz, amplitude)));
+    signals.push_back(test::to_pcm(test::noise(20 * FRAME_LEN, 32767.0, 6050)));
+    signals.push_back(test::to_pcm(test::pulses(20 * FRAME_LEN, 57, 32767.0f)));
+    signals.push_back(std::vector<int16_t>(20 * FRAME_LEN, 10000));
+    signals.push_back(std::vector<int16_t>(20 * FRAME_LEN, -32768));
+    std::vector<int16_t> square(20 * FRAME_LEN);
+    for (size_t i = 0; i < square.size(); i++)
+        square[i] = i / 40 % 2 == 0 ? 32767 : -32768;
+    signals.push_back(square);
+    for (size_t s = 0; s < signals.size(); s++) {
+        const auto enc = fresh_encoder();
+        ::testing::internal::CaptureStdout();
+        for (int i = 0; i < 20; i++)
+            expect_in_range(analyse(enc.get(), block(signals[s], i)), "signal " + std::to_string(s));
+        EXPECT_EQ(::testing::internal::GetCapturedStdout(), "") << "signal " << s;
+    }
+}
+
+TEST(Encoder, VoiceAndNoiseAreToldApart)
+{
+    /* steady voice of lag 57: the lag is found and both periodicity values are low; noise: both are high */
+    const std::vector<int16_t> voice = test::to_pcm(test::voiced(20 * FRAME_LEN, 57.0, 57.0, 9000.0, 6060));
+    const std::vector<int16_t> hiss = test::to_pcm(test::noise(20 * FRAME_LEN, 5000.0, 6061));
+    const auto voice_enc = fresh_encoder(), hiss_enc = fresh_encoder();
+    double voice_rs = 0.0, hiss_rs = 0.0;
+    for (int i = 0; i < 20; i++) {
+        const FrameParams v = analyse(voice_enc.get(), block(voice, i)), n = analyse(hiss_enc.get(), block(hiss, i));
+        if (i < 5)
+            continue;
+        EXPECT_NEAR(v.pitch_index + LAG_MIN, 57, 1) << "call " << i + 1;
+        for (int d = 0; d < RS_DIM; d++) {
+            voice_rs += static_cast<double>(rs_codebook[v.rs_index * RS_DIM + d]) / 30.0;
+            hiss_rs += static_cast<double>(rs_codebook[n.rs_index * RS_DIM + d]) / 30.0;
+        }
+    }
+    EXPECT_LT(voice_rs, 0.2);
+    EXPECT_GT(hiss_rs, 0.6);
+}
+
+} // namespace
+} // namespace talv

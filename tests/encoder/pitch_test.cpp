@@ -1,0 +1,361 @@
+/* Pitch: the low-pass, the search, and the settling of the lag. */
+#include "encoder/pitch.h"
+
+#include "encoder/conditioning.h"
+#include "tests/encoder/lag_reference.h"
+#include "tests/support/compare.h"
+#include "tests/support/signals.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace talv
+{
+namespace
+{
+
+using test::Random;
+
+double response_db(const float *taps, int order, double frequency_hz)
+{
+    double gain = static_cast<double>(taps[0]), at_zero = gain;
+    for (int k = 1; k <= order; k++) {
+        gain += 2.0 * static_cast<double>(taps[k]) * std::cos(2.0 * 3.14159265358979323846 * frequency_hz * k / 8000.0);
+        at_zero += 2.0 * static_cast<double>(taps[k]);
+    }
+    return 20.0 * std::log10(std::fabs(gain / at_zero));
+}
+
+TEST(LpTaps, LowPassOf630Hz)
+{
+    double at_zero = static_cast<double>(lp_taps[0]);
+    for (int k = 1; k <= LP_ORDER; k++)
+        at_zero += 2.0 * static_cast<double>(lp_taps[k]);
+    EXPECT_NEAR(at_zero, 4.4831, 5e-5);
+    EXPECT_NEAR(response_db(lp_taps, LP_ORDER, 630.0), -3.0, 0.1);
+    for (double f = 1500.0; f <= 4000.0; f += 5.0)
+        ASSERT_LT(response_db(lp_taps, LP_ORDER, f), -54.0) << f << " Hz";
+}
+
+TEST(SymFir, EqualsTheConvolutionAcrossBlocks)
+{
+    const struct {
+        int order, n;
+    } cases[] = {{8, 240}, {2, 240}, {8, 16}, {2, 4}, {8, 20}, {2, 36}};
+    uint64_t seed = 3800;
+    for (const auto &c : cases) {
+        SCOPED_TRACE(test::seed_note(++seed) + ", order " + std::to_string(c.order) + ", block " + std::to_string(c.n));
+        constexpr int BLOCKS = 4;
+        const int memory = 2 * c.order;
+        const std::vector<float> taps = test::noise(c.order + 1, 1.0, seed);
+        /* what lies before the first block comes from the state, newest first */
+        const std::vector<float> signal = test::noise(memory + BLOCKS * c.n, 1000.0, seed + 100);
+        const float *x = signal.data() + memory;
+        std::vector<float> state(static_cast<size_t>(memory) + 1, 1e9f); /* element 0 is a work cell */
+        for (int k = 1; k <= memory; k++)
+            state[static_cast<size_t>(k)] = x[-k];
+        for (int block = 0; block < BLOCKS; block++, x += c.n) {
+            std::vector<float> got(static_cast<size_t>(c.n) + 1, 3.0f);
+            sym_fir(c.order, taps.data(), c.n, x, got.data(), state.data());
+            EXPECT_EQ(got.back(), 3.0f) << "wrote behind the block";
+            for (int i = 0; i < c.n; i++) {
+                double want = 0.0;
+                for (int k = -c.order; k <= c.order; k++) /* centred `order` samples back */
+                    want += static_cast<double>(taps[static_cast<size_t>(std::abs(k))]) *
+                            static_cast<double>(x[i - c.order + k]);
+                ASSERT_NEAR(static_cast<double>(got[static_cast<size_t>(i)]), want, 4000.0 * 0x1p-24 + 1e-9)
+                    << "block " << block << ", sample " << i;
+            }
+            for (int k = 1; k <= memory; k++)
+                EXPECT_EQ(state[static_cast<size_t>(k)], x[c.n - k]) << "state " << k;
+        }
+    }
+}
+
+TEST(SymFir, BlocksJoinWithoutASeam)
+{
+    const std::vector<float> x = test::noise(240, 1000.0, 3820);
+    std::vector<float> whole(240), parts(240);
+    float state[2 * LP_ORDER + 1] = {}, state_of_parts[2 * LP_ORDER + 1] = {};
+    sym_fir(LP_ORDER, lp_taps, 240, x.data(), whole.data(), state);
+    sym_fir(LP_ORDER, lp_taps, 100, x.data(), parts.data(), state_of_parts);
+    sym_fir(LP_ORDER, lp_taps, 140, x.data() + 100, parts.data() + 100, state_of_parts);
+    EXPECT_TRUE(test::same_bits(parts.data(), whole.data(), 240));
+    EXPECT_TRUE(test::same_bits(state_of_parts + 1, state + 1, 2 * LP_ORDER));
+
+    std::vector<float> impulse(240, 0.0f), out(240);
+    impulse[0] = 1.0f;
+    float rest[2 * LP_ORDER + 1] = {};
+    sym_fir(LP_ORDER, lp_taps, 240, impulse.data(), out.data(), rest);
+    for (int i = 0; i < 240; i++) /* the taps, centred 8 samples late */
+        EXPECT_EQ(out[static_cast<size_t>(i)], i <= 16 ? lp_taps[std::abs(i - 8)] : 0.0f) << i;
+}
+
+/** A block with its past, and what the codec's search says of it */
+struct Searched {
+    int32_t pitch = -1;
+    float corr = -1.0f;
+};
+
+Searched search(const std::vector<float> &signal)
+{
+    Searched result;
+    pitch_search(MAX_SEGMENTS, FRAME_LEN, LAG_MIN, LAG_MAX, signal.data() + LAG_MAX, &result.pitch, &result.corr);
+    return result;
+}
+
+constexpr int SEARCH_LEN = LAG_MAX + FRAME_LEN;
+
+/** The search as its definition reads: every lag on its own, every reach looked through
+ *  negative  O   entries below 0 met */
+Searched plain_search(int nseg, int n, int lag_min, int lag_max, const float *x, int *negative)
+{
+    const int seglen = n / nseg;
+    const auto entry = [=](int s, int lag) {
+        double sum = 0.0;
+        for (int i = s * seglen; i < (s + 1) * seglen; i++)
+            sum += static_cast<double>(x[i]) * static_cast<double>(x[i - lag]);
+        return static_cast<float>(100000.0 + sum);
+    };
+    const test::LagChoice choice = test::choose_lag(nseg, n, lag_min, lag_max, x, true, entry);
+    *negative += choice.negative;
+    float r2 = choice.energy > 0.0f ? static_cast<float>(choice.q) / choice.energy : 0.0f;
+    return {choice.lag + choice.offset, std::sqrt(std::min(r2, 1.0f))};
+}
+
+TEST(PitchSearch, EqualsThePlainSearch)
+{
+    struct Kind {
+        const char *name;
+        std::vector<float> (*make)(Random &random, uint64_t seed);
+        bool negative; /* loud enough for correlations below the bias */
+    };
+    const Kind kinds[] = {
+        {"quiet noise", [](Random &, uint64_t seed) { return test::noise(SEARCH_LEN, 10.0, seed); }, false},
+        {"noise", [](Random &, uint64_t seed) { return test::noise(SEARCH_LEN, 300.0, seed); }, true},
+        {"loud noise", [](Random &, uint64_t seed) { return test::noise(SEARCH_LEN, 30000.0, seed); }, true},
+        {"pulses", /* entries tie in long runs */
+         [](Random &random, uint64_t) {
+             return test::pulses(SEARCH_LEN, random.integer(20, 170), 500.0f, random.integer(0, 19));
+         },
+         false},
+        {"alternating pulses",
+         [](Random &random, uint64_t) {
+             const int period = random.integer(20, 100), first = random.integer(0, 19);
+             std::vector<float> x = test::pulses(SEARCH_LEN, 2 * period, 3000.0f, first);
+             for (int i = first + period; i < SEARCH_LEN; i += 2 * period)
+                 x[static_cast<size_t>(i)] = -3000.0f;
+             return x;
+         },
+         true},
+        {"whole numbers",
+         [](Random &random, uint64_t) {
+             std::vector<float> x(SEARCH_LEN);
+             for (float &v : x)
+                 v = static_cast<float>(random.integer(-1, 1));
+             return x;
+         },
+         false},
+        {"gliding voice",
+         [](Random &random, uint64_t seed) {
+             const double lag = random.uniform(22.0, 140.0);
+             return test::voiced(SEARCH_LEN, lag, lag * random.uniform(0.85, 1.18), 4000.0, seed);
+         },
+         true},
+        {"loud tone", /* correlations swing far below the bias */
+         [](Random &random, uint64_t) {
+             return test::tone(SEARCH_LEN, random.uniform(60.0, 600.0), 20000.0, random.uniform(0.0, 6.0));
+         },
+         true},
+        {"loud past, quiet block", /* the energy slides down from a large sum */
+         [](Random &, uint64_t seed) {
+             std::vector<float> x = test::noise(SEARCH_LEN, 20000.0, seed);
+             for (size_t i = LAG_MAX; i < x.size(); i++)
+                 x[i] *= 1e-6f;
+             return x;
+         },
+         false},
+    };
+    for (const Kind &kind : kinds) {
+        int negative = 0;
+        for (uint64_t seed = 4000; seed < 4100; seed++) {
+            Random random(seed);
+            const std::vector<float> x = kind.make(random, seed);
+            const Searched got = search(x);
+            const Searched want =
+                plain_search(MAX_SEGMENTS, FRAME_LEN, LAG_MIN, LAG_MAX, x.data() + LAG_MAX, &negative);
+            ASSERT_EQ(got.pitch, want.pitch) << kind.name << ", " << test::seed_note(seed);
+            ASSERT_NEAR(got.corr, want.corr, 1e-6f) << kind.name << ", " << test::seed_note(seed);
+            ASSERT_GE(got.pitch, LAG_MIN);
+            ASSERT_LE(got.pitch, LAG_MAX);
+            ASSERT_GE(got.corr, 0.0f);
+            ASSERT_LE(got.corr, 1.0f);
+        }
+        EXPECT_EQ(negative > 0, kind.negative) << kind.name << ": " << negative << " entries below 0";
+    }
+}
+
+TEST(PitchSearch, OtherRangesAndSegments)
+{
+    for (uint64_t seed = 4200; seed < 4260; seed++) {
+        Random random(seed);
+        const int lag_min = random.integer(LAG_MIN, 100), lag_max = random.integer(lag_min, LAG_MAX);
+        const int nseg = random.integer(1, 6); /* more than three count as three */
+        const std::vector<float> x = test::voiced(SEARCH_LEN, 60.0, 66.0, 3000.0, seed);
+        Searched got;
+        int negative = 0;
+        pitch_search(nseg, FRAME_LEN, lag_min, lag_max, x.data() + LAG_MAX, &got.pitch, &got.corr);
+        const Searched want =
+            plain_search(std::min(nseg, 3), FRAME_LEN, lag_min, lag_max, x.data() + LAG_MAX, &negative);
+        ASSERT_EQ(got.pitch, want.pitch) << test::seed_note(seed);
+        ASSERT_NEAR(got.corr, want.corr, 1e-6f) << test::seed_note(seed);
+        ASSERT_GE(got.pitch, lag_min) << test::seed_note(seed);
+        ASSERT_LE(got.pitch, lag_max) << test::seed_note(seed);
+    }
+    /* one lag: it is taken whatever it is worth */
+    const std::vector<float> x = test::noise(SEARCH_LEN, 1000.0, 4270);
+    Searched got;
+    pitch_search(MAX_SEGMENTS, FRAME_LEN, 77, 77, x.data() + LAG_MAX, &got.pitch, &got.corr);
+    EXPECT_EQ(got.pitch, 77);
+}
+
+TEST(PitchSearch, SilenceTakesTheShortestLag)
+{
+    /* Every score is 0 and equals the best: each lag takes over, and the last one stays. */
+    std::vector<float> x(SEARCH_LEN, 0.0f);
+    Searched got = search(x);
+    EXPECT_EQ(got.pitch, LAG_MIN);
+    EXPECT_EQ(got.corr, 0.0f);
+    for (size_t i = 0; i < x.size(); i++) /* the floor's correlations vanish beside the bias */
+        x[i] = floor_noise[static_cast<int>(i % FRAME_LEN)];
+    got = search(x);
+    EXPECT_EQ(got.pitch, LAG_MIN);
+    EXPECT_EQ(got.corr, 0.0f);
+}
+
+TEST(PitchSearch, FindsThePeriodOfAPeriodicSignal)
+{
+    for (int period = LAG_MIN; period <= LAG_MAX; period++) {
+        const uint64_t seed = 4300 + static_cast<uint64_t>(period);
+        const Searched got = search(test::repeated_noise(SEARCH_LEN, period, 1000.0, seed));
+        if (period <= 80) { /* each segment holds a whole cycle, so that no other lag can match it better */
+            EXPECT_EQ(got.pitch, period) << test::seed_note(seed);
+        }
+        /* the block and its past differ in energy unless they hold whole cycles */
+        if (FRAME_LEN % period == 0) {
+            EXPECT_EQ(got.pitch, period) << test::seed_note(seed);
+            EXPECT_GE(got.corr, 0.999999f) << "period " << period << ", " << test::seed_note(seed);
+            const Searched exact = search(test::repeated_whole_numbers(SEARCH_LEN, period, 60, seed));
+            EXPECT_EQ(exact.pitch, period) << test::seed_note(seed);
+            EXPECT_EQ(exact.corr, 1.0f) << "period " << period << ", " << test::seed_note(seed);
+        } else {
+            EXPECT_GE(got.corr, 0.8f) << "period " << period << ", " << test::seed_note(seed);
+        }
+    }
+}
+
+/** The rules of pitch_track in whole numbers: 5 a < 4 b is a < 0.8 b without rounding */
+int32_t settled(const float *c, const int32_t *p)
+{
+    const bool v0 = c[0] >= 0.5f, v1 = c[1] >= 0.5f, v2 = c[2] >= 0.5f;
+    const auto too_low = [&](int32_t of) { return 5 * p[1] < 4 * of; };
+    const auto too_high = [&](int32_t of) { return 5 * p[1] > 6 * of; };
+    if (!v0 && !v1 && !v2)
+        return too_low(p[0]) ? 4 * p[0] / 5 : too_high(p[0]) ? 6 * p[0] / 5 : p[1];
+    if (!v0 && !v1)
+        return p[2];
+    if (!v0)
+        return c[2] > c[1] ? p[2] : p[1];
+    if (!v1)
+        return c[2] < c[0] ? p[0] : p[2];
+    if ((too_low(p[0]) && too_low(p[2])) || (too_high(p[0]) && too_high(p[2])))
+        return c[2] > c[0] ? p[2] : p[0];
+    return p[1];
+}
+
+TEST(PitchTrack, AllRules)
+{
+    const struct {
+        const char *name;
+        float c[3];
+        int32_t p[3];
+        int32_t want;
+    } cases[] = {
+        {"unvoiced: falls by a fifth at most", {0.0f, 0.0f, 0.0f}, {64, 20, 20}, 51},
+        {"unvoiced: rises by a fifth at most", {0.4f, 0.3f, 0.2f}, {64, 90, 20}, 76},
+        {"unvoiced: four fifths exactly may stay", {0.4f, 0.3f, 0.2f}, {50, 40, 100}, 40},
+        {"unvoiced: just below four fifths", {0.4f, 0.3f, 0.2f}, {50, 39, 100}, 40},
+        {"unvoiced: six fifths exactly may stay", {0.4f, 0.3f, 0.2f}, {50, 60, 100}, 60},
+        {"unvoiced: just above six fifths", {0.4f, 0.3f, 0.2f}, {50, 61, 100}, 60},
+        {"unvoiced: in between", {0.4f, 0.3f, 0.2f}, {50, 55, 100}, 55},
+        {"voice begins next: take its lag", {0.1f, 0.49f, 0.5f}, {40, 41, 99}, 99},
+        {"voice begins here, next is better", {0.1f, 0.5f, 0.6f}, {40, 41, 99}, 99},
+        {"voice begins here, next is no better", {0.1f, 0.6f, 0.6f}, {40, 41, 99}, 41},
+        {"a single voiced block keeps its lag", {0.1f, 0.6f, 0.1f}, {40, 120, 40}, 120},
+        {"a gap between voiced blocks: next is better", {0.6f, 0.1f, 0.7f}, {40, 100, 44}, 44},
+        {"a gap between voiced blocks: equal", {0.6f, 0.1f, 0.6f}, {40, 100, 44}, 44},
+        {"a gap between voiced blocks: before is better", {0.7f, 0.1f, 0.6f}, {40, 100, 44}, 40},
+        {"voice ends: keep the lag", {0.7f, 0.1f, 0.2f}, {40, 100, 44}, 40},
+        {"voiced, half the lag of both: the later is better", {0.6f, 0.9f, 0.8f}, {80, 40, 82}, 82},
+        {"voiced, half the lag of both: the earlier is better", {0.8f, 0.9f, 0.6f}, {80, 40, 82}, 80},
+        {"voiced, half the lag of both: equal", {0.8f, 0.9f, 0.8f}, {80, 40, 82}, 80},
+        {"voiced, twice the lag of both", {0.6f, 0.9f, 0.8f}, {40, 80, 41}, 41},
+        {"voiced, an outlier next to an unvoiced block", {0.6f, 0.9f, 0.1f}, {40, 80, 41}, 40},
+        {"voiced, far from one neighbour only", {0.6f, 0.9f, 0.8f}, {40, 80, 79}, 80},
+        {"voiced, above one and below the other", {0.6f, 0.9f, 0.8f}, {40, 80, 120}, 80},
+        {"voiced, on the border of an outlier", {0.6f, 0.9f, 0.8f}, {50, 40, 50}, 40},
+    };
+    for (const auto &c : cases) {
+        float corr[3];
+        int32_t pitch[3], out = -1;
+        std::copy(std::begin(c.c), std::end(c.c), corr);
+        std::copy(std::begin(c.p), std::end(c.p), pitch);
+        pitch_track(corr, pitch, &out);
+        EXPECT_EQ(out, c.want) << c.name;
+        /* the lists move down by one; the newest entry stays until the next search overwrites it */
+        EXPECT_EQ(pitch[0], c.want) << c.name;
+        EXPECT_EQ(pitch[1], c.p[2]) << c.name;
+        EXPECT_EQ(pitch[2], c.p[2]) << c.name;
+        EXPECT_EQ(corr[0], c.c[1]) << c.name << ": the correlation moves unchanged, even where the lag was replaced";
+        EXPECT_EQ(corr[1], c.c[2]) << c.name;
+        EXPECT_EQ(corr[2], c.c[2]) << c.name;
+    }
+}
+
+TEST(PitchTrack, EveryCombinationKeepsTheRulesAndTheRange)
+{
+    const float values[] = {0.0f, 0.3f, 0.49999997f, 0.5f, 0.7f, 1.0f};
+    for (float c0 : values)
+        for (float c1 : values)
+            for (float c2 : values)
+                for (int32_t p0 = LAG_MIN; p0 <= LAG_MAX; p0 += 5)
+                    for (int32_t p1 = LAG_MIN; p1 <= LAG_MAX; p1 += 4)
+                        for (int32_t p2 = LAG_MIN; p2 <= LAG_MAX; p2 += 20) {
+                            float corr[3] = {c0, c1, c2};
+                            int32_t pitch[3] = {p0, p1, p2}, out = -1;
+                            const int32_t want = settled(corr, pitch);
+                            pitch_track(corr, pitch, &out);
+                            ASSERT_EQ(out, want) << "correlations " << c0 << " " << c1 << " " << c2 << ", lags " << p0
+                                                 << " " << p1 << " " << p2;
+                            ASSERT_GE(out, LAG_MIN);
+                            ASSERT_LE(out, LAG_MAX);
+                        }
+}
+
+TEST(PitchTrack, SilenceStepsDownFromTheStartValue)
+{
+    float corr[3] = {0.0f, 0.0f, 0.0f};
+    int32_t pitch[3] = {64, 64, 0};
+    for (int32_t want : {64, 51, 40, 32, 25, 20, 20, 20}) {
+        int32_t out = -1;
+        pitch[2] = 20;
+        corr[2] = 0.0f;
+        pitch_track(corr, pitch, &out);
+        EXPECT_EQ(out, want);
+    }
+}
+
+} // namespace
+} // namespace talv

@@ -1,0 +1,179 @@
+/* Formats in and out: rates, channels, containers, headerless samples */
+#include "failure.h"
+#include "process.h"
+#include "sound.h"
+#include "speech_in.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <numbers>
+#include <sndfile.h>
+
+using namespace talv_test;
+
+namespace
+{
+
+/* Four tones in the passband of any sensible resampler, amplitudes 0.2 down to 0.05; t in seconds */
+double tones(double t)
+{
+    double y = 0;
+    for (int k = 0; k < 4; k++)
+        y += 0.2 / (k + 1) * std::sin(2 * std::numbers::pi * (210 + 970 * k) * t + k);
+    return y;
+}
+
+} // namespace
+
+TEST(Formats, AnyRateAndChannelsGiveTheSamplesAt8kHz)
+{
+    /* The channels differ by a tone that cancels in their mean, so a channel taken alone would be far off. What comes
+     * out is compared with the same tones computed at 8 kHz. */
+    struct Case {
+        int rate_hz, channels, format;
+        double snr_db;
+    };
+    // clang-format off
+    const Case cases[] = {
+        {  8000, 2, SF_FORMAT_WAV | SF_FORMAT_FLOAT,   75},
+        {  8000, 1, SF_FORMAT_AIFF | SF_FORMAT_PCM_24, 75},
+        { 11025, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16,  70},
+        { 16000, 2, SF_FORMAT_AU | SF_FORMAT_PCM_16,   70},
+        { 44100, 2, SF_FORMAT_CAF | SF_FORMAT_PCM_24,  70},
+        { 48000, 2, SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 70},
+        { 48000, 6, SF_FORMAT_FLAC | SF_FORMAT_PCM_24, 70},
+        {192000, 1, SF_FORMAT_WAV | SF_FORMAT_DOUBLE,  70}};
+    // clang-format on
+    for (const Case &c : cases) {
+        SCOPED_TRACE(std::to_string(c.rate_hz) + " Hz, channels " + std::to_string(c.channels));
+        Folder folder;
+        const int n = c.rate_hz + 7;
+        std::vector<double> x;
+        for (int i = 0; i < n; i++) {
+            const double t = static_cast<double>(i) / c.rate_hz;
+            for (int k = 0; k < c.channels; k++) {
+                const double apart = c.channels == 1 ? 0 : (k % 2 == 0 ? 0.3 : -0.3) * std::sin(5000 * t);
+                x.push_back(tones(t) + apart);
+            }
+        }
+        write_sound(folder / "x", c.format, c.rate_hz, c.channels, x);
+        const Pcm y = talv::load_speech(folder / "x", std::nullopt);
+        EXPECT_NEAR(static_cast<double>(y.size()), 8000.0 * n / c.rate_hz, 1);
+        double signal = 0, error = 0;
+        for (size_t i = 800; i + 800 < y.size(); i++) { /* the ends ring: what lies beyond them is cut */
+            const double want = 32768 * tones(static_cast<double>(i) / 8000);
+            signal += want * want;
+            error += (y[i] - want) * (y[i] - want);
+        }
+        EXPECT_GT(10 * std::log10(signal / error), c.snr_db);
+    }
+}
+
+TEST(Formats, WhatIsBeyondTheBandOrTheRangeIsHeldBack)
+{
+    Folder folder;
+    std::vector<double> high, loud;
+    for (int i = 0; i < 48000; i++)
+        high.push_back(0.5 * std::sin(2 * std::numbers::pi * 5000 * i / 48000));
+    write_sound(folder / "high.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 48000, 1, high);
+    Pcm y = talv::load_speech(folder / "high.wav", std::nullopt);
+    EXPECT_LT(rms(Pcm(y.begin() + 800, y.end() - 800)), 1); /* 5 kHz would fold to 3 kHz */
+
+    for (const double v : {2.0, -2.0, 32767.0 / 32768, -1.0, std::nan(""), 0.4 / 32768, 0.6 / 32768})
+        loud.push_back(v);
+    write_sound(folder / "loud.wav", SF_FORMAT_WAV | SF_FORMAT_DOUBLE, 8000, 1, loud);
+    EXPECT_EQ(talv::load_speech(folder / "loud.wav", std::nullopt), (Pcm{32767, -32768, 32767, -32768, 0, 0, 1}));
+}
+
+TEST(Formats, StereoFlacAt48kHzIsCodedLikeTheRecordingItself)
+{
+    /* The recording raised to 48 kHz by a windowed sinc, different on both sides but right in the mean */
+    const Pcm x = read_pcm(sample("en_f_lj"));
+    constexpr int UP = 6, TAPS = 24;
+    std::vector<double> wide;
+    for (int i = 0; i < UP * static_cast<int>(x.size()); i++) {
+        double y = 0;
+        for (int k = i / UP - TAPS; k <= i / UP + TAPS; k++) {
+            const double d = static_cast<double>(i) / UP - k;
+            if (k < 0 || k >= static_cast<int>(x.size()) || std::abs(d) >= TAPS)
+                continue;
+            const double sinc = d == 0 ? 1 : std::sin(std::numbers::pi * d) / (std::numbers::pi * d);
+            y += x[static_cast<size_t>(k)] / 32768.0 * sinc * (0.5 + 0.5 * std::cos(std::numbers::pi * d / TAPS));
+        }
+        wide.push_back(y * 1.5);
+        wide.push_back(y * 0.5);
+    }
+    for (double &v : wide)
+        v *= 0.6; /* room for the louder side */
+    Folder folder;
+    write_sound(folder / "x.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_24, 48000, 2, wide);
+    ASSERT_EQ(run({"encode", folder / "x.flac", folder / "x.frames"}).status, 0);
+    ASSERT_EQ(run({"decode", folder / "x.frames", folder / "y.flac"}).status, 0);
+    const Pcm y = read_pcm(folder / "y.flac");
+    EXPECT_EQ(y.size(), (x.size() + 239) / 240 * 240);
+    EXPECT_LE(std::abs(spectral_lag(x, y, 720)), 32);
+    EXPECT_NEAR(20 * std::log10(rms(y) / (0.6 * rms(x))), 0, 5);
+}
+
+TEST(Formats, RawTakesRateAndChannels)
+{
+    Pcm stereo;
+    for (int i = 0; i < 16000; i++) {
+        const double y = 32768 * tones(i / 16000.0);
+        stereo.push_back(static_cast<int16_t>(std::lrint(1.5 * y)));
+        stereo.push_back(static_cast<int16_t>(std::lrint(0.5 * y)));
+    }
+    Folder folder;
+    write_file(folder / "x.raw", bytes_of(stereo));
+    const Pcm y = talv::load_speech(folder / "x.raw", talv::RawFormat{16000, 2});
+    ASSERT_EQ(y.size(), 8000u);
+    for (size_t i = 800; i < 7200; i++)
+        ASSERT_NEAR(y[i], 32768 * tones(static_cast<double>(i) / 8000), 8) << "sample " << i;
+
+    const Args raw{"encode", "--raw", "--rate", "16000", "--channels", "2", folder / "x.raw", "-"};
+    EXPECT_EQ(run(raw).out.size(), 8u * 34); /* 1 s: 33.3 frames */
+}
+
+TEST(Formats, DecodedFilesHoldTheSameSamples)
+{
+    Folder folder;
+    ASSERT_EQ(run({"encode", sample("ru_f_asterisk"), folder / "x.frames"}).status, 0);
+    for (const char *name : {"y.wav", "y.flac", "y.raw", "y.WAV"})
+        ASSERT_EQ(run({"decode", folder / "x.frames", folder / name}).status, 0) << name;
+    ASSERT_EQ(run({"decode", "--raw", folder / "x.frames", folder / "bare.wav"}).status, 0);
+    const Pcm y = pcm_of(read_file(folder / "y.raw"));
+    EXPECT_EQ(y.size(), 240 * read_file(folder / "x.frames").size() / 8);
+    EXPECT_EQ(read_pcm(folder / "y.wav"), y);
+    EXPECT_EQ(read_pcm(folder / "y.flac"), y);
+    EXPECT_EQ(read_file(folder / "y.WAV"), read_file(folder / "y.wav"));
+    EXPECT_EQ(read_file(folder / "bare.wav"), read_file(folder / "y.raw"));
+}
+
+TEST(Formats, ConvertWritesWhatTheCodecIsGiven)
+{
+    Folder folder;
+    const Pcm x = read_pcm(sample("en_m_libri"));
+    ASSERT_EQ(run({"convert", sample("en_m_libri"), folder / "same.flac"}).status, 0);
+    EXPECT_EQ(read_pcm(folder / "same.flac"), x) << "at 8 kHz there is nothing to be done";
+
+    std::vector<double> wide;
+    for (int i = 0; i < 44100; i++)
+        wide.push_back(tones(i / 44100.0));
+    write_sound(folder / "wide.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 44100, 1, wide);
+    ASSERT_EQ(run({"convert", folder / "wide.wav", folder / "narrow.wav"}).status, 0);
+    EXPECT_EQ(read_pcm(folder / "narrow.wav"), talv::load_speech(folder / "wide.wav", std::nullopt));
+    EXPECT_EQ(run({"encode", folder / "narrow.wav", "-"}).out, run({"encode", folder / "wide.wav", "-"}).out);
+}
+
+TEST(Formats, NothingInNothingOut)
+{
+    Folder folder;
+    write_pcm(folder / "x.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, {});
+    ASSERT_EQ(run({"encode", folder / "x.wav", folder / "x.frames"}).status, 0);
+    EXPECT_EQ(read_file(folder / "x.frames"), "");
+    ASSERT_EQ(run({"decode", folder / "x.frames", folder / "y.wav"}).status, 0);
+    EXPECT_EQ(read_pcm(folder / "y.wav"), Pcm{});
+    const Outcome flac = run({"decode", folder / "x.frames", folder / "y.flac"});
+    EXPECT_EQ(flac.status, 1);
+    EXPECT_EQ(flac.err, "talv: " + (folder / "y.flac") + ": would hold no samples, which FLAC cannot say\n");
+}

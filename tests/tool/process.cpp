@@ -1,0 +1,191 @@
+#include "process.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace talv_test
+{
+namespace
+{
+
+constexpr int PATIENCE_MS = 20000; /* before a process that says nothing is given up */
+
+void make_pipe(int fds[2])
+{
+    if (pipe2(fds, O_CLOEXEC) != 0)
+        throw std::runtime_error("no pipe");
+}
+
+/* Read once what is there; false at the end. */
+bool drain(int fd, std::string &to)
+{
+    char block[65536];
+    const ssize_t n = read(fd, block, sizeof block);
+    if (n > 0)
+        to.append(block, static_cast<size_t>(n));
+    return n > 0 || (n < 0 && (errno == EAGAIN || errno == EINTR));
+}
+
+void close_fd(int &fd)
+{
+    if (fd >= 0)
+        close(fd);
+    fd = -1;
+}
+
+} // namespace
+
+Process::Process(const Args &args, size_t file_limit)
+{
+    std::signal(SIGPIPE, SIG_IGN); /* a tool that stops reading is an outcome, not the end of the test */
+    int in[2], out[2], err[2];
+    make_pipe(in);
+    make_pipe(out);
+    make_pipe(err);
+    std::vector<char *> argv{const_cast<char *>(TALV_TOOL)};
+    for (const std::string &arg : args)
+        argv.push_back(const_cast<char *>(arg.c_str()));
+    argv.push_back(nullptr);
+    pid_ = fork();
+    if (pid_ == 0) {
+        std::signal(SIGPIPE, SIG_DFL);
+        if (file_limit > 0) {
+            std::signal(SIGXFSZ, SIG_IGN); /* writing fails with EFBIG then, as on a full disk */
+            const rlimit limit{file_limit, file_limit};
+            setrlimit(RLIMIT_FSIZE, &limit);
+        }
+        dup2(in[0], 0);
+        dup2(out[1], 1);
+        dup2(err[1], 2);
+        execv(TALV_TOOL, argv.data());
+        _exit(127);
+    }
+    close(in[0]);
+    close(out[1]);
+    close(err[1]);
+    in_ = in[1];
+    out_ = out[0];
+    err_ = err[0];
+    for (int fd : {in_, out_, err_})
+        fcntl(fd, F_SETFL, O_NONBLOCK);
+}
+
+Process::~Process()
+{
+    if (pid_ > 0) {
+        ::kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+    close_fd(in_);
+    close_fd(out_);
+    close_fd(err_);
+}
+
+void Process::feed(const std::string &bytes)
+{
+    for (size_t done = 0; done < bytes.size();) {
+        pollfd p{in_, POLLOUT, 0};
+        if (poll(&p, 1, PATIENCE_MS) <= 0)
+            throw std::runtime_error("the tool does not read");
+        const ssize_t n = write(in_, bytes.data() + done, bytes.size() - done);
+        if (n < 0 && errno != EAGAIN)
+            throw std::runtime_error("the tool does not read any more");
+        done += n > 0 ? static_cast<size_t>(n) : 0;
+    }
+}
+
+std::string Process::expect(size_t n)
+{
+    while (outcome_.out.size() < n) {
+        pollfd p{out_, POLLIN, 0};
+        if (poll(&p, 1, PATIENCE_MS) <= 0 || !drain(out_, outcome_.out))
+            break;
+    }
+    return outcome_.out.substr(0, n);
+}
+
+void Process::kill(int signal)
+{
+    ::kill(pid_, signal);
+}
+
+Outcome Process::finish(const std::string &bytes)
+{
+    size_t fed = 0;
+    while (out_ >= 0 || err_ >= 0) {
+        if (in_ >= 0 && fed == bytes.size())
+            close_fd(in_);
+        pollfd p[3] = {{out_, POLLIN, 0}, {err_, POLLIN, 0}, {in_, POLLOUT, 0}};
+        if (poll(p, 3, PATIENCE_MS) <= 0)
+            throw std::runtime_error("the tool does not end");
+        if (p[0].revents && !drain(out_, outcome_.out))
+            close_fd(out_);
+        if (p[1].revents && !drain(err_, outcome_.err))
+            close_fd(err_);
+        if (p[2].revents) {
+            const ssize_t n = write(in_, bytes.data() + fed, bytes.size() - fed);
+            if (n > 0)
+                fed += static_cast<size_t>(n);
+            else if (errno != EAGAIN)
+                close_fd(in_);
+        }
+    }
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    pid_ = -1;
+    if (WIFEXITED(status))
+        outcome_.status = WEXITSTATUS(status);
+    else
+        outcome_.signal = WTERMSIG(status);
+    return outcome_;
+}
+
+Folder::Folder() : path_((std::filesystem::temp_directory_path() / "talv-test-XXXXXX").string())
+{
+    if (!mkdtemp(path_.data()))
+        throw std::runtime_error("no folder " + path_);
+}
+
+Folder::~Folder()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::vector<std::string> Folder::names() const
+{
+    std::vector<std::string> names;
+    for (const auto &entry : std::filesystem::directory_iterator(path_))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string read_file(const std::string &path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+        throw std::runtime_error("cannot read " + path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void write_file(const std::string &path, const std::string &bytes)
+{
+    std::ofstream file(path, std::ios::binary);
+    file << bytes;
+    if (!file.flush())
+        throw std::runtime_error("cannot write " + path);
+}
+
+} // namespace talv_test
