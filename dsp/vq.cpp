@@ -138,12 +138,12 @@ constexpr int M_BEST = 3;
 constexpr int ROWS_MAX = AS_ROWS;
 
 /** Squared distances of a vector from the rows of a table, each summed in rising order in double and rounded once
- *  rows      I                a multiple of LANES
  *  distance  O  [rows]                                                                                             */
 void squared_distances(int row_len, int dim, const float *vector, int rows, const float *table,
                        float *distance) noexcept
 {
-    for (int i = 0; i < rows; i += LANES) {
+    int i = 0;
+    for (; i + LANES <= rows; i += LANES) {
         const float *row = table + i * row_len;
         Wide4 e = broadcast(0.0);
         int d = 0;
@@ -161,6 +161,14 @@ void squared_distances(int row_len, int dim, const float *vector, int rows, cons
             e = e + t * t;
         }
         store_rounded(distance + i, e);
+    }
+    for (; i < rows; i++) {
+        double e = 0.0;
+        for (int d = 0; d < dim; d++) {
+            const double t = wide(vector[d]) - wide(table[i * row_len + d]);
+            e += t * t;
+        }
+        distance[i] = rounded(e);
     }
 }
 

@@ -100,13 +100,21 @@ void lpc_residual(int, int n, const float *x, const float *a, float *out) noexce
     TALV_UNROLL
     for (int j = 0; j < LPC_ORDER; j++)
         tap[j] = broadcast(wide(a[j]));
-    for (int i = 0; i < n; i += LANES) {
+    int i = 0;
+    for (; i + LANES <= n; i += LANES) {
         const double *now = history + LPC_ORDER + i;
         Wide4 e = load(now);
         TALV_UNROLL
         for (int j = 0; j < LPC_ORDER; j++)
             e = add_exact(e, tap[j], load(now - 1 - j));
         store_rounded(out + i, e);
+    }
+    for (; i < n; i++) {
+        const double *now = history + LPC_ORDER + i;
+        double e = now[0];
+        for (int j = 0; j < LPC_ORDER; j++)
+            e = add_exact(e, wide(a[j]), now[-1 - j]);
+        out[i] = rounded(e);
     }
 }
 

@@ -37,7 +37,7 @@ void dc_tracker(int n, float *mean, float *x) noexcept;
 /** LPC residual: out[i] = x[i] + sum a[j] x[i-1-j]
  *  order     I           always LPC_ORDER: the ten taps are fixed
  *  x         I  [-10 .. n-1]
- *  n         I           at most FRAME_LEN, a multiple of 4
+ *  n         I           at most FRAME_LEN
  *  a         I  [LPC_ORDER]   without the leading 1
  *  out       O  [n]      must not overlap x                                                                        */
 void lpc_residual(int order, int n, const float *x, const float *a, float *out) noexcept;

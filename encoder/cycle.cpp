@@ -15,7 +15,7 @@ constexpr double SPLINE_POLE = 0.267949192; /* 2 - sqrt(3): the pole of the cubi
 
 /** A cycle's cubics a u^3 + b u^2 + c u + d, one a segment, floats in value */
 struct Segments {
-    double a[LAG_MAX + LANES], b[LAG_MAX + LANES], c[LAG_MAX + LANES], d[LAG_MAX + LANES];
+    double a[LAG_MAX], b[LAG_MAX], c[LAG_MAX], d[LAG_MAX];
 };
 
 } // namespace
@@ -49,7 +49,8 @@ void cycle_resample(int P, const float *cycle, float *spline_coef, int points, f
 
     /* Cubic of each segment. The passes have the gain 1/6 at 0 Hz and the polynomials carry a factor 6. */
     Segments segment;
-    for (int i = 0; i < P; i += LANES) { /* what lies beyond P is worked out too, and not read */
+    int i = 0;
+    for (; i + LANES <= P; i += LANES) {
         const Wide4 p0 = load_wide(spline_coef + i - 1), p1 = load_wide(spline_coef + i);
         const Wide4 p2 = load_wide(spline_coef + i + 1), p3 = load_wide(spline_coef + i + 2);
         const Wide4 three = broadcast(3.0);
@@ -58,11 +59,19 @@ void cycle_resample(int P, const float *cycle, float *spline_coef, int points, f
         store(segment.c + i, rounded_wide(three * (p2 - p0)));
         store(segment.d + i, rounded_wide(p0 + broadcast(4.0) * p1 + p2));
     }
+    for (; i < P; i++) {
+        const double p0 = wide(spline_coef[i - 1]), p1 = wide(spline_coef[i]);
+        const double p2 = wide(spline_coef[i + 1]), p3 = wide(spline_coef[i + 2]);
+        segment.a[i] = wide(rounded(3.0 * (p1 - p2) + p3 - p0));
+        segment.b[i] = wide(rounded(3.0 * (p0 - 2.0 * p1 + p2)));
+        segment.c[i] = wide(rounded(3.0 * (p2 - p0)));
+        segment.d[i] = wide(rounded(p0 + 4.0 * p1 + p2));
+    }
     for (int j = 0; j < points; j++) {
         const float position = static_cast<float>(j) * step;
-        const int i = static_cast<int>(position);
-        const double u = wide(position - static_cast<float>(i));
-        out[j] = rounded(((segment.a[i] * u + segment.b[i]) * u + segment.c[i]) * u + segment.d[i]);
+        const int at = static_cast<int>(position);
+        const double u = wide(position - static_cast<float>(at));
+        out[j] = rounded(((segment.a[at] * u + segment.b[at]) * u + segment.c[at]) * u + segment.d[at]);
     }
 }
 

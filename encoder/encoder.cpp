@@ -36,9 +36,9 @@ constexpr int LPC_BLOCK_LEN = FRAME_LEN / LPC_BLOCKS;
 constexpr int32_t START_LAG = 64;
 constexpr float START_LSF_STEP = 0.25f;
 
-/** One pitch cycle with a guard in front and two behind, and room to read it four at a time */
+/** One pitch cycle with a guard in front and two behind */
 struct CycleBuffer {
-    float element[LAG_MAX + 6];
+    float element[LAG_MAX + 3];
     float *first() noexcept { return element + 1; }
 };
 
@@ -70,7 +70,7 @@ void move_down(float *hist, int length) noexcept
 /** Harmonic amplitudes of the cycle around PIVOT */
 [[gnu::noinline]] void code_amplitudes(const EncoderState *enc, int32_t pitch, int32_t *as_index) noexcept
 {
-    CycleBuffer cycle_avg, spline_coef = {};
+    CycleBuffer cycle_avg, spline_coef;
     float cycle_128[FFT_MAX];
     Complex cycle_fft[FFT_MAX / 2 + 1];
     float as_vec[AS_DIM];

@@ -252,7 +252,7 @@ void expect_frame_of(const EncoderState &before, const EncoderState &after, cons
 
     /* amplitudes: whole cycles placed around position 400 */
     const int periods = FRAME_LEN / pitch;
-    float cycle[LAG_MAX + 3], coef[LAG_MAX + 6] = {}, points[FFT_MAX], as_vec[AS_DIM];
+    float cycle[LAG_MAX + 3], coef[LAG_MAX + 3], points[FFT_MAX], as_vec[AS_DIM];
     Complex spectrum[FFT_MAX / 2 + 1];
     int32_t as_index = -1;
     cycle_fold(pitch, periods, h.res + 400 - periods * pitch / 2, cycle + 1);
