@@ -6,17 +6,23 @@
  *  The machine, the compiler and its build type stand in the first lines. A benchmark is repeated. Every repetition is
  *  shown, and at the end the best of each, which is the figure that other work on the machine has disturbed least, with
  *  how much slower the slowest was. Time is the thread's processor time. Whole directions run on the copy of the blocks
- *  that an instance chooses for the processor, single stages on the copy for every machine.
+ *  that an instance chooses for the processor; single stages run on the copy for every machine in talv_bench, and on
+ *  that for processors with AVX2 in talv_bench_avx2.
  */
+#include "codec/frame.h"
 #include "decoder/interpolate.h"
+#include "decoder/pcm.h"
 #include "decoder/postfilter.h"
+#include "decoder/tracks.h"
 #include "decoder/waveform.h"
 #include "dsp/as_codebook.h"
 #include "dsp/fft.h"
 #include "dsp/lsf.h"
+#include "dsp/lsf_quant.h"
 #include "dsp/vq.h"
 #include "encoder/conditioning.h"
 #include "encoder/cycle.h"
+#include "encoder/gain.h"
 #include "encoder/lpc.h"
 #include "encoder/pitch.h"
 #include "encoder/rs.h"
@@ -183,6 +189,83 @@ void stage_msvq_search(benchmark::State &state)
     }
 }
 
+void stage_dc_tracker(benchmark::State &state)
+{
+    Block block;
+    float mean = 0.0f;
+    for (auto _ : state) {
+        dc_tracker(FRAME_LEN, &mean, block.signal.data() + 8 * FRAME_LEN);
+        benchmark::DoNotOptimize(mean);
+    }
+}
+
+/** LSFs of two neighbouring moments, and of four between them the residual of a block */
+void stage_residual(benchmark::State &state)
+{
+    const Block block;
+    const float from[LPC_ORDER] = {0.2f, 0.35f, 0.6f, 0.9f, 1.2f, 1.5f, 1.8f, 2.1f, 2.4f, 2.8f};
+    const float to[LPC_ORDER] = {0.25f, 0.4f, 0.55f, 0.95f, 1.15f, 1.6f, 1.8f, 2.2f, 2.45f, 2.7f};
+    float lpc[4][LPC_ORDER], out[FRAME_LEN];
+    for (auto _ : state) {
+        intrp_lsf_lpc(from, to, LPC_ORDER, 4, lpc[0]);
+        for (int j = 0; j < 4; j++)
+            lpc_residual(LPC_ORDER, FRAME_LEN / 4, block.x + FRAME_LEN / 4 * j, lpc[j], out + FRAME_LEN / 4 * j);
+        add_floor_noise(FRAME_LEN, out);
+        benchmark::DoNotOptimize(out[0]);
+    }
+}
+
+void stage_lsf_quant(benchmark::State &state)
+{
+    const float lsf[LPC_ORDER] = {0.2f, 0.35f, 0.6f, 0.9f, 1.2f, 1.5f, 1.8f, 2.1f, 2.4f, 2.8f};
+    int32_t index[LPC_ORDER];
+    for (auto _ : state) {
+        lsf_quant(lsf, index, LPC_ORDER, lsf_levels, lsf_level_counts);
+        benchmark::DoNotOptimize(index[0]);
+    }
+}
+
+void stage_sym_fir_5(benchmark::State &state)
+{
+    const Block block;
+    float out[FRAME_LEN], memory[5] = {};
+    for (auto _ : state) {
+        sym_fir(RS_ORDER, rs_taps, FRAME_LEN, block.x, out, memory);
+        benchmark::DoNotOptimize(out[0]);
+    }
+}
+
+void stage_pitch_track(benchmark::State &state)
+{
+    for (auto _ : state) {
+        float corr[3] = {0.8f, 0.4f, 0.9f};
+        int32_t pitch[3] = {60, 119, 62}, settled;
+        pitch_track(corr, pitch, &settled);
+        benchmark::DoNotOptimize(settled);
+    }
+}
+
+void stage_subframe_rms(benchmark::State &state)
+{
+    const Block block;
+    float gains[QUARTERS];
+    for (auto _ : state) {
+        subframe_rms(block.x - FRAME_LEN, FRAME_LEN, 80, QUARTERS, gains);
+        benchmark::DoNotOptimize(gains[0]);
+    }
+}
+
+void stage_frame_format(benchmark::State &state)
+{
+    FrameParams params = {55, {7, 9, 3, 4, 2, 5, 6, 1, 3, 2}, {11, 23}, 17, 101};
+    uint8_t frame[TALV_FRAME_BYTES];
+    for (auto _ : state) {
+        frame_pack(&params, frame);
+        frame_unpack(frame, &params);
+        benchmark::DoNotOptimize(params.as_index);
+    }
+}
+
 /** An envelope like that of speech */
 struct Envelope {
     float lpc[LPC_ORDER];
@@ -196,6 +279,57 @@ struct Envelope {
         poly_mul2(LPC_ORDER + 1, poly, 0.32045746f, 0.04f);
     }
 };
+
+/** All parameters of a frame, from indices to one value a subframe */
+void stage_tracks(benchmark::State &state)
+{
+    const int32_t lag = static_cast<int32_t>(state.range(0));
+    const int32_t lsf_index[LPC_ORDER] = {7, 9, 3, 4, 2, 5, 6, 1, 3, 2}, gain_index[GAIN_STAGES] = {11, 23};
+    const float lsf_from[LPC_ORDER] = {0.2f, 0.35f, 0.6f, 0.9f, 1.2f, 1.5f, 1.8f, 2.1f, 2.4f, 2.8f};
+    const float as_from[AS_DIM] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+    float lsf[LPC_ORDER], lpc[MAX_SUBFRAMES][LPC_ORDER], rs[MAX_SUBFRAMES], as_to[AS_DIM], as[MAX_SUBFRAMES][AS_DIM];
+    float rs_hist[5] = {}, gain_hist[QUARTERS + 1] = {}, gain_track[MAX_SUBFRAMES + 1] = {};
+    int32_t K, bounds[MAX_SUBFRAMES + 1], pitch[MAX_SUBFRAMES];
+    for (auto _ : state) {
+        subframe_grid(lag, FRAME_LEN, 2, MAX_SUBFRAMES, 2.0f, &K, bounds);
+        lsf_dequant(lsf, lsf_index, LPC_ORDER, lsf_levels, lsf_level_counts);
+        lsf_stabilize(lsf, LPC_ORDER, LSF_SPACING_DECODED);
+        intrp_lsf_lpc(lsf_from, lsf, LPC_ORDER, K, lpc[0]);
+        pitch_interp(lag - 4, lag, K, pitch);
+        ivsvq2(RS_DIM, RS_DIM, rs_hist + 2, RS_ROWS, rs_codebook, 17);
+        rs_expand(RS_DIM, rs_hist + 2);
+        rs_interp(RS_DIM, rs_hist + 1, K, rs);
+        ivsvq2(AS_DIM, AS_DIM, as_to, AS_ROWS, as_codebook, 101);
+        as_interp(AS_DIM, as_from, as_to, K, as[0]);
+        msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, gain_hist + 1, gain_index);
+        gain_interp(QUARTERS, gain_hist + 1, K, GAIN_ONSET, gain_track + 1);
+        benchmark::DoNotOptimize(lpc[0][0]);
+        benchmark::DoNotOptimize(gain_track[1]);
+    }
+}
+
+void stage_noise_profile(benchmark::State &state)
+{
+    const int h = static_cast<int>(state.range(0)) / 2;
+    float noise[MAX_HARMONICS + 1];
+    for (auto _ : state) {
+        noise_profile(h, MAX_HARMONICS, 0.25f, noise);
+        benchmark::DoNotOptimize(noise[0]);
+    }
+}
+
+void stage_real_ifft(benchmark::State &state)
+{
+    const int n = static_cast<int>(state.range(0));
+    Complex spectrum[FFT_MAX / 2 + 1];
+    float samples[FFT_MAX];
+    for (int i = 0; i <= n / 2; i++)
+        spectrum[i] = {static_cast<float>(n - i), i % (n / 2) == 0 ? 0.0f : 3.0f};
+    for (auto _ : state) {
+        real_ifft(spectrum, samples, n, FFT_MAX, fft_bitrev, fft_twiddle);
+        benchmark::DoNotOptimize(samples[0]);
+    }
+}
 
 void stage_lpc_spectrum(benchmark::State &state)
 {
@@ -257,6 +391,16 @@ void stage_postfilter(benchmark::State &state)
     }
 }
 
+void stage_pcm_round(benchmark::State &state)
+{
+    const Block block;
+    int16_t pcm[FRAME_LEN];
+    for (auto _ : state) {
+        pcm_round(FRAME_LEN, block.x, pcm);
+        benchmark::DoNotOptimize(pcm[0]);
+    }
+}
+
 /** Shows every repetition, then the best of each benchmark */
 class BestReporter : public benchmark::ConsoleReporter
 {
@@ -312,17 +456,28 @@ private:
 BENCHMARK(codec_encode)->Repetitions(REPETITIONS)->Unit(benchmark::kMillisecond);
 BENCHMARK(codec_decode)->Repetitions(REPETITIONS)->Unit(benchmark::kMillisecond);
 BENCHMARK(stage_iir_prefilter)->Repetitions(3)->MinTime(0.1);
+BENCHMARK(stage_dc_tracker)->Repetitions(3)->MinTime(0.1);
 BENCHMARK(stage_getlsf2)->Repetitions(3)->MinTime(0.1);
+BENCHMARK(stage_residual)->Repetitions(3)->MinTime(0.1);
+BENCHMARK(stage_lsf_quant)->Repetitions(3)->MinTime(0.1);
 BENCHMARK(stage_sym_fir_17)->Repetitions(3)->MinTime(0.1);
 BENCHMARK(stage_pitch_search)->Repetitions(3)->MinTime(0.1);
+BENCHMARK(stage_pitch_track)->Repetitions(3)->MinTime(0.1);
+BENCHMARK(stage_sym_fir_5)->Repetitions(3)->MinTime(0.1);
 BENCHMARK(stage_rs_analysis)->Repetitions(3)->MinTime(0.1);
 BENCHMARK(stage_cycle_analysis)->Repetitions(3)->MinTime(0.1);
 BENCHMARK(stage_vq_search_as)->Repetitions(3)->MinTime(0.1);
+BENCHMARK(stage_subframe_rms)->Repetitions(3)->MinTime(0.1);
 BENCHMARK(stage_msvq_search)->Repetitions(3)->MinTime(0.1);
+BENCHMARK(stage_frame_format)->Repetitions(3)->MinTime(0.1);
+BENCHMARK(stage_tracks)->Arg(40)->Arg(140)->Repetitions(3)->MinTime(0.1);
+BENCHMARK(stage_noise_profile)->Arg(40)->Arg(140)->Repetitions(3)->MinTime(0.1);
+BENCHMARK(stage_real_ifft)->Arg(32)->Arg(128)->Repetitions(3)->MinTime(0.1);
 BENCHMARK(stage_lpc_spectrum)->Arg(40)->Arg(140)->Repetitions(3)->MinTime(0.1);
 BENCHMARK(stage_cycle_synthesis)->Arg(40)->Arg(140)->Repetitions(3)->MinTime(0.1);
 BENCHMARK(stage_cw_interpolate)->Repetitions(3)->MinTime(0.1);
 BENCHMARK(stage_postfilter)->Repetitions(3)->MinTime(0.1);
+BENCHMARK(stage_pcm_round)->Repetitions(3)->MinTime(0.1);
 
 int main(int argc, char **argv)
 {
