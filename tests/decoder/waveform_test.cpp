@@ -403,11 +403,11 @@ TEST(SpectrumTrim, EveryLag)
 {
     for (int p = LAG_MIN; p <= LAG_MAX_FRAME; p++) {
         const int h = p / 2, n = grid_size(p);
-        std::vector<Complex> spec(MAX_HARMONICS + 1);
+        std::vector<Complex> bins(MAX_HARMONICS + 1);
         for (int k = 0; k <= MAX_HARMONICS; k++)
-            spec[static_cast<size_t>(k)] = {static_cast<float>(k + 1), -static_cast<float>(2 * k + 1)};
-        const std::vector<Complex> before = spec;
-        spectrum_trim(p, n, spec.data());
+            bins[static_cast<size_t>(k)] = {static_cast<float>(k + 1), -static_cast<float>(2 * k + 1)};
+        const std::vector<Complex> before = bins;
+        spectrum_trim(p, n, bins.data());
         for (int k = 0; k <= MAX_HARMONICS; k++) {
             float weight = 1.0f;
             if (n > p && k > h && k <= n / 2)
@@ -415,7 +415,7 @@ TEST(SpectrumTrim, EveryLag)
             if (n > p && k == h && p % 2 == 0)
                 weight = 0.5f;
             const Complex was = before[static_cast<size_t>(k)];
-            ASSERT_TRUE(near_complex(spec[static_cast<size_t>(k)], static_cast<double>(weight * was.re),
+            ASSERT_TRUE(near_complex(bins[static_cast<size_t>(k)], static_cast<double>(weight * was.re),
                                      static_cast<double>(weight * was.im), 0.0))
                 << "lag " << p << ", bin " << k;
         }
@@ -445,12 +445,12 @@ TEST(SplinePrefilter, CoefficientsGiveBackTheCycle)
 TEST(SplinePrefilter, StrideAndReach)
 {
     for (const int n : {32, 64, 128}) {
-        std::vector<Complex> spec(MAX_HARMONICS + 1, Complex{2.0f, 4.0f});
-        spline_prefilter(FFT_MAX, spline_table, n, spec.data());
+        std::vector<Complex> bins(MAX_HARMONICS + 1, Complex{2.0f, 4.0f});
+        spline_prefilter(FFT_MAX, spline_table, n, bins.data());
         for (int k = 0; k <= MAX_HARMONICS; k++) {
             const double t = k <= n / 2 ? static_cast<double>(spline_table[k * (FFT_MAX / n)].re) : 1.0;
             const double skew = n == 128 && k == 63 ? 1e-6 : 0.0; /* the one entry with an imaginary part */
-            EXPECT_TRUE(near_complex(spec[static_cast<size_t>(k)], 2.0 * t - 4.0 * skew, 4.0 * t + 2.0 * skew, 2e-7))
+            EXPECT_TRUE(near_complex(bins[static_cast<size_t>(k)], 2.0 * t - 4.0 * skew, 4.0 * t + 2.0 * skew, 2e-7))
                 << "grid " << n << ", bin " << k;
         }
     }

