@@ -9,6 +9,7 @@
 #include "dsp/fft.h"
 #include "dsp/lsf.h"
 #include "dsp/lsf_quant.h"
+#include "dsp/simd.h"
 #include "dsp/trig.h"
 #include "dsp/vq.h"
 #include "dsp/wide.h"
@@ -82,8 +83,46 @@ void expand_parameters(DecoderState *dec, const FrameParams *params, Tracks *tra
     gain_interp(QUARTERS, dec->gain_hist + 1, K, GAIN_ONSET, dec->gain_track + 1);
 }
 
+/** What a frame computes ahead of the subframe that wants it */
+struct Ahead {
+    Complex lpc_spec[2][MAX_HARMONICS + 1]; /* of the subframe at work and, where `next_ready`, of the one after it;
+                                               element k mod 2 belongs to subframe k                                */
+    bool next_ready;
+    PostfilterTaps taps[LANES]; /* of subframe k at k mod 4, made for four of them at a time */
+};
+
+/** The synthesis polynomial of subframe k: A(z) times the tilt factor */
+void synthesis_polynomial(const DecoderState *dec, const Tracks *tracks, int32_t k, float *poly) noexcept
+{
+    poly[0] = 1.0f;
+    std::copy_n(tracks->lpc[k], LPC_ORDER, poly + 1);
+    poly_mul2(LPC_ORDER + 1, poly, dec->tilt_c1, dec->tilt_c2);
+}
+
+/** The envelope's spectrum of subframe k, together with that of the next one where the lag is the same */
+const Complex *envelope(const DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
+{
+    Complex *now = ahead->lpc_spec[k % 2];
+    if (ahead->next_ready) {
+        ahead->next_ready = false;
+        return now;
+    }
+    const int32_t p = tracks->pitch[k];
+    float poly[POLY_TERMS];
+    synthesis_polynomial(dec, tracks, k, poly);
+    if (k + 1 < tracks->K && tracks->pitch[k + 1] == p) {
+        float next_poly[POLY_TERMS];
+        synthesis_polynomial(dec, tracks, k + 1, next_poly);
+        lpc_spectrum_two(poly, next_poly, POLY_TERMS, p, now, ahead->lpc_spec[(k + 1) % 2]);
+        ahead->next_ready = true;
+    } else {
+        lpc_spectrum(poly, POLY_TERMS, p, now);
+    }
+    return now;
+}
+
 /** Build the cycle of subframe k in dec->cycle_new, as spline coefficients; its grid size is the result */
-int32_t build_cycle(DecoderState *dec, const Tracks *tracks, int32_t k) noexcept
+int32_t build_cycle(DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
 {
     const int32_t p = tracks->pitch[k];
     const int32_t h = p / 2;
@@ -93,13 +132,8 @@ int32_t build_cycle(DecoderState *dec, const Tracks *tracks, int32_t k) noexcept
     int32_t n;
     fft_size_for(p, FFT_MAX, &n);
 
-    float poly[POLY_TERMS];
-    poly[0] = 1.0f;
-    std::copy_n(tracks->lpc[k], LPC_ORDER, poly + 1);
-    poly_mul2(LPC_ORDER + 1, poly, dec->tilt_c1, dec->tilt_c2);
-
-    Complex lpc_spec[MAX_HARMONICS + 1], exc_spec[MAX_HARMONICS + 1], cycle_spec[MAX_HARMONICS + 1];
-    lpc_spectrum(poly, POLY_TERMS, p, lpc_spec);
+    Complex exc_spec[MAX_HARMONICS + 1], cycle_spec[MAX_HARMONICS + 1];
+    const Complex *lpc_spec = envelope(dec, tracks, k, ahead);
     mix_excitation(&dec->noise_seed, h, amp_weight, noise_weight, exc_spec);
     const float scale = rounded(n * wide(dec->gain_track[k + 1]) * wide(CYCLE_LEVEL) / p);
     spectrum_shape(h, exc_spec, lpc_spec, scale, cycle_spec);
@@ -112,7 +146,8 @@ int32_t build_cycle(DecoderState *dec, const Tracks *tracks, int32_t k) noexcept
 /** The new cycle takes the place of the old one */
 void replace_cycle(DecoderState *dec, int32_t n, int32_t p) noexcept
 {
-    std::copy_n(dec->cycle_new + 1, n, dec->cycle_old + 1);
+    for (int32_t i = 1; i <= n; i += LANES) /* n is a multiple of 32 */
+        store4(dec->cycle_old + i, load4(dec->cycle_new + i));
     dec->cycle_old_len = n;
     dec->pitch_prev = p;
 }
@@ -132,16 +167,13 @@ void interpolate_subframe(DecoderState *dec, const Tracks *tracks, int32_t k, in
 }
 
 /** Filter the samples of subframe k from syn_hist to out_hist */
-void postfilter_subframe(DecoderState *dec, const Tracks *tracks, int32_t k) noexcept
+void postfilter_subframe(DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
 {
     const int32_t from = tracks->bounds[k];
     const int32_t L = tracks->bounds[k + 1] - from;
-    float pf_num[LPC_ORDER + 1], pf_den[LPC_ORDER];
-    for (int i = 0; i < LPC_ORDER; i++) {
-        pf_num[i] = tracks->lpc[k][i] * pf_zero_weight[i];
-        pf_den[i] = tracks->lpc[k][i] * pf_pole_weight[i];
-    }
-    postfilter(LPC_ORDER, pf_num, pf_den, L, dec->syn_hist + SYN_PAST + from, dec->out_hist + OUT_PAST + from);
+    if (k % LANES == 0)
+        postfilter_design(tracks->lpc[k], std::min(tracks->K - k, LANES), ahead->taps);
+    postfilter_run(ahead->taps + k % LANES, L, dec->syn_hist + SYN_PAST + from, dec->out_hist + OUT_PAST + from);
 }
 
 /** What the next frame starts from */
@@ -176,11 +208,17 @@ void decoder_synthesise(DecoderState *dec, const FrameParams *params, int16_t *p
     Tracks tracks;
     float lsf_new[LPC_ORDER], as_new[AS_DIM];
     expand_parameters(dec, params, &tracks, lsf_new, as_new);
+    /* The post-filter runs one subframe behind: its chain from sample to sample then has the next cycle's work beside
+     * it, and nothing reads what was written just before. */
+    Ahead ahead;
+    ahead.next_ready = false;
     for (int32_t k = 0; k < tracks.K; k++) {
-        const int32_t n = build_cycle(dec, &tracks, k);
+        const int32_t n = build_cycle(dec, &tracks, k, &ahead);
+        if (k > 0)
+            postfilter_subframe(dec, &tracks, k - 1, &ahead);
         interpolate_subframe(dec, &tracks, k, n);
-        postfilter_subframe(dec, &tracks, k);
     }
+    postfilter_subframe(dec, &tracks, tracks.K - 1, &ahead);
     carry_history(dec, tracks.K, lsf_new, as_new);
     pcm_round(FRAME_LEN, dec->out_hist + OUT_PAST, pcm);
 }

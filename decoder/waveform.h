@@ -46,10 +46,14 @@ void fft_size_for(int length, int cap, int32_t *out) noexcept;
 void poly_mul2(int count, float *poly, float c1, float c2) noexcept;
 
 /** A polynomial on the unit circle at each harmonic: sum of poly[j] e^(-2 pi i j k / p)
- *  terms I            always POLY_TERMS
+ *  terms I            at most POLY_TERMS
+ *  p     I            20 to 147
  *  out   O  [p/2+1]
  *  One sine and one cosine per call; the others by v(m+1) = 2 cos(step) v(m) - v(m-1), rounded to float.        */
 void lpc_spectrum(const float *poly, int terms, int p, Complex *out) noexcept;
+
+/** The same for two polynomials and one lag, at little more than the cost of one */
+void lpc_spectrum_two(const float *poly0, const float *poly1, int terms, int p, Complex *out0, Complex *out1) noexcept;
 
 /** Excitation: a periodic part of fixed phases and a noise part of pseudo-random phases
  *  seed  IO           advances h steps of seed = ((seed + 1) 17) mod 4096

@@ -1,5 +1,7 @@
 #include "dsp/fft.h"
 
+#include "dsp/fft_wide.h"
+#include "dsp/simd.h"
 #include "dsp/trig.h"
 #include "dsp/wide.h"
 
@@ -46,7 +48,22 @@ constexpr Table<Complex, FFT_MAX> fft_twiddle = make_twiddle();
 namespace
 {
 
-enum class Direction { FORWARD, INVERSE };
+constexpr MiddleFactors make_middle_factors() noexcept
+{
+    MiddleFactors factors{};
+    for (int t = 0; t < 8; t++) {
+        factors.re[t] = wide(fft_twiddle.entry[t * FFT_MAX / 16].re);
+        factors.im[t] = wide(-fft_twiddle.entry[t * FFT_MAX / 16].im);
+    }
+    return factors;
+}
+
+} // namespace
+
+constexpr MiddleFactors fft_middle_factors = make_middle_factors();
+
+namespace
+{
 
 /** z[a], z[b] become z[a] + z[b], z[a] - z[b]; a and b count complex elements of interleaved floats */
 void butterfly(float *z, int a, int b) noexcept
@@ -70,9 +87,10 @@ void butterfly_turned(float *z, int a, int b, double wr, double wi) noexcept
     z[2 * a + 1] = rounded(wide(z[2 * a + 1]) + ti);
 }
 
-/** All butterfly stages over h complex elements in bit-reversed order */
-template <Direction direction>
-void butterfly_stages(float *z, int h, int size_max, const Complex *twiddle) noexcept
+/** All butterfly stages over h complex elements in bit-reversed order
+ *  Only small transforms come here: not worth the room that a fast form would take.
+ *  sign  I  1 for the factors as they stand, -1 for their conjugates                                                */
+[[gnu::cold]] void butterfly_stages(float *z, int h, int size_max, const Complex *twiddle, float sign) noexcept
 {
     for (int k = 0; k < h; k += 2)
         butterfly(z, k, k + 1);
@@ -82,9 +100,153 @@ void butterfly_stages(float *z, int h, int size_max, const Complex *twiddle) noe
             butterfly(z, i, i + m);
             for (int t = 1; t < m; t++) {
                 const Complex w = twiddle[t * stride];
-                const double wi = wide(direction == Direction::FORWARD ? w.im : -w.im);
-                butterfly_turned(z, i + t, i + t + m, wide(w.re), wi);
+                butterfly_turned(z, i + t, i + t + m, wide(w.re), wide(sign * w.im));
             }
+        }
+    }
+}
+
+/** Where the factors of one size lie: merge, last stage but one, last stage; real parts before imaginary ones */
+template <int h>
+constexpr Table<double, 2 * h> make_factors() noexcept
+{
+    constexpr int q = h / 4;
+    constexpr Table<Complex, FFT_MAX> twiddle = make_twiddle();
+    Table<double, 2 * h> table{};
+    for (int k = 0; k < h / 2; k++) {
+        const Complex w = twiddle.entry[(k + 1) * (FFT_MAX / (2 * h))];
+        table.entry[k] = wide(w.re);
+        table.entry[h / 2 + k] = wide(w.im);
+    }
+    for (int t = 0; t < q; t++) {
+        const Complex a = twiddle.entry[t * (2 * FFT_MAX / h)];
+        const Complex b = twiddle.entry[t * (FFT_MAX / h)];
+        table.entry[h + t] = wide(a.re);
+        table.entry[h + q + t] = wide(-a.im);
+        table.entry[h + 2 * q + t] = wide(b.re);
+        table.entry[h + 3 * q + t] = wide(-b.im);
+    }
+    return table;
+}
+
+constexpr Table<double, 32> factors_32 = make_factors<16>();
+constexpr Table<double, 64> factors_64 = make_factors<32>();
+constexpr Table<double, 128> factors_128 = make_factors<64>();
+
+/** Turning by a quarter circle changes nothing but signs and places in the rounded table, which last_stages() uses. */
+constexpr bool quarter_turns_are_exact() noexcept
+{
+    constexpr Table<Complex, FFT_MAX> twiddle = make_twiddle();
+    for (int t = 0; t < FFT_MAX / 4; t++)
+        if (twiddle.entry[t + FFT_MAX / 4].re != twiddle.entry[t].im ||
+            twiddle.entry[t + FFT_MAX / 4].im != -twiddle.entry[t].re)
+            return false;
+    return true;
+}
+static_assert(quarter_turns_are_exact());
+
+constexpr int WIDE_MIN = 32; /* smallest size of the wide transforms */
+
+Factors factors_of(int h) noexcept
+{
+    const double *f = h == 16 ? factors_32 : h == 32 ? factors_64 : factors_128;
+    const int q = h / 4;
+    return {f, f + 2 * q, f + 4 * q, f + 5 * q, f + 6 * q, f + 7 * q};
+}
+
+/** All stages but the last two; the result lies where the return value points */
+template <Direction direction>
+const Planes *early_stages(Planes (&work)[2], int h) noexcept
+{
+    first_stages<direction>(work[0], h, work[1]);
+    int from = 1;
+    for (int m = 4; h / m >= 8; m *= 2, from = 1 - from)
+        middle_stage<direction>(work[from], h, m, work[1 - from]);
+    return &work[from];
+}
+
+/** real_fft for 32, 64 and 128 points and the standard tables */
+void real_fft_wide(const float *samples, Complex *spectrum, int n) noexcept
+{
+    const int h = n / 2, q = n / 4;
+    const Factors factors = factors_of(h);
+    Planes work[2];
+    for (int k = 0; k < h; k += LANES) {
+        const Float4 x = load4(samples + 2 * k), y = load4(samples + 2 * k + 4);
+        store4(work[0].re + k, even_lanes(x, y));
+        store4(work[0].im + k, odd_lanes(x, y));
+    }
+    const Planes *stages = early_stages<Direction::FORWARD>(work, h);
+    Planes &z = work[stages == &work[0] ? 1 : 0];
+    for (int t = 0; t < h / 4; t += LANES) {
+        const Quarters out = last_stages<Direction::FORWARD>(*stages, t, factors);
+        for (int i = 0; i < 4; i++) {
+            store4(z.re + t + i * h / 4, out.re[i]);
+            store4(z.im + t + i * h / 4, out.im[i]);
+        }
+    }
+
+    float *out = &spectrum[0].re;
+    const float z0r = z.re[0], z0i = z.im[0], zqr = z.re[q], zqi = z.im[q];
+    for (int k = 1; k < q; k += LANES) {
+        const Wide4 xr = load_wide(z.re + k), xi = load_wide(z.im + k);
+        const Wide4 yr = widened(reversed(load4(z.re + h - k - 3))), yi = widened(reversed(load4(z.im + h - k - 3)));
+        const Wide4 wr = load(factors.merge_re + k - 1), wi = load(factors.merge_im + k - 1);
+        const Wide4 half = broadcast(0.5);
+        const Wide4 F = (xi + yi) * wr - (yr - xr) * wi;
+        const Wide4 G = (yr - xr) * wr + (xi + yi) * wi;
+        const Float4 low_r = narrowed(half * (xr + yr + F)), low_i = narrowed(half * ((xi - yi) + G));
+        const Float4 high_r = reversed(narrowed(half * (xr + yr - F)));
+        const Float4 high_i = reversed(narrowed(half * (G - (xi - yi))));
+        store4(out + 2 * k, interleave_low(low_r, low_i));
+        store4(out + 2 * k + 4, interleave_high(low_r, low_i));
+        store4(out + 2 * (h - k - 3), interleave_low(high_r, high_i));
+        store4(out + 2 * (h - k - 3) + 4, interleave_high(high_r, high_i));
+    }
+    spectrum[0] = {z0r + z0i, 0.0f};
+    spectrum[h] = {z0r - z0i, 0.0f};
+    spectrum[q] = {zqr, -zqi};
+}
+
+/** real_ifft for 32, 64 and 128 points and the standard tables */
+void real_ifft_wide(const Complex *spectrum, float *samples, int n) noexcept
+{
+    const int h = n / 2, q = n / 4;
+    const float *bins = &spectrum[0].re;
+    const Factors factors = factors_of(h);
+    Planes work[2];
+    Planes &z = work[0];
+    /* Groups of four from k = 1 on. The lower ones are moved up by a place before they are stored, so that later stages
+     * find them as they were stored; the last group's k = n/4 is its own mirror image and comes with the upper one. */
+    Float4 low_re = {0.0f, 0.0f, 0.0f, spectrum[0].re + spectrum[h].re};
+    Float4 low_im = {0.0f, 0.0f, 0.0f, spectrum[0].re - spectrum[h].re};
+    for (int k = 1; k < q; k += LANES) {
+        const float *mirror = bins + 2 * (h - k - 3);
+        const Float4 x01 = load4(bins + 2 * k), x23 = load4(bins + 2 * k + 4);
+        const Float4 y32 = load_pairs(mirror, mirror + 2), y10 = load_pairs(mirror + 4, mirror + 6);
+        const Wide4 xr = widened(even_lanes(x01, x23)), xi = widened(odd_lanes(x01, x23));
+        const Wide4 yr = widened(reversed(even_lanes(y32, y10))), yi = widened(reversed(odd_lanes(y32, y10)));
+        const Wide4 wr = load(factors.merge_re + k - 1), wi = load(factors.merge_im + k - 1);
+        const Wide4 F = (xi + yi) * wr - (xr - yr) * wi;
+        const Wide4 G = (xr - yr) * wr + (xi + yi) * wi;
+        const Float4 next_re = narrowed((xr + yr) - F), next_im = narrowed(G + (xi - yi));
+        store4(z.re + k - 1, last_and_three(low_re, next_re));
+        store4(z.im + k - 1, last_and_three(low_im, next_im));
+        low_re = next_re;
+        low_im = next_im;
+        store4(z.re + h - k - 3, reversed(narrowed((xr + yr) + F)));
+        store4(z.im + h - k - 3, reversed(narrowed(G - (xi - yi))));
+    }
+
+    const Planes *stages = early_stages<Direction::INVERSE>(work, h);
+    const float r = 1.0f / static_cast<float>(n);
+    const Float4 scale = {r, r, r, r};
+    for (int t = 0; t < h / 4; t += LANES) {
+        const Quarters out = last_stages<Direction::INVERSE>(*stages, t, factors);
+        for (int i = 0; i < 4; i++) {
+            float *at = samples + 2 * (t + i * h / 4);
+            store4(at, scale * interleave_low(out.re[i], out.im[i]));
+            store4(at + 4, scale * interleave_high(out.re[i], out.im[i]));
         }
     }
 }
@@ -94,6 +256,10 @@ void butterfly_stages(float *z, int h, int size_max, const Complex *twiddle) noe
 void real_fft(const float *samples, Complex *spectrum, int n, int size_max, const int32_t *bitrev,
               const Complex *twiddle) noexcept
 {
+    if (n >= WIDE_MIN && size_max == FFT_MAX && bitrev == fft_bitrev.entry && twiddle == fft_twiddle.entry) {
+        real_fft_wide(samples, spectrum, n);
+        return;
+    }
     const int h = n / 2;
     const int q = n / 4;
     const int S = size_max / n;
@@ -103,7 +269,7 @@ void real_fft(const float *samples, Complex *spectrum, int n, int size_max, cons
         const int b = bitrev[k * S];
         spectrum[k] = {samples[b], samples[b + 1]};
     }
-    butterfly_stages<Direction::FORWARD>(&spectrum[0].re, h, size_max, twiddle);
+    butterfly_stages(&spectrum[0].re, h, size_max, twiddle, 1.0f);
 
     /* Split the packed transform into the bins of the real sequence. */
     const Complex z0 = spectrum[0];
@@ -124,6 +290,10 @@ void real_fft(const float *samples, Complex *spectrum, int n, int size_max, cons
 void real_ifft(const Complex *spectrum, float *samples, int n, int size_max, const int32_t *bitrev,
                const Complex *twiddle) noexcept
 {
+    if (n >= WIDE_MIN && size_max == FFT_MAX && bitrev == fft_bitrev.entry && twiddle == fft_twiddle.entry) {
+        real_ifft_wide(spectrum, samples, n);
+        return;
+    }
     const int h = n / 2;
     const int q = n / 4;
     const int S = size_max / n;
@@ -148,7 +318,7 @@ void real_ifft(const Complex *spectrum, float *samples, int n, int size_max, con
         high[0] = rounded((xr + yr) + F);
         high[1] = rounded(G - (xi - yi));
     }
-    butterfly_stages<Direction::INVERSE>(samples, h, size_max, twiddle);
+    butterfly_stages(samples, h, size_max, twiddle, -1.0f);
     for (int i = 0; i < n; i++)
         samples[i] *= r;
 }

@@ -1,6 +1,7 @@
 #include "dsp/lsf.h"
 
 #include "dsp/constants.h"
+#include "dsp/simd.h"
 #include "dsp/trig.h"
 #include "dsp/wide.h"
 
@@ -14,7 +15,7 @@ constexpr int LPC_CONVERT_MAX = 32; /* largest order of lsf_to_lpc */
 
 /** Multiply a polynomial by 1 - 2 cos(w) z^-1 + z^-2, from the top, so that every step reads coefficients that this
  *  factor has not changed yet. On entry the polynomial has degree `degree` - 2, on return `degree`.                  */
-void multiply_by_root_pair(float *poly, int degree, float w) noexcept
+[[gnu::cold]] void multiply_by_root_pair(float *poly, int degree, float w) noexcept
 {
     const float c = rounded(2.0 * cos_wide(wide(w)));
     for (int i = degree; i >= 2; i--)
@@ -24,7 +25,7 @@ void multiply_by_root_pair(float *poly, int degree, float w) noexcept
 
 } // namespace
 
-int lsf_to_lpc(int order, const float *lsf, float *lpc) noexcept
+[[gnu::cold]] int lsf_to_lpc(int order, const float *lsf, float *lpc) noexcept
 {
     if (order > LPC_CONVERT_MAX)
         return -1;
@@ -45,17 +46,128 @@ int lsf_to_lpc(int order, const float *lsf, float *lpc) noexcept
     return 0;
 }
 
+namespace
+{
+
+constexpr float WIDE_COS_TOP = 3.9f; /* end of the range of cos_pair_wide(); its other end is 0 */
+
+/** What reduce_angle() gives, the quadrant as a whole number in double */
+struct WideAngle {
+    Wide4 quadrant, rest;
+};
+
+TALV_INLINE WideAngle reduce_angle(Wide4 x) noexcept
+{
+    const Wide4 turns = x * broadcast(2.0 / PI);
+    const Wide4 k = widened(truncated(turns + broadcast(0.5)));
+    return {k, (x - k * broadcast(HALF_PI_HIGH)) - k * broadcast(HALF_PI_LOW)};
+}
+
+/** cos_wide() of two times four angles, the same operations on every lane, for angles within 0 .. 3.9 radians
+ *  There the quadrant is k = 0, 1 or 2 and the cosine cos(r), -sin(r) or -cos(r) of what is left: both series are
+ *  summed, and 1 - k and k (k - 2) are the weights, 0 or +-1, that choose between them.                             */
+TALV_INLINE void cos_pair_wide(Wide4 x, Wide4 y, Wide4 *cos_x, Wide4 *cos_y) noexcept
+{
+    const WideAngle a = reduce_angle(x), b = reduce_angle(y);
+    const Wide4 az = a.rest * a.rest, bz = b.rest * b.rest;
+    Wide4 a_sin = broadcast(trig_series.sine[TRIG_TERMS - 1]), b_sin = a_sin;
+    Wide4 a_cos = broadcast(trig_series.cosine[TRIG_TERMS - 1]), b_cos = a_cos;
+    for (int n = TRIG_TERMS - 2; n >= 0; n--) {
+        const Wide4 sine = broadcast(trig_series.sine[n]), cosine = broadcast(trig_series.cosine[n]);
+        a_sin = a_sin * az + sine;
+        b_sin = b_sin * bz + sine;
+        a_cos = a_cos * az + cosine;
+        b_cos = b_cos * bz + cosine;
+    }
+    const Wide4 one = broadcast(1.0), two = broadcast(2.0);
+    *cos_x = a_cos * (one - a.quadrant) + a.rest * a_sin * (a.quadrant * (a.quadrant - two));
+    *cos_y = b_cos * (one - b.quadrant) + b.rest * b_sin * (b.quadrant * (b.quadrant - two));
+}
+
+/** multiply_by_root_pair() on four polynomials, c = 2 cos(w) of each; the two new coefficients need not be cleared */
+TALV_INLINE void multiply_by_root_pair(Wide4 *poly, int degree, Wide4 c) noexcept
+{
+    poly[degree] = poly[degree - 1] = Wide4{};
+    for (int i = degree; i >= 2; i--)
+        poly[i] = rounded_wide(subtract_exact(poly[i - 2], c, poly[i - 1]) + poly[i]);
+    poly[1] = rounded_wide(poly[1] - c);
+}
+
+constexpr int LSF_ROWS = (LPC_ORDER + LANES - 1) / LANES * LANES; /* LPC_ORDER, up to whole groups of four */
+
+/** lsf_to_lpc for four vectors at once, LPC_ORDER elements each
+ *  lsf  I  [LSF_ROWS]  element k of the four vectors; within the range of cos_pair_wide()
+ *  lpc  O  [LSF_ROWS]                                                                                              */
+void lsf_to_lpc_four(const Float4 *lsf, Float4 *lpc) noexcept
+{
+    Wide4 S[LPC_ORDER + 1], D[LPC_ORDER + 1];
+    S[0] = D[0] = broadcast(1.0);
+    for (int f = 1; f <= LPC_ORDER / 2; f++) {
+        Wide4 cos_s, cos_d;
+        cos_pair_wide(widened(lsf[2 * f - 2]), widened(lsf[2 * f - 1]), &cos_s, &cos_d);
+        multiply_by_root_pair(S, 2 * f, rounded_wide(cos_s + cos_s));
+        multiply_by_root_pair(D, 2 * f, rounded_wide(cos_d + cos_d));
+    }
+
+    const Float4 half = {0.5f, 0.5f, 0.5f, 0.5f};
+    lpc[0] = narrowed(S[1] + D[1]) * half;
+    for (int j = 2; j <= LPC_ORDER; j++)
+        lpc[j - 1] = narrowed((S[j - 1] - D[j - 1]) + rounded_wide(S[j] + D[j])) * half;
+    for (int j = LPC_ORDER; j < LSF_ROWS; j++)
+        lpc[j] = Float4{};
+}
+
+/** intrp_lsf_lpc for LPC_ORDER elements within the range of cos_pair_wide(), four steps at a time */
+void intrp_lsf_lpc_wide(const float *lsf_from, const float *d, int steps, float *lpc) noexcept
+{
+    constexpr int GROUPS = LSF_ROWS / LANES;
+    Float4 cur[GROUPS], delta[GROUPS];
+    for (int g = 0; g < GROUPS; g++) {
+        cur[g] = load4(lsf_from + g * LANES);
+        delta[g] = load4(d + g * LANES);
+    }
+    for (int s = 0; s < steps; s += LANES) {
+        Float4 lsf[LSF_ROWS], a[LSF_ROWS];
+        for (int g = 0; g < GROUPS; g++) {
+            Float4 block[LANES];
+            for (int i = 0; i < LANES; i++)
+                block[i] = cur[g] = cur[g] + delta[g];
+            transpose(block);
+            for (int i = 0; i < LANES; i++)
+                lsf[g * LANES + i] = block[i];
+        }
+        lsf_to_lpc_four(lsf, a);
+        for (int g = 0; g < GROUPS; g++) {
+            Float4 block[LANES] = {a[g * LANES], a[g * LANES + 1], a[g * LANES + 2], a[g * LANES + 3]};
+            transpose(block);
+            for (int i = 0; i < LANES && s + i < steps; i++)
+                std::memcpy(lpc + (s + i) * LPC_ORDER + g * LANES, &block[i],
+                            sizeof(float) *
+                                static_cast<size_t>(LPC_ORDER - g * LANES < LANES ? LPC_ORDER - g * LANES : LANES));
+        }
+    }
+}
+
+} // namespace
+
 int intrp_lsf_lpc(const float *lsf_from, const float *lsf_to, int order, int steps, float *lpc) noexcept
 {
     if (order > LSF_STORE)
         return -1;
 
-    float cur[LSF_STORE];
-    float d[LSF_STORE];
+    float cur[LSF_STORE] = {};
+    float d[LSF_STORE] = {};
     const float r = 1.0f / static_cast<float>(steps);
+    bool in_range = order == LPC_ORDER;
     for (int k = 0; k < order; k++) {
         d[k] = rounded((wide(lsf_to[k]) - wide(lsf_from[k])) * wide(r));
         cur[k] = lsf_from[k];
+        in_range = in_range && lsf_from[k] >= 0.0f && lsf_from[k] < WIDE_COS_TOP && lsf_to[k] >= 0.0f &&
+                   lsf_to[k] < WIDE_COS_TOP;
+    }
+    if (in_range) {
+        intrp_lsf_lpc_wide(cur, d, steps, lpc);
+        return 0;
     }
 
     for (int s = 0; s < steps; s++) {

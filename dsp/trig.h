@@ -73,6 +73,9 @@ constexpr double cos_kernel(double r) noexcept
 /** The quadrant of an angle and what is left of it: x = quadrant pi/2 + rest, |rest| <= pi/4, for |x| <= 1e5
  *  pi/2 is taken in two pieces (Cody and Waite, Software Manual for the Elementary Functions, 1980): the first has 33
  *  bits, so that its multiples are exact.                                                                          */
+inline constexpr double HALF_PI_HIGH = 1.57079632673412561417;    /* the first 33 bits of pi/2 */
+inline constexpr double HALF_PI_LOW = 6.07710050650619224932e-11; /* pi/2 - HALF_PI_HIGH       */
+
 struct ReducedAngle {
     int quadrant; /* 0..3 */
     double rest;  /* radians */
@@ -80,8 +83,6 @@ struct ReducedAngle {
 
 constexpr ReducedAngle reduce_angle(double x) noexcept
 {
-    constexpr double HALF_PI_HIGH = 1.57079632673412561417;    /* the first 33 bits of pi/2 */
-    constexpr double HALF_PI_LOW = 6.07710050650619224932e-11; /* pi/2 - HALF_PI_HIGH       */
     const double turns = x * (2.0 / PI);
     const int k = static_cast<int>(turns < 0.0 ? turns - 0.5 : turns + 0.5);
     return {k & 3, (x - k * HALF_PI_HIGH) - k * HALF_PI_LOW};

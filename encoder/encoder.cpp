@@ -147,7 +147,7 @@ void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params)
     msvq_search(QUARTERS, gain_stage_sizes, gain_codebook, gains, gain_sum, params->gain_index);
 
     /* Only the field is limited: the analysis used the lag as it was. */
-    params->pitch_index = std::min(pitch, LAG_MAX_FRAME) - LAG_MIN;
+    params->pitch_index = std::min(pitch, int32_t{LAG_MAX_FRAME}) - LAG_MIN;
 
     /* A frame further */
     move_down(enc->sig_hist, SIG_HIST_LEN);

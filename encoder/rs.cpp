@@ -20,8 +20,8 @@ constexpr int WINDOW_LEAD = 120; /* the first piece starts this far before the n
 
 void rs_lag_range(int32_t raw_lag, int32_t *lag_lo, int32_t *lag_hi) noexcept
 {
-    *lag_lo = std::max(LAG_MIN, raw_lag / 2);
-    *lag_hi = std::min(LAG_MAX, 8 * raw_lag / 5);
+    *lag_lo = std::max(int32_t{LAG_MIN}, raw_lag / 2);
+    *lag_hi = std::min(int32_t{LAG_MAX}, 8 * raw_lag / 5);
 }
 
 void rs_correlate(const float *y, int lag_lo, int lag_hi, PieceTable *pieces) noexcept
