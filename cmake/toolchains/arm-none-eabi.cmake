@@ -1,0 +1,18 @@
+# Bare Arm processors by Debian's gcc-arm-none-eabi: -D TALV_CORTEX=m7 (double precision in hardware) or m4 (single).
+# Programs run on the boards of embedded/ and talk to the outside by semihosting.
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TALV_CORTEX)
+set(CMAKE_SYSTEM_NAME Generic)
+set(CMAKE_SYSTEM_PROCESSOR arm)
+set(CMAKE_C_COMPILER arm-none-eabi-gcc)
+set(CMAKE_CXX_COMPILER arm-none-eabi-g++)
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+if(TALV_CORTEX STREQUAL "m7")
+  set(talv_cpu "-mcpu=cortex-m7 -mthumb -mfloat-abi=hard -mfpu=fpv5-d16")
+elseif(TALV_CORTEX STREQUAL "m4")
+  set(talv_cpu "-mcpu=cortex-m4 -mthumb -mfloat-abi=hard -mfpu=fpv4-sp-d16")
+else()
+  message(FATAL_ERROR "TALV_CORTEX: got \"${TALV_CORTEX}\", wanted m7 or m4")
+endif()
+set(CMAKE_C_FLAGS_INIT "${talv_cpu} -ffunction-sections -fdata-sections")
+set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT}")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,--gc-sections")
