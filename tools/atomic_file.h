@@ -42,6 +42,15 @@ public:
     /** Write over the first bytes of a file, a header whose lengths are known only now */
     void rewrite_start(const void *data, size_t nbytes);
 
+    /** Bytes of a file that have reached it; what is still waiting to be written does not count */
+    int64_t landed() const;
+
+    /** Bytes of a file that have reached it, from an offset on */
+    std::string read_back(int64_t offset, int64_t nbytes) const;
+
+    /** Keep the first nbytes of a file and forget the rest, also what is still waiting */
+    void cut(int64_t nbytes);
+
     /** The output is complete: give it its name. Without this call it is removed. */
     void commit();
 
@@ -54,6 +63,7 @@ private:
     std::string temporary_;
     std::vector<uint8_t> buffer_;
     int fd_ = -1;
+    size_t slot_ = 0; /* of the temporary name in the table of those to be removed */
     bool at_once_ = false;
 };
 

@@ -34,7 +34,7 @@ AudioOut::Format format_of(const AtomicFile &file, bool raw)
         return AudioOut::Format::wav;
     if (ending == ".flac")
         return AudioOut::Format::flac;
-    throw Failure(file.name(), "has none of the endings .wav, .flac, .raw (--raw for bare samples)");
+    throw Failure(file.name(), "has none of the endings .wav, .flac, .raw (--raw for bare samples)", Status::usage);
 }
 
 } // namespace
@@ -66,7 +66,7 @@ void AudioOut::write(const int16_t *pcm, size_t n)
 {
     count_ += static_cast<int64_t>(n);
     if (format_ == Format::wav && file_.is_file() && count_ > WAV_SAMPLES_MAX)
-        throw Failure(file_.name(), "is longer than WAV can be (use .flac or .raw)");
+        throw Failure(file_.name(), "is longer than WAV can be (use .flac or .raw)", Status::unwritable);
     if (encoder_) {
         errno = 0;
         if (sf_write_short(encoder_, pcm, static_cast<sf_count_t>(n)) != static_cast<sf_count_t>(n))
@@ -85,7 +85,7 @@ void AudioOut::commit()
 {
     if (encoder_) {
         if (count_ == 0)
-            throw Failure(file_.name(), "would hold no samples, which FLAC cannot say");
+            throw Failure(file_.name(), "would hold no samples, which FLAC cannot say", Status::unwritable);
         /* The last of the data is written here, so this can still fail. */
         errno = 0;
         const int error = sf_close(encoder_);
@@ -100,10 +100,23 @@ void AudioOut::commit()
     file_.commit();
 }
 
+bool AudioOut::salvage()
+{
+    if (encoder_ || !file_.is_file())
+        return false; /* what a FLAC encoder still holds is lost, and its header with it */
+    const int64_t head = format_ == Format::wav ? 44 : 0;
+    count_ = (file_.landed() - head) / 2;
+    if (count_ <= 0)
+        return false;
+    file_.cut(head + 2 * count_);
+    commit();
+    return true;
+}
+
 /* libsndfile tells that writing failed, the system why. */
 Failure AudioOut::flac_failure(const char *text) const
 {
-    return errno != 0 ? system_failure(file_.name(), errno) : Failure(file_.name(), text);
+    return errno != 0 ? write_failure(file_.name(), errno) : Failure(file_.name(), text, Status::unwritable);
 }
 
 } // namespace talv

@@ -37,6 +37,12 @@ public:
     /** The output is complete */
     void commit();
 
+    /** After a failed write: make a valid shorter file of what has reached it; false when that cannot be done */
+    bool salvage();
+
+    const std::string &name() const { return file_.name(); }
+    int64_t count() const { return count_; }
+
 private:
     Failure flac_failure(const char *text) const;
 

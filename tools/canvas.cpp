@@ -1,5 +1,6 @@
 #include "canvas.h"
 
+#include <cairo-svg.h>
 #include <cmath>
 #include <cstring>
 #include <new>
@@ -11,11 +12,11 @@ namespace
 {
 
 /* Called from C: nothing may be thrown through it. */
-cairo_status_t append_png(void *closure, const unsigned char *data, unsigned int length) noexcept
+cairo_status_t append_bytes(void *closure, const unsigned char *data, unsigned int length) noexcept
 {
     try {
-        auto *png = static_cast<std::vector<uint8_t> *>(closure);
-        png->insert(png->end(), data, data + length);
+        auto *bytes = static_cast<std::vector<uint8_t> *>(closure);
+        bytes->insert(bytes->end(), data, data + length);
         return CAIRO_STATUS_SUCCESS;
     } catch (const std::bad_alloc &) {
         return CAIRO_STATUS_NO_MEMORY;
@@ -24,8 +25,11 @@ cairo_status_t append_png(void *closure, const unsigned char *data, unsigned int
 
 } // namespace
 
-Canvas::Canvas(int width, int height)
-    : surface_(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height)), cairo_(cairo_create(surface_.get()))
+Canvas::Canvas(Kind kind, int width, int height)
+    : kind_(kind),
+      surface_(kind == Kind::svg ? cairo_svg_surface_create_for_stream(append_bytes, &bytes_, width, height)
+                                 : cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height)),
+      cairo_(cairo_create(surface_.get()))
 {
     fill({0, 0, static_cast<double>(width), static_cast<double>(height)}, 0xffffff);
 }
@@ -103,26 +107,41 @@ void Canvas::text_upward(double x, double y, const std::string &s, double size, 
     cairo_restore(cairo_.get());
 }
 
-void Canvas::image(int x, int y, const std::vector<uint32_t> &pixels, int width, int height)
+void Canvas::dot(double x, double y, double radius, uint32_t colour)
 {
-    cairo_surface_flush(surface_.get());
-    unsigned char *data = cairo_image_surface_get_data(surface_.get());
-    if (!data)
-        throw std::bad_alloc();
-    const int stride = cairo_image_surface_get_stride(surface_.get());
-    for (int row = 0; row < height; row++)
-        std::memcpy(data + static_cast<ptrdiff_t>(y + row) * stride + static_cast<ptrdiff_t>(4) * x,
-                    pixels.data() + static_cast<ptrdiff_t>(row) * width, static_cast<size_t>(width) * 4);
-    cairo_surface_mark_dirty(surface_.get());
+    set_colour(colour);
+    cairo_new_path(cairo_.get());
+    cairo_arc(cairo_.get(), x, y, radius, 0, 2 * std::numbers::pi);
+    cairo_fill(cairo_.get());
 }
 
-std::vector<uint8_t> Canvas::png()
+void Canvas::image(int x, int y, const std::vector<uint32_t> &pixels, int width, int height)
 {
-    std::vector<uint8_t> bytes;
-    if (cairo_status(cairo_.get()) != CAIRO_STATUS_SUCCESS ||
-        cairo_surface_write_to_png_stream(surface_.get(), append_png, &bytes) != CAIRO_STATUS_SUCCESS)
+    const std::unique_ptr<cairo_surface_t, Delete> part(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
+    unsigned char *data = cairo_image_surface_get_data(part.get());
+    if (!data)
         throw std::bad_alloc();
-    return bytes;
+    const int stride = cairo_image_surface_get_stride(part.get());
+    for (int row = 0; row < height; row++)
+        std::memcpy(data + static_cast<ptrdiff_t>(row) * stride, pixels.data() + static_cast<ptrdiff_t>(row) * width,
+                    static_cast<size_t>(width) * 4);
+    cairo_surface_mark_dirty(part.get());
+    cairo_set_source_surface(cairo_.get(), part.get(), x, y);
+    cairo_rectangle(cairo_.get(), x, y, width, height);
+    cairo_fill(cairo_.get());
+}
+
+std::vector<uint8_t> Canvas::finish()
+{
+    if (cairo_status(cairo_.get()) != CAIRO_STATUS_SUCCESS)
+        throw std::bad_alloc();
+    if (kind_ == Kind::png &&
+        cairo_surface_write_to_png_stream(surface_.get(), append_bytes, &bytes_) != CAIRO_STATUS_SUCCESS)
+        throw std::bad_alloc();
+    cairo_surface_finish(surface_.get());
+    if (cairo_surface_status(surface_.get()) != CAIRO_STATUS_SUCCESS)
+        throw std::bad_alloc();
+    return bytes_;
 }
 
 } // namespace talv

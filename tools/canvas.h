@@ -26,7 +26,8 @@ enum class Align { left, middle, right };
 class Canvas
 {
 public:
-    Canvas(int width, int height);
+    enum class Kind { png, svg };
+    Canvas(Kind kind, int width, int height);
 
     void fill(const Rect &r, uint32_t colour);
     void frame(const Rect &r, uint32_t colour);
@@ -43,8 +44,10 @@ public:
     /** Width of a text in pixels */
     double text_width(const std::string &s, double size, bool bold = false);
 
-    /** The picture as a PNG file; throws std::bad_alloc */
-    std::vector<uint8_t> png();
+    void dot(double x, double y, double radius, uint32_t colour);
+
+    /** The picture as a file, after which nothing more can be drawn; throws std::bad_alloc */
+    std::vector<uint8_t> finish();
 
 private:
     void set_colour(uint32_t colour);
@@ -54,6 +57,8 @@ private:
         void operator()(cairo_surface_t *p) const { cairo_surface_destroy(p); }
         void operator()(cairo_t *p) const { cairo_destroy(p); }
     };
+    Kind kind_;
+    std::vector<uint8_t> bytes_; /* of an SVG file */
     std::unique_ptr<cairo_surface_t, Delete> surface_;
     std::unique_ptr<cairo_t, Delete> cairo_;
 };

@@ -36,6 +36,9 @@ public:
         TALV_SpeechDecode(instance_, frame, pcm, &nbytes);
     }
 
+    /** Put the decoder back to the start of a stream */
+    void restart_decoder() { TALV_DecodeInit(instance_); }
+
 private:
     TALV_Codec *instance_ = nullptr;
 };

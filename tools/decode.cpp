@@ -1,31 +1,101 @@
 #include "audio_out.h"
 #include "codec.h"
+#include "coded_in.h"
 #include "commands.h"
-#include "frames_in.h"
-#include "progress.h"
+#include "interrupt.h"
+
+#include <algorithm>
+#include <cmath>
+#include <talvhost.h>
 
 namespace talv
 {
-
-void decode_command(const CodeJob &job)
+namespace
 {
-    refuse_same_file(job.in, job.out);
-    FramesIn in(job.in);
-    const int64_t length = in.length() < 0 ? -1 : TALV_FRAME_SAMPLES * in.length();
-    AudioOut out(job.out, job.raw, length);
-    Codec codec;
-    Progress progress("decode " + in.name(), length);
 
-    uint8_t frame[TALV_FRAME_BYTES];
+void decode_file(const DecodeJob &job, const BatchFile &file, FileReport &report, Progress::File &progress)
+{
+    const bool keep = job.batch.keep_partial;
+    refuse_same_file(file.in, file.out);
+    Channel channel(job.channel);
+    CodedIn in(file.in, keep);
+    report.name = in.name();
+    int64_t skip = std::llround(job.start_s * TALV_SAMPLE_RATE), left = INT64_MAX, length = in.length();
+    if (job.duration_s)
+        left = std::llround(*job.duration_s * TALV_SAMPLE_RATE);
+    if (length >= 0)
+        length = std::min(std::max<int64_t>(0, length - skip), left);
+    AudioOut out(file.out, job.raw, length);
+    Codec codec;
+    TALV_Conceal conceal;
+    TALV_ConcealInit(&conceal);
+    progress.expect(length);
+
+    CodedFrame frame;
     int16_t pcm[TALV_FRAME_SAMPLES];
-    while (in.read(frame)) {
-        codec.decode(frame, pcm);
-        out.write(pcm, TALV_FRAME_SAMPLES);
-        progress.advance(TALV_FRAME_SAMPLES);
+    std::optional<Failure> cut; /* where the input failed, and what was read of it is kept */
+    const auto read = [&] {
+        try {
+            if (interrupting_signal() != 0)
+                throw Interrupted(in.name());
+            return in.read(frame);
+        } catch (const Failure &failure) {
+            if (!keep || report.frames == 0)
+                throw;
+            cut = failure;
+            return false;
+        }
+    };
+    try {
+        while (left > 0 && read()) {
+            report.frames++;
+            if (frame.start) {
+                codec.restart_decoder();
+                TALV_ConcealInit(&conceal);
+            }
+            channel.pass(frame);
+            if (frame.lost)
+                TALV_ConcealLost(&conceal, frame.bytes);
+            else
+                TALV_ConcealReceived(&conceal, frame.bytes);
+            codec.decode(frame.bytes, pcm);
+            const int64_t before = std::min<int64_t>(skip, frame.count);
+            const int64_t n = std::min<int64_t>(frame.count - before, left);
+            skip -= before;
+            left -= n;
+            out.write(pcm + frame.from + before, static_cast<size_t>(n));
+            report.samples += n;
+            progress.advance(n);
+        }
+        out.commit();
+    } catch (const Failure &failure) {
+        if (keep && is_output_fault(failure.status) && out.salvage())
+            throw Failure(failure.what() + std::string("; what was written before is kept"), failure.status);
+        throw;
     }
-    out.commit();
-    if (job.stats)
-        progress.report();
+    report.bytes = in.bytes();
+    if (!job.channel.loss.empty() || job.channel.ber > 0)
+        report.warnings.push_back("went through a simulated channel: " + std::to_string(channel.lost()) + " of " +
+                                  std::to_string(report.frames) + " frames lost, " +
+                                  std::to_string(channel.bits_turned()) + " bits turned over");
+    if (cut)
+        throw Failure(cut->what() + std::string("; the ") +
+                          std::to_string(static_cast<double>(report.samples) / TALV_SAMPLE_RATE) + " s before are kept",
+                      cut->status);
+    if (in.damage().any())
+        throw Failure(in.name(), in.damage().text() + "; the rest is decoded, in its time", Status::damaged);
+}
+
+} // namespace
+
+Status decode_command(const DecodeJob &job)
+{
+    std::string ending = ".";
+    ending += job.raw ? "raw" : job.format;
+    return run_batch("decode", job.batch, ending, {".talv", ".frames"},
+                     [&job](const BatchFile &file, FileReport &report, Progress::File &progress) {
+                         decode_file(job, file, report, progress);
+                     });
 }
 
 } // namespace talv

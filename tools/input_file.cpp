@@ -1,6 +1,7 @@
 #include "input_file.h"
 
 #include "failure.h"
+#include "interrupt.h"
 #include "standard_streams.h"
 
 #include <cstdlib>
@@ -16,11 +17,11 @@ InputFile::InputFile(const std::string &path) : name_(is_stdin(path) ? STDIN_NAM
 {
     fd_ = is_stdin(path) ? fcntl(0, F_DUPFD_CLOEXEC, 3) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd_ < 0)
-        throw system_failure(name_, errno);
+        throw read_failure(name_, errno);
     struct stat st = {};
     if (fstat(fd_, &st) == 0 && S_ISDIR(st.st_mode)) {
         close(fd_);
-        throw system_failure(name_, EISDIR);
+        throw read_failure(name_, EISDIR);
     }
 }
 
@@ -43,16 +44,31 @@ size_t InputFile::read(void *data, size_t n)
     auto *bytes = static_cast<char *>(data);
     size_t got = 0;
     while (got < n) {
-        const ssize_t r = ::read(fd_, bytes + got, n - got);
-        if (r < 0 && errno == EINTR)
-            continue;
-        if (r < 0)
-            throw system_failure(name_, errno);
+        const size_t r = read_some(bytes + got, n - got);
         if (r == 0)
             break;
-        got += static_cast<size_t>(r);
+        got += r;
     }
     return got;
+}
+
+size_t InputFile::read_some(void *data, size_t n)
+{
+    for (;;) {
+        if (!wait_for_input(fd_))
+            throw Interrupted(name_);
+        const ssize_t r = ::read(fd_, data, n);
+        if (r >= 0)
+            return static_cast<size_t>(r);
+        if (errno != EINTR)
+            throw read_failure(name_, errno);
+    }
+}
+
+void InputFile::rewind()
+{
+    if (lseek(fd_, 0, SEEK_SET) != 0)
+        throw read_failure(name_, errno);
 }
 
 void InputFile::spool(const std::string &head)
@@ -61,7 +77,7 @@ void InputFile::spool(const std::string &head)
     std::string path = std::string(directory && *directory ? directory : "/tmp") + "/talv-XXXXXX";
     const int file = mkostemp(path.data(), O_CLOEXEC);
     if (file < 0)
-        throw system_failure(path, errno);
+        throw write_failure(path, errno);
     unlink(path.c_str()); /* nothing to tidy up, whatever becomes of this run */
 
     std::vector<char> block(1 << 16);
@@ -74,7 +90,7 @@ void InputFile::spool(const std::string &head)
             if (w < 0 && errno != EINTR) {
                 const int error = errno;
                 close(file);
-                throw system_failure(name_ + ": cannot keep it in a temporary file", error);
+                throw write_failure(name_ + ": cannot keep it in a temporary file", error);
             }
             done += w > 0 ? static_cast<size_t>(w) : 0;
         }

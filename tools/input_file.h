@@ -30,8 +30,15 @@ public:
 
     /** Read n bytes, waiting for them on a pipe
      *  return   bytes read: fewer than n at the end of the input alone
+     *  throws   Failure, Interrupted
      */
     size_t read(void *data, size_t n);
+
+    /** Read what is there, at least one byte and n at most; 0 at the end */
+    size_t read_some(void *data, size_t n);
+
+    /** Back to the start of a file */
+    void rewind();
 
     /** Copy the rest of a pipe into a nameless temporary file, after the bytes of head that were read from it already,
      *  and read that from its start: for formats that have to be read back and forth

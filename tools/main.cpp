@@ -1,8 +1,12 @@
 /* talv: speech to 2000 bit/s and back, on the command line. The arguments are read here, and failures end here. */
 #include "commands.h"
+#include "documents.h"
+#include "interrupt.h"
 #include "standard_streams.h"
+#include "version.h"
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <talvcodec.h>
@@ -10,99 +14,105 @@
 namespace
 {
 
-constexpr int STATUS_FAILED = 1, STATUS_USAGE = 2;
-
-#define TALV_TEXT(number) TALV_TEXT_OF(number)
-#define TALV_TEXT_OF(number) #number
-constexpr const char *VERSION =
-    "talv " TALV_TEXT(TALV_VERSION_MAJOR) "." TALV_TEXT(TALV_VERSION_MINOR) "." TALV_TEXT(TALV_VERSION_PATCH);
+using talv::Status;
 
 constexpr const char *NOTES =
-    R"(Coded files (.frames) are bare frames of 8 bytes, one for every 30 ms of speech.
-They lie on the recording from its first sample: n frames decode to 240 n samples.
+    R"(Coded files (.talv) are Ogg streams: they decode to exactly as many samples as went in,
+and damage is noticed. Bare frames (.frames, or --bare) are nothing but 8 bytes for every
+30 ms. What a file is, its content tells.
 - stands for standard input or output. An output file appears when it is complete;
 until then, and after a failure, what stood in its place is untouched.
-Exit status: 0 done, 1 failed, 2 wrong arguments.)";
+Exit status: 0 done, 1 failed otherwise or in several ways, 2 wrong arguments, 3 input
+cannot be read, 4 input is not what it should be, 5 input is cut off, 6 bare frames of a
+length that is no multiple of 8, 7 input was damaged in places and the rest is decoded,
+8 output cannot be written, 9 no space, 10 the reader of the output has gone, 11 an output
+is an input or that of another input.)";
 
 constexpr const char *ENCODE_HELP =
-    R"(IN may be WAV, FLAC, Ogg, MP3, AIFF or any other format of libsndfile, at any rate
+    R"(One recording IN to the coded file OUT, or any number of them into a folder: the last
+name, if it is one, or that of --output-folder.
+IN may be WAV, FLAC, Ogg, MP3, AIFF or any other format of libsndfile, at any rate
 and with any number of channels: they are averaged and resampled to 8 kHz. From a
 pipe, WAV and --raw are coded as they come and every frame is passed on at once;
 another format is read to its end first.
-OUT receives 8 bytes for each 30 ms; the last frame is filled up with silence.)";
+Recordings that are clipped, silent or very low are warned of.)";
 
 constexpr const char *DECODE_HELP =
-    R"(OUT is 16-bit mono at 8 kHz: WAV, FLAC or bare little-endian samples by its ending
+    R"(One coded file IN to the recording OUT, or any number of them into a folder: the last
+name, if it is one, or that of --output-folder.
+OUT is 16-bit mono at 8 kHz: WAV, FLAC or bare little-endian samples by its ending
 (.wav, .flac, .raw). Standard output, pipes and devices receive WAV, or bare samples
-with --raw. Input that is not made of whole frames is an error: a file is then not
-decoded at all, a pipe as far as its frames go, with a non-zero exit status.)";
+with --raw. What was lost by damage is replaced: the last frame is held, faded, and
+then there is silence, so that time is kept; the exit status is then 7.
+Models of --loss: random:RATE, burst:RATE:LENGTH (mean length in frames),
+pattern:FILE (0 for a frame that comes, 1 for one that is lost, over and over).)";
 
 constexpr const char *CONVERT_HELP =
     R"(Write what the codec would be given: 8 kHz, mono, 16 bits, to be compared with what
 comes back. IN as for encode, OUT as for decode.)";
 
+constexpr const char *INFO_HELP =
+    R"(Length, size, comments, damage, and what the frames say: range of the pitch, voicing,
+level. A damaged file is told by the exit status too.)";
+
+constexpr const char *FRAMES_HELP =
+    R"(IN is coded speech and OUT receives a line for each frame, as CSV (.csv) or JSON lines
+(.jsonl): its number, its first sample's place in the recording, how many of its 240
+samples belong to it, whether it was lost, and its fields. Or IN is such lines, and OUT a
+coded file (.talv, .frames). Columns besides are passed over.)";
+
 constexpr const char *PLOT_HELP =
-    R"(ORIGINAL and DECODED are recordings in any format; DECODED may be a .frames file,
-which is then decoded. OUT is a PNG picture.)";
+    R"(plot [ORIGINAL] DECODED OUT: ORIGINAL and DECODED are recordings in any format; DECODED
+may be a coded file, which is then decoded, and its pitch, voicing, gain and LSFs are
+drawn too. OUT is a picture: SVG if it ends in .svg, else PNG.)";
 
 /* What encode and convert share */
-void add_raw_input(CLI::App *command, talv::CodeJob &job)
+struct RawArguments {
+    bool given = false;
+    talv::RawFormat format;
+};
+
+void add_speech(CLI::App *command, talv::SpeechOptions &speech, RawArguments &arguments)
 {
-    CLI::Option *raw = command->add_flag("--raw", job.raw, "IN is 16-bit little-endian samples without a header");
-    command->add_option("--rate", job.raw_format.rate_hz, "Sample rate of --raw in Hz")
+    CLI::Option *raw =
+        command->add_flag("--raw", arguments.given, "IN is 16-bit little-endian samples without a header");
+    command->add_option("--rate", arguments.format.rate_hz, "Sample rate of --raw in Hz")
         ->needs(raw)
         ->check(CLI::Range(1000, 1536000))
         ->capture_default_str();
-    command->add_option("--channels", job.raw_format.channels, "Channels of --raw")
+    command->add_option("--channels", arguments.format.channels, "Channels of --raw")
         ->needs(raw)
         ->check(CLI::Range(1, 256))
         ->capture_default_str();
+    command->add_option("--channel", speech.channel, "Channel to take, from 1 on; none: the mean of all")
+        ->check(CLI::Range(1, 1024));
+    command->add_option("--start", speech.start_s, "First moment, in seconds")->check(CLI::Range(0.0, 1e9));
+    command->add_option("--duration", speech.duration_s, "Length, in seconds")->check(CLI::Range(0.0, 1e9));
+    CLI::Option *gain =
+        command->add_option("--gain", speech.gain_db, "Amplify by so many dB")->check(CLI::Range(-100.0, 100.0));
+    command->add_flag("--normalize", speech.normalize, "Bring the active speech level to -26 dBov")->excludes(gain);
 }
 
-void add_encode(CLI::App &app, talv::CodeJob &job)
+void add_batch(CLI::App *command, talv::BatchOptions &batch)
 {
-    CLI::App *command = app.add_subcommand("encode", "Encode a recording");
-    command->footer(ENCODE_HELP);
-    command->add_option("IN", job.in, "Recording")->required();
-    command->add_option("OUT", job.out, "Coded file")->required();
-    add_raw_input(command, job);
-    command->add_flag("--stats", job.stats, "Report length and speed at the end");
-    command->callback([&job] { talv::encode_command(job); });
+    command->add_option("FILES", batch.names, "IN... and OUT, or IN... alone with --output-folder")->required();
+    command->add_option("-d,--output-folder", batch.folder, "Folder for the outputs, made if need be");
+    command->add_option("-j,--jobs", batch.jobs, "Files at work at once")
+        ->check(CLI::Range(1, 256))
+        ->capture_default_str();
+    command->add_flag("-r,--recursive", batch.recursive, "IN may be a folder: all that is in it");
+    command->add_flag("--resume", batch.resume, "Leave out what is done: outputs no older than their input");
+    command->add_flag("--keep-partial", batch.keep_partial,
+                      "Keep a valid shorter file after a failure or an interruption");
+    command->add_flag("-q,--quiet", batch.quiet, "Tell failures alone");
+    command->add_flag("--json", batch.json, "Report each file as a JSON object on a line of standard output");
 }
 
-void add_decode(CLI::App &app, talv::CodeJob &job)
+void add_coded(CLI::App *command, talv::CodedFormat &format)
 {
-    CLI::App *command = app.add_subcommand("decode", "Decode coded speech");
-    command->footer(DECODE_HELP);
-    command->add_option("IN", job.in, "Coded file")->required();
-    command->add_option("OUT", job.out, "Recording")->required();
-    command->add_flag("--raw", job.raw, "Write samples without a header, whatever the ending");
-    command->add_flag("--stats", job.stats, "Report length and speed at the end");
-    command->callback([&job] { talv::decode_command(job); });
-}
-
-void add_convert(CLI::App &app, talv::CodeJob &job)
-{
-    CLI::App *command = app.add_subcommand("convert", "Write a recording as the codec is given it");
-    command->footer(CONVERT_HELP);
-    command->add_option("IN", job.in, "Recording")->required();
-    command->add_option("OUT", job.out, "Recording at 8 kHz")->required();
-    add_raw_input(command, job);
-    command->callback([&job] { talv::convert_command(job); });
-}
-
-void add_plot(CLI::App &app, talv::PlotJob &job)
-{
-    CLI::App *command =
-        app.add_subcommand("plot", "Draw waveform and spectrogram of two recordings, one above the other");
-    command->footer(PLOT_HELP);
-    command->add_option("ORIGINAL", job.original, "Recording before coding")->required();
-    command->add_option("DECODED", job.decoded, "Recording after coding, or coded file")->required();
-    command->add_option("OUT", job.out, "Picture")->required();
-    command->add_option("--title", job.title, "Line above the picture");
-    command->add_option("--from", job.from_s, "First moment shown, in seconds");
-    command->add_option("--to", job.to_s, "Last moment shown, in seconds");
-    command->callback([&job] { talv::plot_command(job); });
+    command->add_flag("--bare", format.bare, "Write bare frames, whatever the ending");
+    command->add_option("--page-frames", format.page_frames, "Frames a page of the Ogg stream; none: 496, on a pipe 1")
+        ->check(CLI::Range(1, 7000));
 }
 
 } // namespace
@@ -110,17 +120,93 @@ void add_plot(CLI::App &app, talv::PlotJob &job)
 int main(int argc, char **argv)
 {
     talv::settle_standard_streams();
+    std::signal(SIGPIPE, SIG_IGN); /* a reader that has gone is a failure like any other, with a line and a status */
 
     CLI::App app{"Speech at 2000 bit/s", "talv"};
     app.footer(NOTES);
-    app.set_version_flag("--version", VERSION);
+    app.set_version_flag("--version", talv::VERSION);
     app.require_subcommand(1);
-    talv::CodeJob encode, decode, convert;
+    Status status = Status::done;
+
+    talv::EncodeJob encode;
+    RawArguments encode_raw;
+    CLI::App *command = app.add_subcommand("encode", "Encode recordings");
+    command->footer(ENCODE_HELP);
+    add_batch(command, encode.batch);
+    add_coded(command, encode.format);
+    add_speech(command, encode.speech, encode_raw);
+    command->add_option("--comment", encode.comments, "Comment of the file, as in TITLE=Speech; may be repeated")
+        ->allow_extra_args(false)
+        ->check([](const std::string &s) {
+            return s.find('=') == 0 || s.find('=') == std::string::npos ? "a comment is NAME=value" : "";
+        });
+    command->callback([&] {
+        if (encode_raw.given)
+            encode.speech.raw = encode_raw.format;
+        status = talv::encode_command(encode);
+    });
+
+    talv::DecodeJob decode;
+    command = app.add_subcommand("decode", "Decode coded speech");
+    command->footer(DECODE_HELP);
+    add_batch(command, decode.batch);
+    command->add_flag("--raw", decode.raw, "Write samples without a header, whatever the ending");
+    command->add_option("--format", decode.format, "Format of the outputs in a folder")
+        ->check(CLI::IsMember({"wav", "flac", "raw"}))
+        ->capture_default_str();
+    command->add_option("--start", decode.start_s, "First moment, in seconds")->check(CLI::Range(0.0, 1e9));
+    command->add_option("--duration", decode.duration_s, "Length, in seconds")->check(CLI::Range(0.0, 1e9));
+    command->add_option("--loss", decode.channel.loss, "Lose frames on a simulated channel, by a model");
+    command->add_option("--ber", decode.channel.ber, "Turn bits over on a simulated channel, at this rate")
+        ->check(CLI::Range(0.0, 1.0));
+    command->add_option("--seed", decode.channel.seed, "Of the simulated channel's chances")->capture_default_str();
+    command->callback([&] { status = talv::decode_command(decode); });
+
+    talv::ConvertJob convert;
+    RawArguments convert_raw;
+    command = app.add_subcommand("convert", "Write a recording as the codec is given it");
+    command->footer(CONVERT_HELP);
+    command->add_option("IN", convert.in, "Recording")->required();
+    command->add_option("OUT", convert.out, "Recording at 8 kHz")->required();
+    add_speech(command, convert.speech, convert_raw);
+    command->callback([&] {
+        if (convert_raw.given)
+            convert.speech.raw = convert_raw.format;
+        talv::convert_command(convert);
+    });
+
+    talv::InfoJob info;
+    command = app.add_subcommand("info", "Tell what is in coded files");
+    command->footer(INFO_HELP);
+    command->add_option("FILES", info.names, "Coded files")->required();
+    command->add_flag("--json", info.json, "As a JSON object on a line for each file");
+    command->callback([&] { status = talv::info_command(info); });
+
+    talv::FramesJob frames;
+    command = app.add_subcommand("frames", "Write the fields of the frames as text, or frames from such text");
+    command->footer(FRAMES_HELP);
+    command->add_option("IN", frames.in, "Coded file, or lines")->required();
+    command->add_option("OUT", frames.out, "Lines, or coded file")->required();
+    command->add_option("--format", frames.format, "Format of the lines, whatever the ending")
+        ->check(CLI::IsMember({"csv", "jsonl"}));
+    add_coded(command, frames.coded);
+    command->callback([&] { talv::frames_command(frames); });
+
     talv::PlotJob plot;
-    add_encode(app, encode);
-    add_decode(app, decode);
-    add_convert(app, convert);
-    add_plot(app, plot);
+    command = app.add_subcommand("plot", "Draw waveform, spectrogram and tracks");
+    command->footer(PLOT_HELP);
+    command->add_option("FILES", plot.names, "[ORIGINAL] DECODED OUT")->required()->expected(2, 3);
+    command->add_option("--title", plot.title, "Line above the picture");
+    command->add_option("--from", plot.from_s, "First moment shown, in seconds");
+    command->add_option("--to", plot.to_s, "Last moment shown, in seconds");
+    command->callback([&] { talv::plot_command(plot); });
+
+    std::string document;
+    command = app.add_subcommand("document", "Print the manual page or a shell's completion")->group("");
+    command->add_option("KIND", document, "man, bash, zsh or fish")
+        ->required()
+        ->check(CLI::IsMember({"man", "bash", "zsh", "fish"}));
+    command->callback([&] { talv::print_document(app, document); });
 
     try {
         app.parse(argc, argv);
@@ -128,11 +214,19 @@ int main(int argc, char **argv)
         if (error.get_exit_code() == 0)
             return app.exit(error);
         std::fprintf(stderr, "talv: %s\nRun talv --help for more.\n", error.what());
-        return STATUS_USAGE;
+        return static_cast<int>(Status::usage);
+    } catch (const talv::Failure &failure) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "talv: %s\n", failure.what());
+        status = failure.status;
     } catch (const std::exception &error) {
         std::fflush(stdout);
         std::fprintf(stderr, "talv: %s\n", error.what());
-        return STATUS_FAILED;
+        status = Status::failed;
     }
-    return 0;
+    if (const int signal = talv::interrupting_signal(); signal != 0) {
+        std::signal(signal, SIG_DFL); /* what was to be kept is kept: end as whoever sent it expects */
+        std::raise(signal);
+    }
+    return static_cast<int>(status);
 }

@@ -17,6 +17,7 @@ namespace
 /* Sizes in pixels, for a picture that is shown at half of them. */
 constexpr int WIDTH = 1800, LEFT = 140, RIGHT = 170, TOP = 84, BOTTOM = 92;
 constexpr int LABEL = 50, WAVE = 150, GAP = 12, SPECTRUM = 380, TRACK = LABEL + WAVE + GAP + SPECTRUM, APART = 22;
+constexpr int PANELS = 4, PANEL = 150, PANEL_APART = 20;
 constexpr int COLUMNS = WIDTH - LEFT - RIGHT;
 constexpr double TITLE_SIZE = 36, NAME_SIZE = 27, TICK_SIZE = 24, TICK = 8;
 constexpr uint32_t INK = 0x20242c, SOFT = 0x8a919c, GRID = 0xe4e7eb;
@@ -145,6 +146,86 @@ void draw_levels(Canvas &canvas, const Scale &scale, const Rect &beside)
     canvas.text_upward(bar.right() + 92, bar.y + bar.height / 2, "dB of full scale", TICK_SIZE, INK);
 }
 
+/* A small panel for one parameter: its box, name, unit and range */
+struct Panel {
+    Rect box;
+    double low, high;
+
+    double y(double value) const
+    {
+        return box.bottom() - (std::clamp(value, low, high) - low) / (high - low) * box.height;
+    }
+};
+
+Panel draw_panel(Canvas &canvas, const Rect &box, const std::string &name, const std::string &unit, double low,
+                 double high, double step, int decimals)
+{
+    const Panel panel{box, low, high};
+    canvas.fill(box, 0xffffff);
+    for (double v = low; v <= high + 1e-9; v += step) {
+        const double at = std::round(panel.y(v)) + 0.5;
+        if (v > low && v < high - 1e-9)
+            canvas.line(box.x, at, box.right(), at, GRID, 1);
+        canvas.line(box.x - 1 - TICK, at, box.x - 1, at, SOFT, 1);
+        const double inward = v == low ? 2 - TICK_SIZE / 2 : v >= high - 1e-9 ? TICK_SIZE / 2 - 2 : 0;
+        canvas.text(box.x - 16, at + inward, number(v, decimals), TICK_SIZE, Align::right, INK);
+    }
+    canvas.text_upward(box.x - 100, box.y + box.height / 2, unit, TICK_SIZE, INK);
+    canvas.text(box.right() + 16, box.y + box.height / 2, name, TICK_SIZE, Align::left, INK);
+    canvas.frame(box, SOFT);
+    return panel;
+}
+
+/* What the frames say, each value at the time it describes: the pitch at the end of the frame, the voicing in the
+ * middle of its halves, the gains at the ends of its quarters, the LSFs at its end. */
+void draw_tracks(Canvas &canvas, const Scale &scale, const CodedTrack &coded, double top)
+{
+    constexpr double N = TALV_FRAME_SAMPLES;
+    constexpr double VOICED = 0.5;
+    Rect box{LEFT, top, COLUMNS, PANEL};
+    const auto next = [&box] {
+        const Rect now = box;
+        box.y += PANEL + PANEL_APART;
+        return now;
+    };
+    const Panel pitch = draw_panel(canvas, next(), "pitch", "Hz", 0, 400, 100, 0);
+    const Panel voicing = draw_panel(canvas, next(), "voicing", "0..1", 0, 1, 0.5, 1);
+    const Panel gain = draw_panel(canvas, next(), "gain", "dBov", -80, 0, 20, 0);
+    const Panel lsf = draw_panel(canvas, next(), "LSF", "kHz", 0, 4, 1, 0);
+
+    std::vector<double> vx, vy, gx, gy, lx;
+    std::vector<std::vector<double>> ly(10);
+    const double radius = std::clamp(COLUMNS / ((scale.to_s - scale.from_s) * RATE / N) / 3, 1.0, 4.0);
+    for (const CodedTrack::Frame &frame : coded.frames) {
+        const auto x = [&](double offset) { return scale.x((static_cast<double>(frame.at) + offset) / RATE); };
+        if (x(0) < LEFT || x(N) > LEFT + COLUMNS)
+            continue;
+        if (frame.lost) {
+            canvas.fill({x(0), pitch.box.y, x(N) - x(0), pitch.box.height}, 0xf0c8c0);
+            continue;
+        }
+        const TALV_FrameSound &s = frame.sound;
+        if ((s.voicing[0] + s.voicing[1]) / 2 >= static_cast<float>(VOICED))
+            canvas.dot(x(N), pitch.y(static_cast<double>(s.pitch_hz)), radius, WAVE_COLOURS[0]);
+        for (int i = 0; i < 2; i++) {
+            vx.push_back(x(N * (1 + 2 * i) / 4));
+            vy.push_back(voicing.y(static_cast<double>(s.voicing[i])));
+        }
+        for (int i = 0; i < 4; i++) {
+            gx.push_back(x(N * (i + 1) / 4));
+            gy.push_back(gain.y(20 * std::log10(static_cast<double>(s.rms[i]) / 32768 + 1e-9)));
+        }
+        lx.push_back(x(N));
+        for (size_t k = 0; k < ly.size(); k++)
+            ly[k].push_back(lsf.y(static_cast<double>(s.lsf_hz[k]) / 1000));
+    }
+    canvas.polyline(vx, vy, WAVE_COLOURS[0], 2);
+    canvas.polyline(gx, gy, WAVE_COLOURS[0], 2);
+    for (size_t k = 0; k < ly.size(); k++)
+        canvas.polyline(lx, ly[k], WAVE_COLOURS[k % 2], 1.5);
+    draw_time_axis(canvas, scale, lsf.box, true);
+}
+
 /* Common to all tracks: the loudest decides. */
 Scale choose_scale(const std::vector<PlotTrack> &tracks, const std::vector<Spectrogram> &spectra, double from_s,
                    double to_s)
@@ -167,8 +248,8 @@ Scale choose_scale(const std::vector<PlotTrack> &tracks, const std::vector<Spect
 
 } // namespace
 
-std::vector<uint8_t> draw_plot(const std::string &title, const std::vector<PlotTrack> &tracks, double from_s,
-                               double to_s)
+std::vector<uint8_t> draw_plot(bool svg, const std::string &title, const std::vector<PlotTrack> &tracks,
+                               const CodedTrack &coded, double from_s, double to_s)
 {
     const int count = static_cast<int>(tracks.size());
     std::vector<Spectrogram> spectra;
@@ -176,22 +257,27 @@ std::vector<uint8_t> draw_plot(const std::string &title, const std::vector<PlotT
         spectra.push_back(spectrogram(track.x.data(), track.x.size(), from_s * RATE, to_s * RATE, COLUMNS));
     const Scale scale = choose_scale(tracks, spectra, from_s, to_s);
 
-    Canvas canvas(WIDTH, TOP + count * TRACK + (count - 1) * APART + BOTTOM);
+    const bool panels = !coded.frames.empty();
+    const int below = panels ? APART + PANELS * (PANEL + PANEL_APART) - PANEL_APART : 0;
+    Canvas canvas(svg ? Canvas::Kind::svg : Canvas::Kind::png, WIDTH,
+                  TOP + count * TRACK + (count - 1) * APART + below + BOTTOM);
     canvas.text(LEFT, TOP / 2.0 + 6, title, TITLE_SIZE, Align::left, INK, true);
     for (int k = 0; k < count; k++) {
         const PlotTrack &track = tracks[static_cast<size_t>(k)];
         const double top = TOP + k * (TRACK + APART);
         const Rect wave{LEFT, top + LABEL, COLUMNS, WAVE};
         const Rect spectrum{LEFT, wave.bottom() + GAP, COLUMNS, SPECTRUM};
-        const uint32_t colour = WAVE_COLOURS[k % 2];
+        const uint32_t colour = WAVE_COLOURS[track.letter == "B" ? 1 : 0];
         canvas.text(LEFT, top + LABEL / 2.0, track.letter, NAME_SIZE, Align::left, colour, true);
         canvas.text(LEFT + 36, top + LABEL / 2.0, track.name, NAME_SIZE, Align::left, INK);
         draw_waveform(canvas, scale, wave, track.x, colour);
         draw_spectrogram(canvas, scale, spectrum, spectra[static_cast<size_t>(k)]);
         draw_levels(canvas, scale, spectrum);
-        draw_time_axis(canvas, scale, spectrum, k == count - 1);
+        draw_time_axis(canvas, scale, spectrum, k == count - 1 && !panels);
     }
-    return canvas.png();
+    if (panels)
+        draw_tracks(canvas, scale, coded, TOP + count * TRACK + count * APART);
+    return canvas.finish();
 }
 
 } // namespace talv

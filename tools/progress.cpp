@@ -9,8 +9,8 @@
 namespace talv
 {
 
-Progress::Progress(std::string what, int64_t length)
-    : what_(std::move(what)), length_(length), terminal_(isatty(STDERR_FILENO) != 0)
+Progress::Progress(std::string what, size_t files, bool quiet)
+    : what_(std::move(what)), files_(static_cast<double>(files)), terminal_(!quiet && isatty(STDERR_FILENO) != 0)
 {
 }
 
@@ -19,9 +19,29 @@ Progress::~Progress()
     clear();
 }
 
-void Progress::advance(int64_t n)
+Progress::File::~File()
+{
+    const std::lock_guard lock(progress_.mutex_);
+    progress_.finished_ += 1 - share_;
+}
+
+void Progress::File::advance(int64_t n)
 {
     done_ += n;
+    const std::lock_guard lock(progress_.mutex_);
+    progress_.samples_ += n;
+    if (length_ > 0) {
+        const double share = std::min(1.0, static_cast<double>(done_) / static_cast<double>(length_));
+        progress_.finished_ += share - share_;
+        progress_.known_ = true;
+        share_ = share;
+    }
+    progress_.show();
+}
+
+void Progress::show()
+{
+    constexpr int WIDTH = 24;
     if (!terminal_)
         return;
     const Clock::time_point now = Clock::now();
@@ -29,9 +49,18 @@ void Progress::advance(int64_t n)
         return;
     shown_ = now;
     line_ = true;
-    std::fprintf(stderr, "\r%s  %.1f s", what_.c_str(), static_cast<double>(done_) / TALV_SAMPLE_RATE);
-    if (length_ > 0)
-        std::fprintf(stderr, "  %d %%", static_cast<int>(std::min<int64_t>(100, 100 * done_ / length_)));
+    const double took = std::chrono::duration<double>(now - start_).count();
+    const double lasts = static_cast<double>(samples_) / TALV_SAMPLE_RATE;
+    std::fprintf(stderr, "\r%s ", what_.c_str());
+    const double share = files_ > 0 ? finished_ / files_ : 0;
+    if (known_ && share > 0) {
+        const int filled = static_cast<int>(share * WIDTH);
+        std::fprintf(stderr, "[%s%s] %3.0f %%  ", std::string(static_cast<size_t>(filled), '=').c_str(),
+                     std::string(static_cast<size_t>(WIDTH - filled), ' ').c_str(), 100 * share);
+    }
+    std::fprintf(stderr, "%.1f s, %.0f times real time", lasts, lasts / std::max(1e-9, took));
+    if (known_ && share > 0)
+        std::fprintf(stderr, ", %.0f s left", took * (1 - share) / share);
     std::fputs("\x1b[K", stderr); /* erase what a longer line left */
 }
 
@@ -42,12 +71,19 @@ void Progress::clear()
     line_ = false;
 }
 
-void Progress::report()
+void Progress::say(const std::string &line)
 {
+    const std::lock_guard lock(mutex_);
     clear();
-    const double took = std::max(1e-9, std::chrono::duration<double>(Clock::now() - start_).count());
-    const double lasts = static_cast<double>(done_) / TALV_SAMPLE_RATE;
-    std::fprintf(stderr, "%s: %.2f s in %.4f s, %.0f times real time\n", what_.c_str(), lasts, took, lasts / took);
+    std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+void Progress::put(std::FILE *to, const std::string &line)
+{
+    const std::lock_guard lock(mutex_);
+    clear();
+    std::fprintf(to, "%s\n", line.c_str());
+    std::fflush(to);
 }
 
 } // namespace talv

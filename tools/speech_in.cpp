@@ -1,6 +1,7 @@
 #include "speech_in.h"
 
 #include "failure.h"
+#include "level.h"
 
 #include <algorithm>
 #include <cmath>
@@ -25,14 +26,25 @@ int16_t to_pcm(float x)
 
 } // namespace
 
-SpeechIn::SpeechIn(const std::string &path, const std::optional<RawFormat> &raw) : audio_(path, raw)
+SpeechIn::SpeechIn(const std::string &path, const SpeechOptions &options)
+    : audio_(path, options.raw, options.channel), gain_(static_cast<float>(std::pow(10, options.gain_db / 20)))
 {
     const int rate = audio_.rate_hz();
     if (rate < RATE_MIN_HZ || rate > RATE_MAX_HZ)
-        throw Failure(name(), "has a sample rate of " + std::to_string(rate) + " Hz");
+        throw Failure(name(), "has a sample rate of " + std::to_string(rate) + " Hz", Status::alien);
+    skip_ = std::llround(options.start_s * rate);
+    if (options.duration_s)
+        left_ = std::llround(*options.duration_s * rate);
 
     /* A frame of time at once: on a live pipe a longer block would only be waited for. */
     in_.resize(static_cast<size_t>(rate) * TALV_FRAME_SAMPLES / TALV_SAMPLE_RATE);
+    open_resampler(rate);
+    if (options.normalize)
+        normalize();
+}
+
+void SpeechIn::open_resampler(int rate)
+{
     if (rate == TALV_SAMPLE_RATE)
         return;
     out_.resize(2 * TALV_FRAME_SAMPLES);
@@ -47,20 +59,57 @@ SpeechIn::SpeechIn(const std::string &path, const std::optional<RawFormat> &raw)
 
 int64_t SpeechIn::length() const
 {
-    const int64_t n = audio_.length(), rate = audio_.rate_hz();
-    return n < 0 ? -1
-                 : static_cast<int64_t>(
-                       std::llround(static_cast<double>(n) * TALV_SAMPLE_RATE / static_cast<double>(rate)));
+    int64_t n = audio_.length();
+    if (n < 0)
+        return -1;
+    n = std::max<int64_t>(0, n - skip_);
+    if (left_ >= 0)
+        n = std::min(n, left_);
+    return std::llround(static_cast<double>(n) * TALV_SAMPLE_RATE / audio_.rate_hz());
+}
+
+std::vector<std::string> SpeechIn::comments() const
+{
+    std::vector<std::string> comments;
+    const std::pair<int, const char *> kinds[] = {{SF_STR_TITLE, "TITLE"},         {SF_STR_ARTIST, "ARTIST"},
+                                                  {SF_STR_ALBUM, "ALBUM"},         {SF_STR_DATE, "DATE"},
+                                                  {SF_STR_COPYRIGHT, "COPYRIGHT"}, {SF_STR_LICENSE, "LICENSE"},
+                                                  {SF_STR_COMMENT, "DESCRIPTION"}};
+    for (const auto &[kind, name] : kinds)
+        if (const std::string text = audio_.text(kind); !text.empty())
+            comments.push_back(std::string(name) + "=" + text);
+    return comments;
+}
+
+/* All of the recording, and the gain that brings its active level to the normal one. */
+void SpeechIn::normalize()
+{
+    while (!ended_)
+        pull();
+    ActiveLevel level;
+    level.add(ready_.data(), ready_.size());
+    if (level.dbov() > SILENCE_DBOV)
+        gain_ *= static_cast<float>(std::pow(10, (NORMAL_DBOV - level.dbov()) / 20));
 }
 
 /* One block of input through the resampler, which takes out its own delay. */
 void SpeechIn::pull()
 {
-    const size_t n = audio_.read(in_.data(), in_.size());
+    while (skip_ > 0) {
+        const size_t n = audio_.read(in_.data(), std::min(in_.size(), static_cast<size_t>(skip_)));
+        skip_ = n == 0 ? 0 : skip_ - static_cast<int64_t>(n);
+    }
+    const size_t want = left_ < 0 ? in_.size() : std::min(in_.size(), static_cast<size_t>(left_));
+    const size_t n = want == 0 ? 0 : audio_.read(in_.data(), want);
+    if (left_ >= 0)
+        left_ -= static_cast<int64_t>(n);
     ended_ = n < in_.size();
+    if (used_ > 0) {
+        ready_.erase(ready_.begin(), ready_.begin() + static_cast<std::ptrdiff_t>(used_));
+        used_ = 0;
+    }
     if (!soxr_) {
-        for (size_t i = 0; i < n; i++)
-            ready_.push_back(to_pcm(in_[i]));
+        ready_.insert(ready_.end(), in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(n));
         return;
     }
     const auto run = [&](const float *x, size_t count) {
@@ -73,7 +122,7 @@ void SpeechIn::pull()
                 throw Failure(name(), std::string("cannot be resampled: ") + error);
             used += took;
             for (size_t i = 0; i < made; i++)
-                ready_.push_back(to_pcm(out_[i]));
+                ready_.push_back(out_[i]);
         } while (used < count || made == out_.size());
     };
     if (n > 0)
@@ -84,17 +133,22 @@ void SpeechIn::pull()
 
 size_t SpeechIn::read(int16_t *pcm, size_t n)
 {
-    while (ready_.size() < n && !ended_)
+    while (ready_.size() - used_ < n && !ended_)
         pull();
-    n = std::min(n, ready_.size());
-    std::copy_n(ready_.begin(), n, pcm);
-    ready_.erase(ready_.begin(), ready_.begin() + static_cast<std::ptrdiff_t>(n));
+    n = std::min(n, ready_.size() - used_);
+    for (size_t i = 0; i < n; i++)
+        pcm[i] = to_pcm(gain_ * ready_[used_ + i]);
+    used_ += n;
+    if (n == 0 && left_ != 0)
+        audio_.finish(); /* unless no more was wanted */
     return n;
 }
 
 std::vector<int16_t> load_speech(const std::string &path, const std::optional<RawFormat> &raw)
 {
-    SpeechIn in(path, raw);
+    SpeechOptions options;
+    options.raw = raw;
+    SpeechIn in(path, options);
     std::vector<int16_t> x;
     int16_t block[TALV_FRAME_SAMPLES];
     while (const size_t n = in.read(block, TALV_FRAME_SAMPLES))

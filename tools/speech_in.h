@@ -12,15 +12,31 @@
 namespace talv
 {
 
+/** What is taken of a recording, and how loud */
+struct SpeechOptions {
+    std::optional<RawFormat> raw;     /* none: the header tells the format         */
+    int channel = 0;                  /* from 1 on; 0: the mean of all             */
+    double start_s = 0;               /* first moment                              */
+    std::optional<double> duration_s; /* none: to the end                          */
+    double gain_db = 0;
+    bool normalize = false; /* to NORMAL_DBOV where there is speech      */
+};
+
+inline constexpr double NORMAL_DBOV = -26; /* the level at which codecs are tested: ITU-T P.830, 8.1.2.2 */
+
 class SpeechIn
 {
 public:
-    /** Open; path and raw as in AudioIn
+    /** Open. To be normalized, the recording is read to its end first.
      *  throws   Failure
      */
-    SpeechIn(const std::string &path, const std::optional<RawFormat> &raw);
+    SpeechIn(const std::string &path, const SpeechOptions &options);
 
     const std::string &name() const { return audio_.name(); }
+    int original_hz() const { return audio_.rate_hz(); }
+
+    /** Comments of the header in the Vorbis form, as in "TITLE=Speech" */
+    std::vector<std::string> comments() const;
 
     /** Length in samples at 8 kHz, rounded to the nearest; -1 when it is not known */
     int64_t length() const;
@@ -33,6 +49,8 @@ public:
 
 private:
     void pull();
+    void normalize();
+    void open_resampler(int rate);
 
     struct Delete {
         void operator()(soxr_t soxr) const { soxr_delete(soxr); }
@@ -41,7 +59,10 @@ private:
     AudioIn audio_;
     std::unique_ptr<struct soxr, Delete> soxr_; /* none when the input is at 8 kHz already */
     std::vector<float> in_, out_;               /* full scale -1..1                        */
-    std::vector<int16_t> ready_;
+    std::vector<float> ready_;                  /* at 8 kHz                                */
+    size_t used_ = 0;                           /* of ready_                               */
+    int64_t skip_ = 0, left_ = -1;              /* input samples to leave out, and to take; -1: all */
+    float gain_ = 1;
     bool ended_ = false;
 };
 

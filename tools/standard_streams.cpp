@@ -39,14 +39,26 @@ void settle_standard_streams()
 int take_standard_output()
 {
     if (stdout_was_closed)
-        throw system_failure(STDOUT_NAME, EBADF);
+        throw write_failure(STDOUT_NAME, EBADF);
     if (isatty(1))
-        throw Failure(STDOUT_NAME, "is a terminal; name a file, or send it to another program");
+        throw Failure(STDOUT_NAME, "is a terminal; name a file, or send it to another program", Status::unwritable);
     std::fflush(stdout);
     const int fd = fcntl(1, F_DUPFD_CLOEXEC, 3);
     if (fd < 0 || dup2(2, 1) < 0)
-        throw system_failure(STDOUT_NAME, errno);
+        throw write_failure(STDOUT_NAME, errno);
     return fd;
+}
+
+std::FILE *take_report_stream(bool data_on_stdout)
+{
+    if (data_on_stdout)
+        return stderr;
+    std::fflush(stdout);
+    const int fd = fcntl(1, F_DUPFD_CLOEXEC, 3);
+    std::FILE *stream = fd < 0 ? nullptr : fdopen(fd, "w");
+    if (stdout_was_closed || !stream || dup2(2, 1) < 0)
+        throw write_failure(STDOUT_NAME, stdout_was_closed ? EBADF : errno);
+    return stream;
 }
 
 } // namespace talv

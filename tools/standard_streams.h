@@ -6,6 +6,7 @@
 #ifndef TALV_TOOLS_STANDARD_STREAMS_H
 #define TALV_TOOLS_STANDARD_STREAMS_H
 
+#include <cstdio>
 #include <string>
 
 namespace talv
@@ -31,6 +32,11 @@ void settle_standard_streams();
  *  throws   Failure when standard output is closed, or a terminal
  */
 int take_standard_output();
+
+/** A stream for reports that other programs read: standard output, kept free of the codec's messages as above, or
+ *  standard error when standard output carries data
+ */
+std::FILE *take_report_stream(bool data_on_stdout);
 
 } // namespace talv
 

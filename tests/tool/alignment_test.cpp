@@ -13,8 +13,8 @@ TEST(Alignment, DecodedSpeechLiesOnTheRecording)
         SCOPED_TRACE(name);
         Folder folder;
         const Pcm x = read_pcm(sample(name));
-        ASSERT_EQ(run({"encode", sample(name), folder / "x.frames"}).status, 0);
-        ASSERT_EQ(run({"decode", folder / "x.frames", folder / "y.wav"}).status, 0);
+        ASSERT_EQ(run({"encode", "--bare", "-q", sample(name), folder / "x.frames"}).status, 0);
+        ASSERT_EQ(run({"decode", "-q", folder / "x.frames", folder / "y.wav"}).status, 0);
         const Pcm y = read_pcm(folder / "y.wav");
         EXPECT_EQ(y.size(), (x.size() + 239) / 240 * 240);
         /* One frame too early or too late would be 240. */
@@ -28,11 +28,11 @@ TEST(Alignment, EveryBegunFrameIsCoded)
     /* n samples make ceil(n / 240) frames, and the speech before the cut is coded as if nothing had been cut, but for
      * the last two frames, whose analysis looks ahead. */
     const Pcm x = read_pcm(sample("en_m_libri"));
-    const std::string all = run({"encode", "--raw", "-", "-"}, bytes_of(x)).out;
+    const std::string all = run({"encode", "--bare", "-q", "--raw", "-", "-"}, bytes_of(x)).out;
     for (size_t n : {0, 1, 239, 240, 241, 479, 480, 481, 2400, 24001}) {
         SCOPED_TRACE(n);
-        const Outcome cut =
-            run({"encode", "--raw", "-", "-"}, bytes_of(Pcm(x.begin(), x.begin() + static_cast<int>(n))));
+        const Outcome cut = run({"encode", "--bare", "-q", "--raw", "-", "-"},
+                                bytes_of(Pcm(x.begin(), x.begin() + static_cast<int>(n))));
         EXPECT_EQ(cut.status, 0) << cut.err;
         const size_t frames = (n + 239) / 240, sure = n / 240 < 2 ? 0 : n / 240 - 2;
         EXPECT_EQ(cut.out.size(), 8 * frames);
@@ -47,8 +47,8 @@ TEST(Alignment, FirstFrameDescribesTheFirstBlock)
     Pcm x(4800, 0);
     const Pcm voice = tone(200, 8000, 240);
     std::copy(voice.begin(), voice.end(), x.begin());
-    const std::string frames = run({"encode", "--raw", "-", "-"}, bytes_of(x)).out;
-    const Pcm y = pcm_of(run({"decode", "--raw", "-", "-"}, frames).out);
+    const std::string frames = run({"encode", "--bare", "-q", "--raw", "-", "-"}, bytes_of(x)).out;
+    const Pcm y = pcm_of(run({"decode", "-q", "--raw", "-", "-"}, frames).out);
     ASSERT_EQ(y.size(), x.size());
     const auto level = [&](int block) { return rms(Pcm(y.begin() + 240 * block, y.begin() + 240 * (block + 1))); };
     EXPECT_GT(level(0), 1000);

@@ -20,7 +20,7 @@ TEST(Failures, NameTheFileAndTheReason)
                       out = folder / "out.wav";
     const Pcm speech = read_pcm(sample("zh_f_gcin"));
     write_pcm(wav, SF_FORMAT_WAV | SF_FORMAT_PCM_16, Pcm(speech.begin(), speech.begin() + 2400));
-    ASSERT_EQ(run({"encode", wav, frames}).status, 0);
+    ASSERT_EQ(run({"encode", "-q", wav, frames}).status, 0);
     write_file(cut, read_file(frames).substr(0, 77));
     write_file(text, "This is not a recording, nor is it coded speech.");
     write_file(empty, "");
@@ -28,6 +28,7 @@ TEST(Failures, NameTheFileAndTheReason)
     const auto before = folder.names();
 
     struct Case {
+        int status;
         Args args;
         std::string message, input;
     };
@@ -36,35 +37,34 @@ TEST(Failures, NameTheFileAndTheReason)
     const std::string nothing = ": has nothing to show between these moments";
     // clang-format off
     const Case cases[] = {
-        {{"encode", gone, out},                         gone + ": No such file or directory", ""},
-        {{"decode", gone, out},                         gone + ": No such file or directory", ""},
-        {{"plot", wav, gone, out},                      gone + ": No such file or directory", ""},
-        {{"encode", wav, gone + "/x.frames"},           gone + "/x.frames: No such file or directory", ""},
-        {{"encode", wav, wav + "/x.frames"},            wav + "/x.frames: Not a directory", ""},
-        {{"encode", wav, folder / "."},                 (folder / ".") + ": Is a directory", ""},
-        {{"encode", folder / ".", out},                 (folder / ".") + ": Is a directory", ""},
-        {{"encode", wav, "/dev/full"},                  "/dev/full: No space left on device", ""},
-        {{"decode", frames, "/dev/full"},               "/dev/full: No space left on device", ""},
-        {{"encode", text, out},                         text + alien, ""},
-        {{"encode", "-", out},                          "standard input" + alien, "This is not a recording, but is long enough."},
-        {{"encode", empty, out},                        empty + ": is empty", ""},
-        {{"encode", "-", out},                          "standard input: is empty", ""},
-        {{"decode", cut, out},                          cut + half, ""},
-        {{"decode", "-", out},                          "standard input" + half, read_file(cut)},
-        {{"decode", "-", out},                          "standard input: is a recording, not coded speech", read_file(wav)},
-        {{"decode", frames, folder / "out.mp3"},        (folder / "out.mp3") + ": has none of the endings .wav, .flac, .raw (--raw for bare samples)", ""},
-        {{"encode", wav, wav},                          wav + ": is the input itself", ""},
-        {{"encode", wav, folder / "link.wav"},          (folder / "link.wav") + ": is the input itself", ""},
-        {{"decode", "--raw", frames, frames},           frames + ": is the input itself", ""},
-        {{"plot", wav, frames, frames},                 frames + ": is the input itself", ""},
-        {{"plot", wav, frames, out, "--from", "1"},     wav + nothing, ""},
-        {{"plot", wav, frames, out, "--from=-1"},       wav + nothing, ""},
-        {{"plot", wav, frames, out, "--to=0"},          wav + nothing, ""},
-        {{"plot", "-", "-", out},                       "standard input: cannot be both recordings", ""}};
+        {3, {"encode", gone, out},                         gone + ": No such file or directory", ""},
+        {3, {"decode", gone, out},                         gone + ": No such file or directory", ""},
+        {3, {"plot", wav, gone, out},                      gone + ": No such file or directory", ""},
+        {8, {"encode", wav, gone + "/x.frames"},           gone + "/x.frames: No such file or directory", ""},
+        {8, {"encode", wav, wav + "/x.frames"},            wav + "/x.frames: Not a directory", ""},
+        {3, {"encode", folder / ".", out},                 (folder / ".") + ": Is a directory", ""},
+        {9, {"encode", wav, "/dev/full"},                  "/dev/full: No space left on device", ""},
+        {9, {"decode", frames, "/dev/full"},               "/dev/full: No space left on device", ""},
+        {4, {"encode", text, out},                         text + alien, ""},
+        {4, {"encode", "-", out},                          "standard input" + alien, "This is not a recording, but is long enough."},
+        {4, {"encode", empty, out},                        empty + ": is empty", ""},
+        {4, {"encode", "-", out},                          "standard input: is empty", ""},
+        {6, {"decode", cut, out},                          cut + half, ""},
+        {6, {"decode", "-", out},                          "standard input" + half, read_file(cut)},
+        {4, {"decode", "-", out},                          "standard input: is a recording, not coded speech", read_file(wav)},
+        {2, {"decode", frames, folder / "out.mp3"},        (folder / "out.mp3") + ": has none of the endings .wav, .flac, .raw (--raw for bare samples)", ""},
+        {11, {"encode", wav, wav},                          wav + ": is the input itself", ""},
+        {11, {"encode", wav, folder / "link.wav"},          (folder / "link.wav") + ": is the input itself", ""},
+        {11, {"decode", "--raw", frames, frames},           frames + ": is the input itself", ""},
+        {11, {"plot", wav, frames, frames},                 frames + ": is the input itself", ""},
+        {2, {"plot", wav, frames, out, "--from", "1"},     wav + nothing, ""},
+        {2, {"plot", wav, frames, out, "--from=-1"},       wav + nothing, ""},
+        {2, {"plot", wav, frames, out, "--to=0"},          wav + nothing, ""},
+        {2, {"plot", "-", "-", out},                       "standard input: cannot be both recordings", ""}};
     // clang-format on
     for (const Case &c : cases) {
         const Outcome got = run(c.args, c.input);
-        EXPECT_EQ(got.status, 1) << c.message;
+        EXPECT_EQ(got.status, c.status) << c.message;
         EXPECT_EQ(got.err, "talv: " + c.message + "\n");
         EXPECT_EQ(got.out, "") << c.message;
         EXPECT_EQ(folder.names(), before) << c.message;
@@ -96,20 +96,20 @@ TEST(Failures, WrongArgumentsAreToldApart)
 
 TEST(Failures, WholeFramesOfACutPipeAreDecoded)
 {
-    const std::string frames = run({"encode", sample("zh_f_gcin"), "-"}).out;
-    const Outcome got = run({"decode", "--raw", "-", "-"}, frames.substr(0, 8 * 40 + 3));
-    EXPECT_EQ(got.status, 1);
-    EXPECT_EQ(got.out, run({"decode", "--raw", "-", "-"}, frames).out.substr(0, 480 * 40));
+    const std::string frames = run({"encode", "--bare", "-q", sample("zh_f_gcin"), "-"}).out;
+    const Outcome got = run({"decode", "-q", "--raw", "-", "-"}, frames.substr(0, 8 * 40 + 3));
+    EXPECT_EQ(got.status, 6);
+    EXPECT_EQ(got.out, run({"decode", "-q", "--raw", "-", "-"}, frames).out.substr(0, 480 * 40));
 }
 
 TEST(Failures, FullDiskLeavesWhatWasThere)
 {
     Folder folder;
-    ASSERT_EQ(run({"encode", sample("en_m_jfk"), folder / "x.frames"}).status, 0);
+    ASSERT_EQ(run({"encode", "--bare", "-q", sample("en_m_jfk"), folder / "x.frames"}).status, 0);
     write_file(folder / "y.wav", "old");
     for (const char *name : {"y.wav", "y.flac", "y.raw"}) {
-        const Outcome got = run({"decode", folder / "x.frames", folder / name}, "", 20000);
-        EXPECT_EQ(got.status, 1) << name;
+        const Outcome got = run({"decode", "-q", folder / "x.frames", folder / name}, "", 20000);
+        EXPECT_EQ(got.status, 9) << name;
         EXPECT_EQ(got.err, "talv: " + (folder / name) + ": File too large\n");
     }
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"x.frames", "y.wav"}));
@@ -121,7 +121,7 @@ TEST(Failures, AnInterruptedRunLeavesNothing)
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         Folder folder;
         write_file(folder / "out.frames", "old");
-        Process tool({"encode", "--raw", "-", folder / "out.frames"});
+        Process tool({"encode", "--bare", "-q", "--raw", "-", folder / "out.frames"});
         tool.feed(bytes_of(tone(300, 5000, 8000)));
         for (int i = 0; i < 2000 && folder.names().size() < 2; i++)
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -141,11 +141,11 @@ TEST(Failures, AReplacedFileKeepsItsModeAndItsLink)
     write_file(folder / "real.frames", "old");
     chmod((folder / "real.frames").c_str(), 0640);
     symlink("real.frames", (folder / "link.frames").c_str());
-    ASSERT_EQ(run({"encode", sample("zh_f_gcin"), folder / "link.frames"}).status, 0);
+    ASSERT_EQ(run({"encode", "--bare", "-q", sample("zh_f_gcin"), folder / "link.frames"}).status, 0);
     EXPECT_TRUE(std::filesystem::is_symlink(folder / "link.frames"));
     struct stat st {
     };
     stat((folder / "real.frames").c_str(), &st);
     EXPECT_EQ(st.st_mode & 0777, 0640u);
-    EXPECT_EQ(read_file(folder / "real.frames"), run({"encode", sample("zh_f_gcin"), "-"}).out);
+    EXPECT_EQ(read_file(folder / "real.frames"), run({"encode", "--bare", "-q", sample("zh_f_gcin"), "-"}).out);
 }
