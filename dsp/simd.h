@@ -592,8 +592,12 @@ TALV_INLINE Float4 within(Float4 x, float low, float high, float other) noexcept
 /** The low halves of eight patterns */
 TALV_INLINE void store_low_halves(int16_t *out, Float4 x, Float4 y) noexcept
 {
-    const Short8 v =
-        __builtin_shufflevector(reinterpret_cast<Short8>(x), reinterpret_cast<Short8>(y), 0, 2, 4, 6, 8, 10, 12, 14);
+    const Short8 a = reinterpret_cast<Short8>(x), b = reinterpret_cast<Short8>(y);
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    const Short8 v = __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14);
+#else
+    const Short8 v = __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15);
+#endif
     std::memcpy(out, &v, sizeof v);
 }
 
