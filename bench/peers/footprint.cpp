@@ -87,7 +87,7 @@ void measure_opening(const Library &library)
 
 /** What runs on the painted stack: makecontext() passes no pointers */
 struct Painted {
-    const Library *library;
+    const Library *build;
     TALV_Codec *codec;
     const int16_t *pcm;
     uint8_t frame[TALV_FRAME_BYTES];
@@ -106,9 +106,9 @@ __attribute__((noinline)) void paint_and_call()
      * nothing large, are counted too. */
     painted.caller = static_cast<unsigned char *>(__builtin_frame_address(0));
     if (painted.decode)
-        painted.library->decode(painted.codec, painted.frame, painted.out, &bytes);
+        painted.build->decode(painted.codec, painted.frame, painted.out, &bytes);
     else
-        painted.library->encode(painted.codec, painted.pcm, painted.frame, &bytes);
+        painted.build->encode(painted.codec, painted.pcm, painted.frame, &bytes);
 }
 
 size_t stack_of_call(bool decode)
@@ -135,7 +135,7 @@ void measure_memory(const Library &library, const std::vector<int16_t> &speech)
 {
     const auto codec = open_instance(library);
     std::printf("heap_bytes %zu\n", malloc_usable_size(codec.get()));
-    painted.library = &library;
+    painted.build = &library;
     painted.codec = codec.get();
     size_t encode_stack = 0, decode_stack = 0;
     for (size_t at = 0; at < speech.size(); at += FRAME) {
