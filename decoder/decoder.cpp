@@ -172,7 +172,7 @@ void postfilter_subframe(DecoderState *dec, const Tracks *tracks, int32_t k, Ahe
     const int32_t from = tracks->bounds[k];
     const int32_t L = tracks->bounds[k + 1] - from;
     if (k % LANES == 0)
-        postfilter_design(tracks->lpc[k], std::min(tracks->K - k, LANES), ahead->taps);
+        postfilter_design(tracks->lpc[k], std::min(tracks->K - k, int32_t{LANES}), ahead->taps);
     postfilter_run(ahead->taps + k % LANES, L, dec->syn_hist + SYN_PAST + from, dec->out_hist + OUT_PAST + from);
 }
 
