@@ -9,7 +9,7 @@
 #include "dsp/fft.h"
 #include "dsp/lsf.h"
 #include "dsp/lsf_quant.h"
-#include "dsp/simd.h"
+#include "dsp/simd_float.h"
 #include "dsp/trig.h"
 #include "dsp/vq.h"
 #include "dsp/wide.h"

@@ -1,6 +1,6 @@
 #include "decoder/pcm.h"
 
-#include "dsp/simd.h"
+#include "dsp/simd_float.h"
 
 #include <bit>
 

@@ -1,6 +1,6 @@
 #include "decoder/tracks.h"
 
-#include "dsp/simd.h"
+#include "dsp/simd_float.h"
 #include "dsp/wide.h"
 
 namespace talv::inline TALV_TARGET

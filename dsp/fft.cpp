@@ -1,7 +1,7 @@
 #include "dsp/fft.h"
 
 #include "dsp/fft_wide.h"
-#include "dsp/simd.h"
+#include "dsp/simd_float.h"
 #include "dsp/trig.h"
 #include "dsp/wide.h"
 

@@ -10,7 +10,7 @@
 #define TALV_DSP_FFT_WIDE_H
 
 #include "dsp/fft.h"
-#include "dsp/simd.h"
+#include "dsp/simd_float.h"
 #include "dsp/target.h"
 #include "dsp/wide.h"
 

@@ -1,7 +1,7 @@
 #include "dsp/lsf.h"
 
 #include "dsp/constants.h"
-#include "dsp/simd.h"
+#include "dsp/simd_float.h"
 #include "dsp/trig.h"
 #include "dsp/wide.h"
 

@@ -1,0 +1,196 @@
+#include "decoder/excitation.h"
+
+#include "dsp/simd_float.h"
+#include "dsp/table.h"
+#include "dsp/wide.h"
+
+namespace talv::inline TALV_TARGET
+{
+
+// clang-format off
+/* Noise magnitude over relative frequency w = k/h, c0 + c1 w + c2 w^2 + c3 w^3, for ten steps of periodicity */
+const float noise_poly_table[10][4] = {
+    {  0.00f,   0.00f,   0.00f,   0.50f},
+    {  0.00f,   0.00f,   0.28f,   0.33f},
+    {  0.00f,   0.03f,   0.55f,   0.14f},
+    {  0.00f,   0.08f,   0.81f,  -0.05f},
+    {  0.00f,   0.30f,   0.90f,  -0.20f},
+    {  0.00f,   1.10f,  -0.10f,   0.00f},
+    {  0.30f,   1.10f,  -0.60f,   0.20f},
+    {  0.60f,   0.90f,  -0.90f,   0.40f},
+    {  0.85f,   0.50f,  -0.65f,   0.30f},
+    {  1.00f,   0.00f,   0.00f,   0.00f},
+};
+
+/* Phases as unit vectors, two decimals */
+const Complex phase_table[PHASES] = {
+    /*   0 */ {-0.93f, -0.37f}, {-0.18f,  0.98f}, { 0.75f, -0.67f}, { 0.95f,  0.32f},
+              { 0.99f,  0.10f}, { 0.93f,  0.36f}, { 0.80f, -0.60f}, { 0.89f, -0.46f},
+    /*   8 */ { 0.86f, -0.51f}, { 0.52f, -0.86f}, {-0.05f, -1.00f}, { 0.09f, -1.00f},
+              {-0.05f, -1.00f}, {-0.05f, -1.00f}, {-0.26f, -0.97f}, {-0.46f, -0.89f},
+    /*  16 */ {-0.84f, -0.54f}, {-0.06f,  1.00f}, {-0.06f, -1.00f}, {-0.82f, -0.57f},
+              {-0.99f, -0.10f}, {-1.00f, -0.07f}, {-0.99f, -0.13f}, {-0.64f,  0.76f},
+    /*  24 */ {-0.51f,  0.86f}, { 0.01f,  1.00f}, {-0.33f,  0.94f}, {-0.37f,  0.93f},
+              { 0.10f,  1.00f}, {-0.50f,  0.87f}, {-0.39f,  0.92f}, {-0.47f,  0.88f},
+    /*  32 */ { 0.15f,  0.99f}, { 0.46f,  0.89f}, { 0.81f,  0.59f}, { 0.99f,  0.15f},
+              { 0.97f, -0.23f}, { 1.00f,  0.00f}, { 1.00f,  0.00f}, { 1.00f, -0.01f},
+    /*  40 */ {-0.84f,  0.55f}, { 0.97f,  0.25f}, {-0.76f, -0.65f}, {-0.66f,  0.75f},
+              {-0.84f,  0.54f}, { 0.53f, -0.85f}, { 0.05f, -1.00f}, {-0.38f,  0.93f},
+    /*  48 */ {-0.40f, -0.91f}, { 0.09f, -1.00f}, { 0.61f,  0.79f}, {-0.57f,  0.82f},
+              { 0.45f,  0.89f}, {-0.85f,  0.53f}, { 1.00f,  0.06f}, {-0.75f,  0.66f},
+    /*  56 */ { 0.88f,  0.48f}, { 0.99f,  0.17f}, {-0.38f,  0.93f}, {-0.15f,  0.99f},
+              { 0.98f, -0.21f}, {-0.93f,  0.38f}, { 0.69f,  0.72f}, {-0.81f,  0.58f},
+    /*  64 */ {-0.05f,  1.00f}, { 0.38f, -0.93f}, {-0.97f,  0.26f}, {-1.00f,  0.08f},
+              { 0.99f, -0.16f}, { 0.21f, -0.98f}, { 0.23f,  0.97f}, { 0.78f,  0.63f},
+    /*  72 */ {-0.96f, -0.27f}, { 0.49f, -0.87f}, { 0.43f, -0.90f}, {-0.87f, -0.50f},
+              { 0.36f,  0.93f}, { 0.98f, -0.22f}, {-1.00f, -0.04f}, { 0.67f,  0.74f},
+    /*  80 */ { 0.61f,  0.79f}, { 0.51f,  0.86f}, {-0.11f,  0.99f}, { 0.99f, -0.10f},
+              { 0.94f, -0.34f}, { 0.19f,  0.98f}, { 0.79f,  0.61f}, {-0.38f, -0.92f},
+    /*  88 */ { 0.43f, -0.90f}, {-0.90f, -0.44f}, { 0.99f,  0.12f}, {-0.98f,  0.20f},
+              { 0.15f, -0.99f}, { 1.00f,  0.02f}, { 0.99f,  0.12f}, {-0.50f,  0.86f},
+    /*  96 */ { 0.32f, -0.95f}, {-0.23f,  0.97f}, { 0.86f,  0.51f}, {-0.11f,  0.99f},
+              { 0.83f, -0.55f}, { 0.68f, -0.73f}, { 0.13f,  0.99f}, {-0.17f,  0.99f},
+    /* 104 */ { 0.85f,  0.53f}, {-0.34f,  0.94f}, {-0.95f,  0.32f}, {-0.65f,  0.76f},
+              { 0.71f,  0.70f}, { 0.95f,  0.31f}, {-0.03f, -1.00f}, {-0.99f, -0.16f},
+    /* 112 */ {-0.98f,  0.20f}, {-0.64f, -0.77f}, { 0.74f,  0.67f}, { 0.09f, -1.00f},
+              { 0.72f, -0.69f}, {-0.34f,  0.94f}, {-0.56f,  0.83f}, { 0.88f,  0.48f},
+    /* 120 */ { 0.62f,  0.78f}, { 0.96f,  0.30f}, { 0.68f, -0.73f}, { 0.01f,  1.00f},
+              {-0.27f, -0.96f}, { 0.85f,  0.53f}, {-0.05f,  1.00f}, {-0.15f, -0.99f},
+};
+// clang-format on
+
+namespace
+{
+
+/** c3 v^3 + c2 v^2 + c1 v + c0 by Horner's rule; c3 and v are floats in value */
+template <typename T>
+TALV_INLINE T cubic(T c0, T c1, T c2, T c3, T v) noexcept
+{
+    return (add_exact(c2, c3, v) * v + c1) * v + c0;
+}
+
+} // namespace
+
+void noise_profile(int h, int cap, float rs, float *out) noexcept
+{
+    constexpr int STEPS = 9;
+    constexpr float LAST = 8.995f; /* the end of the scale stays inside the last pair of rows */
+    float x = rounded(STEPS * wide(rs));
+    if (x >= static_cast<float>(STEPS))
+        x = LAST;
+    const int i = static_cast<int>(x);
+    const float f = x - static_cast<float>(i);
+    const float g = 1.0f - f;
+    const Wide4 lower = load_wide(noise_poly_table[i]), upper = load_wide(noise_poly_table[i + 1]);
+    double c[4];
+    store(c, rounded_wide(add_exact(broadcast(wide(g)) * lower, broadcast(wide(f)), upper)));
+
+    const Wide4 c0 = broadcast(c[0]), c1 = broadcast(c[1]), c2 = broadcast(c[2]), c3 = broadcast(c[3]);
+    out[0] = 0.0f;
+    const float d = 1.0f / static_cast<float>(h);
+    float w = d; /* k/h as a running sum of floats */
+    int k = 1;
+    for (; k <= h && k + LANES <= cap + 1; k += LANES) { /* may run over h, into what is cleared below */
+        const float w1 = w + d, w2 = w1 + d, w3 = w2 + d;
+        store_rounded(out + k, cubic(c0, c1, c2, c3, widened(Float4{w, w1, w2, w3})));
+        w = w3 + d;
+    }
+    for (; k <= h; k++, w += d)
+        out[k] = rounded(cubic(c[0], c[1], c[2], c[3], wide(w)));
+    for (k = h + 1; k <= cap; k++)
+        out[k] = 0.0f;
+}
+
+void amp_profile(int count, const float *as, int h, int cap, float *out) noexcept
+{
+    out[0] = 0.0f;
+    for (int k = 1; k <= count; k++)
+        out[k] = as[k - 1];
+    for (int k = count + 1; k <= h; k++)
+        out[k] = 1.0f;
+    for (int k = h + 1; k <= cap; k++)
+        out[k] = 0.0f;
+}
+
+namespace
+{
+
+/** The noise generator: seed = ((seed + 1) 17) mod 4096. i steps of it at once are 17^i seed + 17 + .. + 17^i, and
+ *  since 4096 divides 2^16, 16 bits of the state are enough to find the steps after it.                             */
+constexpr uint32_t SEED_FACTOR = 17;
+constexpr uint32_t SEED_MASK = 4095;
+constexpr int STEPS_AT_ONCE = 8;
+
+struct SeedSteps {
+    uint16_t factor[STEPS_AT_ONCE], offset[STEPS_AT_ONCE]; /* of 1 to 8 steps */
+};
+
+constexpr SeedSteps make_seed_steps() noexcept
+{
+    SeedSteps steps{};
+    uint32_t factor = 1, offset = 0;
+    for (int i = 0; i < STEPS_AT_ONCE; i++) {
+        factor *= SEED_FACTOR;
+        offset = (offset + 1) * SEED_FACTOR;
+        steps.factor[i] = static_cast<uint16_t>(factor);
+        steps.offset[i] = static_cast<uint16_t>(offset);
+    }
+    return steps;
+}
+
+constexpr SeedSteps seed_steps = make_seed_steps();
+
+/** The states after 1 to 8 steps, not reduced to 12 bits */
+TALV_INLINE Short8 states_after(uint32_t seed) noexcept
+{
+    const Short8 s = Short8{} + static_cast<uint16_t>(seed);
+    return s * load8(seed_steps.factor) + load8(seed_steps.offset);
+}
+
+/** The phases that states draw */
+TALV_INLINE Short8 draws(Short8 states) noexcept
+{
+    return (states & static_cast<uint16_t>(SEED_MASK)) >> 5;
+}
+
+/** v P + noise Q for two harmonics; v and noise hold each value twice */
+TALV_INLINE void mix_pair(Float4 v, Float4 noise, const Complex *P, const Complex &Q0, const Complex &Q1,
+                          Complex *out) noexcept
+{
+    const Float4 Q = load_pairs(&Q0.re, &Q1.re);
+    store_rounded(&out->re, add_exact(widened(v) * load_wide(&P->re), widened(noise), widened(Q)));
+}
+
+} // namespace
+
+void mix_excitation(uint32_t *seed, int h, const float *amp, const float *noise, Complex *out) noexcept
+{
+    out[0] = {0.0f, 0.0f};
+    uint32_t state = *seed;
+    int k = 1;
+    for (; k + LANES <= h + 1; k += LANES) {
+        const Float4 n = load4(noise + k);
+        const Float4 v = not_below_zero(load4(amp + k) - n);
+        const Complex *P = phase_table + ((k - 1) & (PHASES - 1));
+        const Short8 states = states_after(state);
+        const Short8 drawn = draws(states);
+        mix_pair(interleave_low(v, v), interleave_low(n, n), P, phase_table[drawn[0]], phase_table[drawn[1]], out + k);
+        mix_pair(interleave_high(v, v), interleave_high(n, n), P + 2, phase_table[drawn[2]], phase_table[drawn[3]],
+                 out + k + 2);
+        state = states[LANES - 1];
+    }
+    for (; k <= h; k++) {
+        state = (state + 1) * SEED_FACTOR;
+        float v = amp[k] - noise[k];
+        if (v < 0.0f)
+            v = 0.0f;
+        const Complex P = phase_table[(k - 1) & (PHASES - 1)];
+        const Complex Q = phase_table[(state & SEED_MASK) / 32];
+        out[k] = {rounded(add_exact(wide(v) * wide(P.re), wide(noise[k]), wide(Q.re))),
+                  rounded(add_exact(wide(v) * wide(P.im), wide(noise[k]), wide(Q.im)))};
+    }
+    if (h > 0)
+        *seed = state & SEED_MASK;
+}
+
+} // namespace talv::inline TALV_TARGET

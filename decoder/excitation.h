@@ -1,0 +1,42 @@
+/** Excitation spectrum: how much of each harmonic is periodic and how much is noise
+ *
+ *  h is the number of harmonics of the subframe's lag, half of it. Element k of an array belongs to harmonic k.
+ */
+#ifndef TALV_DECODER_EXCITATION_H
+#define TALV_DECODER_EXCITATION_H
+
+#include "dsp/constants.h"
+#include "dsp/fft.h"
+#include "dsp/target.h"
+
+#include <cstdint>
+
+namespace talv::inline TALV_TARGET
+{
+
+inline constexpr int PHASES = 128;
+
+extern const float noise_poly_table[10][4]; /* cubic of the relative frequency, for periodicity 0, 1/9 .. 1 */
+extern const Complex phase_table[PHASES];   /* unit phases: entries 0..72 fixed by harmonic, all for noise  */
+
+/** Noise magnitude of each harmonic: more towards high frequencies, and more for a larger periodicity value
+ *  h     I            10..73
+ *  cap   I            always MAX_HARMONICS
+ *  rs    I            0 periodic .. 1 noise
+ *  out   O  [cap+1]   0 at element 0 and above h                                                                */
+void noise_profile(int h, int cap, float rs, float *out) noexcept;
+
+/** Total magnitude wanted of each harmonic: as[] for the first `count`, 1.0 up to h, 0 above
+ *  as    I  [count]
+ *  out   O  [cap+1]                                                                                             */
+void amp_profile(int count, const float *as, int h, int cap, float *out) noexcept;
+
+/** Excitation: a periodic part of fixed phases and a noise part of pseudo-random phases
+ *  seed  IO           advances h steps of seed = ((seed + 1) 17) mod 4096
+ *  amp, noise  I  [h+1]
+ *  out   O  [h+1]     max(amp - noise, 0) P + noise Q, P and Q of unit magnitude; element 0 is 0                */
+void mix_excitation(uint32_t *seed, int h, const float *amp, const float *noise, Complex *out) noexcept;
+
+} // namespace talv::inline TALV_TARGET
+
+#endif

@@ -1,0 +1,342 @@
+/** Four floats at once, and what brings them to doubles and back
+ *
+ *  For the stages that store every value they work out: transforms, spectra, filters. What holds for dsp/simd.h holds
+ *  here too: lane by lane these are the operations of the scalar code.
+ */
+#ifndef TALV_DSP_SIMD_FLOAT_H
+#define TALV_DSP_SIMD_FLOAT_H
+
+#include "dsp/simd.h"
+
+#if !defined(TALV_SIMD_AVX2) && defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace talv::inline TALV_TARGET
+{
+
+/* Four floats, the width in which values are stored. + - * on them are the float operations lane by lane; [i] is a
+ * lane. Where an array holds complex values, a Float4 is two of them: (re, im, re, im). */
+using Float4 = float __attribute__((vector_size(16)));
+using Int4 = int32_t __attribute__((vector_size(16)));
+using Short8 = uint16_t __attribute__((vector_size(16)));
+
+TALV_INLINE Short8 load8(const uint16_t *x) noexcept
+{
+    Short8 v;
+    std::memcpy(&v, x, sizeof v);
+    return v;
+}
+
+TALV_INLINE Float4 load4(const float *x) noexcept
+{
+    Float4 v;
+    std::memcpy(&v, x, sizeof v);
+    return v;
+}
+TALV_INLINE void store4(float *out, Float4 x) noexcept
+{
+    std::memcpy(out, &x, sizeof x);
+}
+
+/* Even lanes of x, then those of y; odd lanes likewise */
+TALV_INLINE Float4 even_lanes(Float4 x, Float4 y) noexcept
+{
+    return __builtin_shufflevector(x, y, 0, 2, 4, 6);
+}
+TALV_INLINE Float4 odd_lanes(Float4 x, Float4 y) noexcept
+{
+    return __builtin_shufflevector(x, y, 1, 3, 5, 7);
+}
+
+/* Lanes of x and y in turn, from their lower and their upper halves; and the halves themselves. On whole numbers, since
+ * x86 processors have more room for these moves there. */
+TALV_INLINE Float4 interleave_low(Float4 x, Float4 y) noexcept
+{
+    return reinterpret_cast<Float4>(
+        __builtin_shufflevector(reinterpret_cast<Int4>(x), reinterpret_cast<Int4>(y), 0, 4, 1, 5));
+}
+TALV_INLINE Float4 interleave_high(Float4 x, Float4 y) noexcept
+{
+    return reinterpret_cast<Float4>(
+        __builtin_shufflevector(reinterpret_cast<Int4>(x), reinterpret_cast<Int4>(y), 2, 6, 3, 7));
+}
+TALV_INLINE Float4 low_halves(Float4 x, Float4 y) noexcept
+{
+    return reinterpret_cast<Float4>(
+        __builtin_shufflevector(reinterpret_cast<Int4>(x), reinterpret_cast<Int4>(y), 0, 1, 4, 5));
+}
+TALV_INLINE Float4 high_halves(Float4 x, Float4 y) noexcept
+{
+    return reinterpret_cast<Float4>(
+        __builtin_shufflevector(reinterpret_cast<Int4>(x), reinterpret_cast<Int4>(y), 2, 3, 6, 7));
+}
+TALV_INLINE Float4 reversed(Float4 x) noexcept
+{
+    return __builtin_shufflevector(x, x, 3, 2, 1, 0);
+}
+
+/* The last lane of x and the first three of y */
+TALV_INLINE Float4 last_and_three(Float4 x, Float4 y) noexcept
+{
+    return __builtin_shufflevector(x, y, 3, 4, 5, 6);
+}
+
+/** Rows of a 4 by 4 block become its columns */
+TALV_INLINE void transpose(Float4 (&block)[4]) noexcept
+{
+    const Float4 even01 = even_lanes(block[0], block[1]), odd01 = odd_lanes(block[0], block[1]);
+    const Float4 even23 = even_lanes(block[2], block[3]), odd23 = odd_lanes(block[2], block[3]);
+    block[0] = even_lanes(even01, even23);
+    block[1] = even_lanes(odd01, odd23);
+    block[2] = odd_lanes(even01, even23);
+    block[3] = odd_lanes(odd01, odd23);
+}
+
+/* Two doubles. In the links of a recursive chain both lanes hold the same value. */
+#ifdef TALV_SIMD_AVX2
+using Pair64 = double __attribute__((vector_size(16)));
+#endif
+
+TALV_INLINE Pair64 twice(double x) noexcept
+{
+    return Pair64{x, x};
+}
+TALV_INLINE Pair64 low_twice(Pair64 x) noexcept
+{
+    return __builtin_shufflevector(x, x, 0, 0);
+}
+TALV_INLINE Pair64 high_twice(Pair64 x) noexcept
+{
+    return __builtin_shufflevector(x, x, 1, 1);
+}
+TALV_INLINE Pair64 low_lanes(Pair64 x, Pair64 y) noexcept
+{
+    return __builtin_shufflevector(x, y, 0, 2);
+}
+
+/** sum - x y; x and y are floats in value */
+TALV_INLINE Pair64 subtract_exact(Pair64 sum, Pair64 x, Pair64 y) noexcept
+{
+#ifdef TALV_SIMD_AVX2
+    return _mm_fnmadd_pd(x, y, sum);
+#else
+    return sum - x * y;
+#endif
+}
+
+TALV_INLINE Pair64 rounded_wide(Pair64 x) noexcept
+{
+#ifdef __SSE2__
+    return _mm_cvtps_pd(_mm_cvtpd_ps(x));
+#else
+    using Pair = float __attribute__((vector_size(8)));
+    return __builtin_convertvector(__builtin_convertvector(x, Pair), Pair64);
+#endif
+}
+
+#ifdef TALV_SIMD_AVX2
+
+TALV_INLINE Wide4 widened(Float4 x) noexcept
+{
+    return {_mm256_cvtps_pd(x)};
+}
+TALV_INLINE Float4 narrowed(Wide4 x) noexcept
+{
+    return _mm256_cvtpd_ps(x.v);
+}
+TALV_INLINE Int4 truncated(Wide4 x) noexcept
+{
+    return reinterpret_cast<Int4>(_mm256_cvttpd_epi32(x.v));
+}
+TALV_INLINE Wide4 widened(Int4 x) noexcept
+{
+    return {_mm256_cvtepi32_pd(reinterpret_cast<__m128i>(x))};
+}
+TALV_INLINE double lane(Wide4 x, int i) noexcept
+{
+    return x.v[i];
+}
+TALV_INLINE Pair64 low_half(Wide4 x) noexcept
+{
+    return _mm256_castpd256_pd128(x.v);
+}
+TALV_INLINE Pair64 high_half(Wide4 x) noexcept
+{
+    return _mm256_extractf128_pd(x.v, 1);
+}
+TALV_INLINE Wide4 halves(Pair64 low, Pair64 high) noexcept
+{
+    return {_mm256_setr_m128d(low, high)};
+}
+/* Lanes 1 and 3 of x in turn with lanes 0 and 2 of y */
+TALV_INLINE Wide4 staggered(Wide4 x, Wide4 y) noexcept
+{
+    return {__builtin_shufflevector(x.v, y.v, 1, 4, 3, 6)};
+}
+
+#else
+
+#ifdef __SSE2__
+TALV_INLINE Wide4 widened(Float4 x) noexcept
+{
+    return {_mm_cvtps_pd(x), _mm_cvtps_pd(_mm_movehl_ps(x, x))};
+}
+TALV_INLINE Float4 narrowed(Wide4 x) noexcept
+{
+    return _mm_movelh_ps(_mm_cvtpd_ps(x.lo), _mm_cvtpd_ps(x.hi));
+}
+TALV_INLINE Int4 truncated(Wide4 x) noexcept
+{
+    return reinterpret_cast<Int4>(_mm_unpacklo_epi64(_mm_cvttpd_epi32(x.lo), _mm_cvttpd_epi32(x.hi)));
+}
+TALV_INLINE Wide4 widened(Int4 x) noexcept
+{
+    const __m128i v = reinterpret_cast<__m128i>(x);
+    return {_mm_cvtepi32_pd(v), _mm_cvtepi32_pd(_mm_unpackhi_epi64(v, v))};
+}
+#else
+TALV_INLINE Pair32 low_pair(Float4 x) noexcept
+{
+    return __builtin_shufflevector(x, x, 0, 1);
+}
+TALV_INLINE Pair32 high_pair(Float4 x) noexcept
+{
+    return __builtin_shufflevector(x, x, 2, 3);
+}
+using PairInt32 = int32_t __attribute__((vector_size(8)));
+TALV_INLINE Wide4 widened(Float4 x) noexcept
+{
+    return {__builtin_convertvector(low_pair(x), Pair64), __builtin_convertvector(high_pair(x), Pair64)};
+}
+TALV_INLINE Float4 narrowed(Wide4 x) noexcept
+{
+    return __builtin_shufflevector(__builtin_convertvector(x.lo, Pair32), __builtin_convertvector(x.hi, Pair32), 0, 1,
+                                   2, 3);
+}
+TALV_INLINE Int4 truncated(Wide4 x) noexcept
+{
+    return __builtin_shufflevector(__builtin_convertvector(x.lo, PairInt32), __builtin_convertvector(x.hi, PairInt32),
+                                   0, 1, 2, 3);
+}
+TALV_INLINE Wide4 widened(Int4 x) noexcept
+{
+    return {__builtin_convertvector(__builtin_shufflevector(x, x, 0, 1), Pair64),
+            __builtin_convertvector(__builtin_shufflevector(x, x, 2, 3), Pair64)};
+}
+#endif
+TALV_INLINE double lane(Wide4 x, int i) noexcept
+{
+    return i < 2 ? x.lo[i] : x.hi[i - 2];
+}
+TALV_INLINE Pair64 low_half(Wide4 x) noexcept
+{
+    return x.lo;
+}
+TALV_INLINE Pair64 high_half(Wide4 x) noexcept
+{
+    return x.hi;
+}
+TALV_INLINE Wide4 halves(Pair64 low, Pair64 high) noexcept
+{
+    return {low, high};
+}
+TALV_INLINE Wide4 staggered(Wide4 x, Wide4 y) noexcept
+{
+    return {__builtin_shufflevector(x.lo, y.lo, 1, 2), __builtin_shufflevector(x.hi, y.hi, 1, 2)};
+}
+
+#endif
+
+/** x where x >= 0, else 0 */
+TALV_INLINE Float4 not_below_zero(Float4 x) noexcept
+{
+    return x < 0.0f ? Float4{} : x;
+}
+
+/** Two floats from each of two places */
+TALV_INLINE Float4 load_pairs(const float *x, const float *y) noexcept
+{
+    using Pair = float __attribute__((vector_size(8)));
+    Pair a, b;
+    std::memcpy(&a, x, sizeof a);
+    std::memcpy(&b, y, sizeof b);
+    return __builtin_shufflevector(a, b, 0, 1, 2, 3);
+}
+
+/** Four floats in the form in which multiply_subtract() is quickest: as they are where there is a fused operation on
+ *  floats, widened where there is none                                                                              */
+struct FloatLanes {
+#ifdef TALV_SIMD_AVX2
+    Float4 v;
+#else
+    Wide4 v;
+#endif
+};
+
+#ifdef TALV_SIMD_AVX2
+TALV_INLINE FloatLanes float_lanes(Float4 x) noexcept
+{
+    return {x};
+}
+TALV_INLINE Wide4 widened(FloatLanes x) noexcept
+{
+    return widened(x.v);
+}
+#else
+TALV_INLINE FloatLanes float_lanes(Float4 x) noexcept
+{
+    return {widened(x)};
+}
+TALV_INLINE Wide4 widened(FloatLanes x) noexcept
+{
+    return x.v;
+}
+#endif
+
+/** x y - z, rounded to float. With fused operations it is rounded once; elsewhere the product is exact, the difference
+ *  is rounded to double and the result to float, which is the same unless the double lies halfway between two floats
+ *  by its own rounding. The caller answers for that not happening.                                                  */
+TALV_INLINE FloatLanes multiply_subtract(FloatLanes x, FloatLanes y, FloatLanes z) noexcept
+{
+#ifdef TALV_SIMD_AVX2
+    return {_mm_fmsub_ps(x.v, y.v, z.v)};
+#else
+    return {rounded_wide(x.v * y.v - z.v)};
+#endif
+}
+
+/** The same for two floats, in the low lanes */
+TALV_INLINE Float4 multiply_subtract_two(Float4 x, Float4 y, Float4 z) noexcept
+{
+#ifdef TALV_SIMD_AVX2
+    return _mm_fmsub_ps(x, y, z);
+#else
+    const Pair64 v = low_half(widened(x)) * low_half(widened(y)) - low_half(widened(z));
+    return narrowed(halves(v, Pair64{}));
+#endif
+}
+
+/** x where low <= x < high, else `other` */
+TALV_INLINE Float4 within(Float4 x, float low, float high, float other) noexcept
+{
+    const Int4 inside = (x >= low) & (x < high);
+    const Float4 fill = {other, other, other, other};
+    return reinterpret_cast<Float4>((inside & reinterpret_cast<Int4>(x)) | (~inside & reinterpret_cast<Int4>(fill)));
+}
+
+/** The low halves of eight patterns */
+TALV_INLINE void store_low_halves(int16_t *out, Float4 x, Float4 y) noexcept
+{
+    const Short8 a = reinterpret_cast<Short8>(x), b = reinterpret_cast<Short8>(y);
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    const Short8 v = __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14);
+#else
+    const Short8 v = __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15);
+#endif
+    std::memcpy(out, &v, sizeof v);
+}
+
+} // namespace talv::inline TALV_TARGET
+
+#endif
