@@ -37,38 +37,55 @@ void get_bits(int32_t *value, int width, const int16_t *bits, int32_t *position)
         *value |= bits[(*position)++] << shift;
 }
 
+namespace
+{
+
+/** The frame as one number of 64 bits, bit 0 of the frame on top, so that a field is moved by two shifts */
+struct FrameWord {
+    uint64_t bits;
+    int used; /* bits put in or taken out so far, from the top */
+};
+
+inline void put_field(FrameWord *word, int32_t value, int width) noexcept
+{
+    word->used += width;
+    word->bits |= (static_cast<uint64_t>(value) & ((uint64_t{1} << width) - 1)) << (64 - word->used);
+}
+
+inline int32_t take_field(FrameWord *word, int width) noexcept
+{
+    word->used += width;
+    return static_cast<int32_t>(word->bits >> (64 - word->used) & ((uint64_t{1} << width) - 1));
+}
+
+} // namespace
+
 void frame_pack(const FrameParams *params, uint8_t *frame) noexcept
 {
-    int16_t bits[FRAME_BITS];
-    int32_t position = 0;
-    put_bits(params->pitch_index, PITCH_BITS, bits, &position);
+    FrameWord word = {0, 0};
+    put_field(&word, params->pitch_index, PITCH_BITS);
     for (int k = 0; k < LPC_ORDER; k++)
-        put_bits(params->lsf_index[k], lsf_level_bits[k], bits, &position);
-    put_bits(params->gain_index[0], GAIN_BITS, bits, &position);
-    put_bits(params->gain_index[1], GAIN_BITS, bits, &position);
-    put_bits(params->rs_index, RS_BITS, bits, &position);
-    put_bits(params->as_index, AS_BITS, bits, &position);
-
+        put_field(&word, params->lsf_index[k], lsf_level_bits[k]);
+    put_field(&word, params->gain_index[0], GAIN_BITS);
+    put_field(&word, params->gain_index[1], GAIN_BITS);
+    put_field(&word, params->rs_index, RS_BITS);
+    put_field(&word, params->as_index, AS_BITS);
     for (int b = 0; b < FRAME_BYTES; b++)
-        frame[b] = 0;
-    for (int i = 0; i < FRAME_BITS; i++)
-        frame[i / 8] = static_cast<uint8_t>(frame[i / 8] | bits[i] << (7 - i % 8));
+        frame[b] = static_cast<uint8_t>(word.bits >> (8 * (FRAME_BYTES - 1 - b)));
 }
 
 void frame_unpack(const uint8_t *frame, FrameParams *params) noexcept
 {
-    int16_t bits[FRAME_BITS];
-    for (int i = 0; i < FRAME_BITS; i++)
-        bits[i] = static_cast<int16_t>(frame[i / 8] >> (7 - i % 8) & 1);
-
-    int32_t position = 0;
-    get_bits(&params->pitch_index, PITCH_BITS, bits, &position);
+    FrameWord word = {0, 0};
+    for (int b = 0; b < FRAME_BYTES; b++)
+        word.bits = word.bits << 8 | frame[b];
+    params->pitch_index = take_field(&word, PITCH_BITS);
     for (int k = 0; k < LPC_ORDER; k++)
-        get_bits(&params->lsf_index[k], lsf_level_bits[k], bits, &position);
-    get_bits(&params->gain_index[0], GAIN_BITS, bits, &position);
-    get_bits(&params->gain_index[1], GAIN_BITS, bits, &position);
-    get_bits(&params->rs_index, RS_BITS, bits, &position);
-    get_bits(&params->as_index, AS_BITS, bits, &position);
+        params->lsf_index[k] = take_field(&word, lsf_level_bits[k]);
+    params->gain_index[0] = take_field(&word, GAIN_BITS);
+    params->gain_index[1] = take_field(&word, GAIN_BITS);
+    params->rs_index = take_field(&word, RS_BITS);
+    params->as_index = take_field(&word, AS_BITS);
 }
 
 } // namespace talv
