@@ -32,7 +32,7 @@ constexpr int OUT_PAST = 10; /* and in out_hist: what the post-filter reads back
 
 /* The tilt factor has its roots at radius 0.2 and the angles +-2.5 radians. */
 constexpr float TILT_RADIUS = 0.2f;
-constexpr float TILT_C1 = rounded(-2.0 * wide(TILT_RADIUS) * cos_wide(2.5));
+constexpr float TILT_C1 = rounded(-2.0 * static_cast<double>(TILT_RADIUS) * cos_wide(2.5));
 constexpr float TILT_C2 = TILT_RADIUS * TILT_RADIUS;
 static_assert(std::bit_cast<uint32_t>(TILT_C2) == 0x3D23D70B);
 
@@ -135,7 +135,7 @@ int32_t build_cycle(DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *a
     Complex exc_spec[MAX_HARMONICS + 1], cycle_spec[MAX_HARMONICS + 1];
     const Complex *lpc_spec = envelope(dec, tracks, k, ahead);
     mix_excitation(&dec->noise_seed, h, amp_weight, noise_weight, exc_spec);
-    const float scale = rounded(n * wide(dec->gain_track[k + 1]) * wide(CYCLE_LEVEL) / p);
+    const float scale = rounded(wide(n) * wide(dec->gain_track[k + 1]) * wide(CYCLE_LEVEL) / wide(p));
     spectrum_shape(h, exc_spec, lpc_spec, scale, cycle_spec);
     spectrum_trim(p, n, cycle_spec);
     spline_prefilter(FFT_MAX, spline_table, n, cycle_spec);

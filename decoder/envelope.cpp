@@ -10,7 +10,7 @@ namespace talv::inline TALV_TARGET
 
 void poly_mul2(int count, float *poly, float c1, float c2) noexcept
 {
-    const double C1 = wide(c1), C2 = wide(c2);
+    const wide_t C1 = wide(c1), C2 = wide(c2);
     poly[count + 1] = c2 * poly[count - 1];
     poly[count] = rounded(add_exact(C2 * wide(poly[count - 2]), C1, wide(poly[count - 1])));
     for (int m = count - 1; m >= 2; m--)
@@ -27,7 +27,7 @@ constexpr double TWO_PI = 6.283185307;
 constexpr Complex first_harmonic(int p) noexcept
 {
     const float theta = rounded(TWO_PI / p);
-    return {rounded(cos_wide(wide(theta))), rounded(sin_wide(wide(theta)))};
+    return {rounded(cos_wide(static_cast<double>(theta))), rounded(sin_wide(static_cast<double>(theta)))};
 }
 
 constexpr int LAG_COUNT = LAG_MAX_FRAME - LAG_MIN + 1;
@@ -108,9 +108,9 @@ TALV_INLINE void spectra(const float *const (&poly)[count], int terms, int p, Co
 {
     Polynomials<count> polys;
     for (int i = 0; i < count; i++) {
-        double sum = 0.0;
+        wide_t sum = 0;
         for (int j = 0; j < POLY_TERMS; j++) {
-            const double v = j < terms ? wide(poly[i][j]) : 0.0;
+            const wide_t v = j < terms ? wide(poly[i][j]) : 0;
             polys.coef[i][j] = broadcast(v);
             sum += v;
         }

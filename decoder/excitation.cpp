@@ -75,14 +75,14 @@ void noise_profile(int h, int cap, float rs, float *out) noexcept
 {
     constexpr int STEPS = 9;
     constexpr float LAST = 8.995f; /* the end of the scale stays inside the last pair of rows */
-    float x = rounded(STEPS * wide(rs));
+    float x = rounded(wide(STEPS) * wide(rs));
     if (x >= static_cast<float>(STEPS))
         x = LAST;
     const int i = static_cast<int>(x);
     const float f = x - static_cast<float>(i);
     const float g = 1.0f - f;
     const Wide4 lower = load_wide(noise_poly_table[i]), upper = load_wide(noise_poly_table[i + 1]);
-    double c[4];
+    wide_t c[4];
     store(c, rounded_wide(add_exact(broadcast(wide(g)) * lower, broadcast(wide(f)), upper)));
 
     const Wide4 c0 = broadcast(c[0]), c1 = broadcast(c[1]), c2 = broadcast(c[2]), c3 = broadcast(c[3]);

@@ -20,24 +20,24 @@ void set_guards(float *cycle, int n) noexcept
 /** Common speed of both read positions, cycles a sample, and where the new cycle is entered */
 struct Glide {
     float f0, f1;
-    double pos_new;
+    wide_t pos_new;
 };
 
 /** While the longer lag is less than twice the shorter the speed runs from one to the other. Beyond, the shorter lag is
  *  taken r times, so that the speed stays near the longer lag.
  *  u  I  the carried position on the new grid                                                                        */
-Glide plan_glide(int p_old, int p_new, int n_new, double u) noexcept
+Glide plan_glide(int p_old, int p_new, int n_new, wide_t u) noexcept
 {
     if (p_new < p_old) {
         const int r = p_old / p_new;
-        double pos = r * u;
-        while (pos > n_new)
-            pos -= n_new;
+        wide_t pos = wide(r) * u;
+        while (pos > wide(n_new))
+            pos -= wide(n_new);
         return {1.0f / static_cast<float>(p_old), 1.0f / static_cast<float>(r * p_new), pos};
     }
     if (p_new > p_old) {
         const int r = p_new / p_old;
-        return {1.0f / static_cast<float>(r * p_old), 1.0f / static_cast<float>(p_new), u / r};
+        return {1.0f / static_cast<float>(r * p_old), 1.0f / static_cast<float>(p_new), u / wide(r)};
     }
     const float f = 1.0f / static_cast<float>(p_old);
     return {f, f, u};
@@ -45,18 +45,18 @@ Glide plan_glide(int p_old, int p_new, int n_new, double u) noexcept
 
 /** A read position on a grid of n points, and what it advances by */
 struct Reader {
-    double pos;
+    wide_t pos;
     float step, ramp; /* the step grows by the ramp */
-    double n;
+    wide_t n;
 };
 
 /** The position of the next sample; wraps around where the last advance has left the grid
  *  glides  I  whether the ramp is other than 0                                                                       */
-TALV_INLINE double next_position(Reader *reader, bool glides) noexcept
+TALV_INLINE wide_t next_position(Reader *reader, bool glides) noexcept
 {
     if (reader->pos >= reader->n) [[unlikely]]
         reader->pos -= reader->n;
-    const double pos = reader->pos;
+    const wide_t pos = reader->pos;
     reader->pos += wide(reader->step);
     if (glides)
         reader->step += reader->ramp;
@@ -64,7 +64,7 @@ TALV_INLINE double next_position(Reader *reader, bool glides) noexcept
 }
 
 /** Where the first sample is read */
-double reduced(const Reader &reader) noexcept
+wide_t reduced(const Reader &reader) noexcept
 {
     return reader.pos >= reader.n ? reader.pos - reader.n : reader.pos;
 }
@@ -72,7 +72,7 @@ double reduced(const Reader &reader) noexcept
 /** The positions of the next four samples, of which `count` are left in the subframe; the others are made up */
 TALV_INLINE Wide4 next_positions(Reader *reader, int count) noexcept
 {
-    double pos[LANES];
+    wide_t pos[LANES];
     if (reader->ramp == 0.0f) { /* two cycles of one lag, the usual case */
         pos[0] = next_position(reader, false);
         for (int l = 1; l < LANES; l++)
@@ -127,7 +127,7 @@ struct CyclePair {
     Reader old_reader, new_reader;
     bool together;  /* the positions are at the same fraction of their grids, so that old_reader serves both */
     bool same_grid; /* and the grids are of one size                                                         */
-    double ratio;   /* size of the new grid over that of the old one                                         */
+    wide_t ratio;   /* size of the new grid over that of the old one                                         */
 };
 
 /** Four samples of the cross-fade, of which the first `count` are wanted
@@ -158,7 +158,7 @@ struct Weights {
     int16_t from[LENGTH_MAX + 1]; /* place of a length's first weight, or -1 */
 };
 
-constexpr float next_weight(float t, double w) noexcept
+constexpr float next_weight(float t, wide_t w) noexcept
 {
     return rounded(wide(t) + w);
 }
@@ -172,7 +172,7 @@ constexpr Weights make_weights() noexcept
     for (const int L : SUBFRAME_LENGTHS) {
         weights.from[L] = static_cast<int16_t>(at);
         float t = 0.0f;
-        for (int j = 0; j < L; j++, t = next_weight(t, 1.0 / L))
+        for (int j = 0; j < L; j++, t = next_weight(t, 1 / wide(L)))
             weights.t[at++] = t;
     }
     return weights;
@@ -184,13 +184,13 @@ constexpr Weights weights = make_weights();
 struct Fade {
     const float *table; /* the next weights, or null */
     float t;
-    double w;
+    wide_t w;
 };
 
 Fade start_fade(int L) noexcept
 {
     const bool listed = L >= 0 && L <= LENGTH_MAX && weights.from[L] >= 0;
-    return {listed ? weights.t + weights.from[L] : nullptr, 0.0f, 1.0 / L};
+    return {listed ? weights.t + weights.from[L] : nullptr, 0.0f, 1 / wide(L)};
 }
 
 TALV_INLINE Wide4 next_weights(Fade *fade) noexcept
@@ -212,15 +212,15 @@ TALV_INLINE Wide4 next_weights(Fade *fade) noexcept
 
 bool continuity_break(float rs_before, float rs_now, float gain_before, float gain_now) noexcept
 {
-    return wide(rs_before) - wide(rs_now) > 0.5 || 3.0 * wide(gain_before) < wide(gain_now);
+    return wide(rs_before) - wide(rs_now) > wide(0.5) || 3 * wide(gain_before) < wide(gain_now);
 }
 
-double spline_value(const float *coef, double pos) noexcept
+wide_t spline_value(const float *coef, wide_t pos) noexcept
 {
     const int i = static_cast<int>(pos);
-    const double x = pos - i;
-    const double a = wide(coef[i - 1]), b = wide(coef[i]), c = wide(coef[i + 1]), e = wide(coef[i + 2]);
-    return spline_cubic(a, b, c, e, x, 2.0, 3.0, 4.0);
+    const wide_t x = pos - wide(i);
+    const wide_t a = wide(coef[i - 1]), b = wide(coef[i]), c = wide(coef[i + 1]), e = wide(coef[i + 2]);
+    return spline_cubic(a, b, c, e, x, wide_t{2}, wide_t{3}, wide_t{4});
 }
 
 void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, int p_old, int p_new, int L, float *out,
@@ -229,14 +229,14 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
     set_guards(old_cycle, n_old);
     set_guards(new_cycle, n_new);
 
-    const Glide glide = plan_glide(p_old, p_new, n_new, wide(*phase) / n_old * n_new);
-    const float d = rounded(wide(glide.f1 - glide.f0) * (1.0 / L));
+    const Glide glide = plan_glide(p_old, p_new, n_new, wide(*phase) / wide(n_old) * wide(n_new));
+    const float d = rounded(wide(glide.f1 - glide.f0) * (1 / wide(L)));
     /* Grid sizes are powers of two: all that is multiplied or divided by them stays exact. Two positions that start at
      * the same fraction of their grids therefore stay there. */
     const float size_old = static_cast<float>(n_old), size_new = static_cast<float>(n_new);
     const Reader old_reader = {wide(*phase), glide.f0 * size_old, d * size_old, wide(size_old)};
     const Reader new_reader = {glide.pos_new, glide.f0 * size_new, d * size_new, wide(size_new)};
-    const double ratio = wide(size_new) / wide(size_old);
+    const wide_t ratio = wide(size_new) / wide(size_old);
     const bool together = reduced(old_reader) * ratio == reduced(new_reader);
     CyclePair pair = {old_cycle, new_cycle, old_reader, new_reader, together, together && n_old == n_new, ratio};
 

@@ -11,6 +11,7 @@
 #define TALV_DECODER_INTERPOLATE_H
 
 #include "dsp/target.h"
+#include "dsp/wide.h"
 
 #include <cstdint>
 
@@ -24,7 +25,7 @@ bool continuity_break(float rs_before, float rs_now, float gain_before, float ga
 /** Value of a periodic cubic B-spline: 6 times the uniform one, so a + 4b + c at whole positions
  *  coef  I     around the position: indices trunc(pos) - 1 .. trunc(pos) + 2 are read
  *  pos   I     in grid points, 0 or above                                                                        */
-double spline_value(const float *coef, double pos) noexcept;
+wide_t spline_value(const float *coef, wide_t pos) noexcept;
 
 /** Read the old and the new cycle at one gliding speed and cross-fade from the first to the second
  *  n_old, n_new  I                grid sizes, 32, 64 or 128

@@ -104,14 +104,14 @@ constexpr int BLOCK = 80; /* samples filtered at a time: the longest subframe */
 
 /** The zeros' part: y[q] = zero[0] x[q] + zero[1] x[q-1] + ... for whole groups of four
  *  work  IO [PF_TAPS + count + 3]  x[q] at work[q + PF_TAPS] in, from x[-11] on; y[q] at work[q] out                */
-void apply_zeros(const float *zero, int count, double *work) noexcept
+void apply_zeros(const float *zero, int count, wide_t *work) noexcept
 {
     Wide4 z[PF_TAPS];
     TALV_UNROLL
     for (int j = 0; j < PF_TAPS; j++)
         z[j] = broadcast(wide(zero[j]));
     for (int q = 0; q < count; q += LANES) {
-        const double *x = work + PF_TAPS + q;
+        const wide_t *x = work + PF_TAPS + q;
         Wide4 y = z[0] * load(x);
         TALV_UNROLL
         for (int j = 1; j < PF_TAPS; j++)
@@ -174,7 +174,7 @@ TALV_INLINE Wide4 apply_poles(const Poles &poles, Wide4 sum, Outputs *outputs) n
 /** At most BLOCK samples */
 void filter_block(const PostfilterTaps &taps, int count, const float *in, float *out) noexcept
 {
-    double work[PF_TAPS + BLOCK + LANES];
+    wide_t work[PF_TAPS + BLOCK + LANES];
     int i = 1 - PF_TAPS;
     for (; i + LANES <= count; i += LANES)
         store(work + PF_TAPS + i, load_wide(in + i));

@@ -11,7 +11,7 @@ void subframe_grid(int32_t lag, int32_t frame_len, int32_t k_min, int32_t k_max,
 {
     int32_t count = k_max;
     if (lag > 0)
-        count = static_cast<int32_t>(frame_len * wide(factor) / lag + 0.5);
+        count = static_cast<int32_t>(wide(frame_len) * wide(factor) / wide(lag) + wide(0.5));
     if (count < k_min)
         count = k_min;
     if (count > k_max)
@@ -33,7 +33,7 @@ void pitch_interp(int32_t prev, int32_t cur, int32_t K, int32_t *out) noexcept
     }
     const float r = 1.0f / static_cast<float>(K);
     const float s = static_cast<float>(cur - prev) * r;
-    double v = wide(rounded(prev + wide(s) + 0.5)); /* rounded at its start and never again */
+    wide_t v = wide(rounded(wide(prev) + wide(s) + wide(0.5))); /* rounded at its start and never again */
     for (int32_t m = 0; m < K; m++) {
         out[m] = static_cast<int32_t>(v);
         v += wide(s);
@@ -43,9 +43,9 @@ void pitch_interp(int32_t prev, int32_t cur, int32_t K, int32_t *out) noexcept
 void rs_expand(int32_t count, float *v) noexcept
 {
     for (int32_t i = 0; i < count; i++) {
-        const double excess = wide(v[i]) - 0.5;
-        if (excess > 0.0)
-            v[i] = rounded(wide(v[i]) + 2.2222 * (excess * excess));
+        const wide_t excess = wide(v[i]) - wide(0.5);
+        if (excess > 0)
+            v[i] = rounded(wide(v[i]) + wide(2.2222) * (excess * excess));
         if (v[i] > 1.0f)
             v[i] = 1.0f;
     }
@@ -54,10 +54,10 @@ void rs_expand(int32_t count, float *v) noexcept
 void rs_interp(int32_t count, const float *hist, int32_t K, float *out) noexcept
 {
     const float s = static_cast<float>(count) / static_cast<float>(K);
-    double v = 0.5 * count / K + 0.5;
+    wide_t v = wide(0.5) * wide(count) / wide(K) + wide(0.5);
     for (int32_t m = 0; m < K; m++) {
         const int32_t i = static_cast<int32_t>(v);
-        out[m] = rounded((i + 1 - v) * wide(hist[i - 1]) + (v - i) * wide(hist[i]));
+        out[m] = rounded((wide(i + 1) - v) * wide(hist[i - 1]) + (v - wide(i)) * wide(hist[i]));
         v += wide(s);
     }
 }
@@ -94,7 +94,7 @@ void as_interp(int32_t dim, const float *prev, const float *cur, int32_t K, floa
 namespace
 {
 
-constexpr double QUARTER_END = 0.001; /* a subframe's end is read just before it, inside its own quarter */
+constexpr wide_t QUARTER_END = wide(0.001); /* a subframe's end is read just before it, inside its own quarter */
 
 } // namespace
 
@@ -104,16 +104,16 @@ void gain_interp(int32_t count, float *g, int32_t K, float onset, float *out) no
         g[j] *= g[j];
 
     const float s = static_cast<float>(count) / static_cast<float>(K);
-    double start = static_cast<double>(count) / K - QUARTER_END;
+    wide_t start = wide(count) / wide(K) - QUARTER_END;
     if (K < count) /* subframes longer than a quarter: read in the middle of a quarter's length */
-        start = wide(rounded(start)) - 0.5 / count;
-    double v = wide(rounded(start));
+        start = wide(rounded(start)) - wide(0.5) / wide(count);
+    wide_t v = wide(rounded(start));
     for (int32_t m = 0; m < K; m++) {
         const int32_t i = static_cast<int32_t>(v);
-        const double x = v - i;
+        const wide_t x = v - wide(i);
         const float A = g[i - 1];
         const float B = g[i];
-        out[m] = wide(onset) * wide(A) > wide(B) ? rounded((1.0 - x) * wide(A) + x * wide(B)) : B;
+        out[m] = wide(onset) * wide(A) > wide(B) ? rounded((1 - x) * wide(A) + x * wide(B)) : B;
         v += wide(s);
     }
 }

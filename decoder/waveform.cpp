@@ -39,7 +39,7 @@ void fft_size_for(int length, int cap, int32_t *out) noexcept
 namespace
 {
 
-constexpr double TINY = 1e-10; /* keeps the quotients finite where a divisor vanishes */
+constexpr wide_t TINY = wide(1e-10); /* keeps the quotients finite where a divisor vanishes */
 
 /** Four quotients exc/lpc, in two pairs, and the square of each one's magnitude */
 struct Quotients {
@@ -60,8 +60,8 @@ TALV_INLINE Quotients divide_four(Float4 x01, Float4 x23, Float4 b01, Float4 b23
 
 Complex divide_one(Complex x, Complex b) noexcept
 {
-    const double xr = wide(x.re), xi = wide(x.im), br = wide(b.re), bi = wide(b.im);
-    const double D = wide(rounded(br * br + bi * bi + TINY));
+    const wide_t xr = wide(x.re), xi = wide(x.im), br = wide(b.re), bi = wide(b.im);
+    const wide_t D = wide(rounded(br * br + bi * bi + TINY));
     return {rounded((br * xr + bi * xi) / D), rounded((br * xi - bi * xr) / D)};
 }
 
@@ -79,7 +79,7 @@ TALV_INLINE Quotients divide_last(const Complex *exc, const Complex *lpc, int k,
 
 void spectrum_shape(int h, const Complex *exc, const Complex *lpc, float scale, Complex *out) noexcept
 {
-    double sum = TINY;
+    wide_t sum = TINY;
     int k = 1;
     for (; k + LANES <= h; k += LANES) {
         const Quotients quotients =
@@ -102,8 +102,8 @@ void spectrum_shape(int h, const Complex *exc, const Complex *lpc, float scale, 
     out[0] = divide_one(exc[0], lpc[0]);
 
     float E = rounded(sum);
-    E = rounded(wide(E) + 0.5 * (wide(edge) * wide(edge) + wide(out[0].re) * wide(out[0].re)));
-    const float F = rounded(h * wide(scale) * std::sqrt(2.0 / wide(E)));
+    E = rounded(wide(E) + wide(0.5) * (wide(edge) * wide(edge) + wide(out[0].re) * wide(out[0].re)));
+    const float F = rounded(wide(h) * wide(scale) * std::sqrt(2 / wide(E)));
     for (int i = 1; i < k; i += LANES / 2)
         store4(&out[i].re, load4(&out[i].re) * F);
     for (int i = k; i <= h; i++)

@@ -21,7 +21,7 @@ constexpr int GROUPS = 5;
 
 /** The sums of groups * LANES lags downwards from lag_hi; the lags below lag_lo are dropped */
 template <int groups>
-void correlate_groups(const double *x, int n, int lag_lo, int lag_hi, double bias, float *out) noexcept
+void correlate_groups(const wide_t *x, int n, int lag_lo, int lag_hi, wide_t bias, float *out) noexcept
 {
     Wide4 sum[groups];
     TALV_UNROLL
@@ -47,7 +47,7 @@ void correlate_groups(const double *x, int n, int lag_lo, int lag_hi, double bia
 
 /** correlate_groups for a number of groups known at run time, at most `groups` */
 template <int groups>
-void correlate_up_to(int wanted, const double *x, int n, int lag_lo, int lag_hi, double bias, float *out) noexcept
+void correlate_up_to(int wanted, const wide_t *x, int n, int lag_lo, int lag_hi, wide_t bias, float *out) noexcept
 {
     if constexpr (groups > 1) {
         if (wanted < groups) {
@@ -60,7 +60,7 @@ void correlate_up_to(int wanted, const double *x, int n, int lag_lo, int lag_hi,
 
 } // namespace
 
-void widen(const float *x, int n, double *out) noexcept
+void widen(const float *x, int n, wide_t *out) noexcept
 {
     int i = 0;
     for (; i + LANES <= n; i += LANES)
@@ -69,7 +69,7 @@ void widen(const float *x, int n, double *out) noexcept
         out[i] = wide(x[i]);
 }
 
-void correlate_lags(const double *x, int n, int lag_lo, int lag_hi, float bias, float *out) noexcept
+void correlate_lags(const wide_t *x, int n, int lag_lo, int lag_hi, float bias, float *out) noexcept
 {
     /* Passes of nearly equal size, so that none is left with too few sums to hide the latency */
     int groups = (lag_hi - lag_lo + LANES) / LANES;
@@ -83,7 +83,7 @@ void correlate_lags(const double *x, int n, int lag_lo, int lag_hi, float bias, 
 
 float energy(const float *x, int n) noexcept
 {
-    double sum = 0.0;
+    wide_t sum = 0;
     _Pragma("GCC unroll 4") for (int i = 0; i < n; i++) sum = add_exact(sum, wide(x[i]), wide(x[i]));
     return rounded(sum);
 }

@@ -77,10 +77,10 @@ void butterfly(float *z, int a, int b) noexcept
 }
 
 /** The same with z[b] first turned by (wr, wi); the product stays wide */
-void butterfly_turned(float *z, int a, int b, double wr, double wi) noexcept
+void butterfly_turned(float *z, int a, int b, wide_t wr, wide_t wi) noexcept
 {
-    const double tr = wr * wide(z[2 * b]) - wi * wide(z[2 * b + 1]);
-    const double ti = wr * wide(z[2 * b + 1]) + wi * wide(z[2 * b]);
+    const wide_t tr = wr * wide(z[2 * b]) - wi * wide(z[2 * b + 1]);
+    const wide_t ti = wr * wide(z[2 * b + 1]) + wi * wide(z[2 * b]);
     z[2 * b] = rounded(wide(z[2 * a]) - tr);
     z[2 * b + 1] = rounded(wide(z[2 * a + 1]) - ti);
     z[2 * a] = rounded(wide(z[2 * a]) + tr);
@@ -108,11 +108,11 @@ void butterfly_turned(float *z, int a, int b, double wr, double wi) noexcept
 
 /** Where the factors of one size lie: merge, last stage but one, last stage; real parts before imaginary ones */
 template <int h>
-constexpr Table<double, 2 * h> make_factors() noexcept
+constexpr Table<wide_t, 2 * h> make_factors() noexcept
 {
     constexpr int q = h / 4;
     constexpr Table<Complex, FFT_MAX> twiddle = make_twiddle();
-    Table<double, 2 * h> table{};
+    Table<wide_t, 2 * h> table{};
     for (int k = 0; k < h / 2; k++) {
         const Complex w = twiddle.entry[(k + 1) * (FFT_MAX / (2 * h))];
         table.entry[k] = wide(w.re);
@@ -129,9 +129,9 @@ constexpr Table<double, 2 * h> make_factors() noexcept
     return table;
 }
 
-constexpr Table<double, 32> factors_32 = make_factors<16>();
-constexpr Table<double, 64> factors_64 = make_factors<32>();
-constexpr Table<double, 128> factors_128 = make_factors<64>();
+constexpr Table<wide_t, 32> factors_32 = make_factors<16>();
+constexpr Table<wide_t, 64> factors_64 = make_factors<32>();
+constexpr Table<wide_t, 128> factors_128 = make_factors<64>();
 
 /** Turning by a quarter circle changes nothing but signs and places in the rounded table, which last_stages() uses. */
 constexpr bool quarter_turns_are_exact() noexcept
@@ -149,7 +149,7 @@ constexpr int WIDE_MIN = 32; /* smallest size of the wide transforms */
 
 Factors factors_of(int h) noexcept
 {
-    const double *f = h == 16 ? factors_32 : h == 32 ? factors_64 : factors_128;
+    const wide_t *f = h == 16 ? factors_32 : h == 32 ? factors_64 : factors_128;
     const int q = h / 4;
     return {f, f + 2 * q, f + 4 * q, f + 5 * q, f + 6 * q, f + 7 * q};
 }
@@ -277,13 +277,13 @@ void real_fft(const float *samples, Complex *spectrum, int n, int size_max, cons
     spectrum[h] = {z0.re - z0.im, 0.0f};
     spectrum[q].im = -spectrum[q].im;
     for (int k = 1; k < q; k++) {
-        const double xr = wide(spectrum[k].re), xi = wide(spectrum[k].im);
-        const double yr = wide(spectrum[h - k].re), yi = wide(spectrum[h - k].im);
-        const double wr = wide(twiddle[k * S].re), wi = wide(twiddle[k * S].im);
-        const double F = (xi + yi) * wr - (yr - xr) * wi;
-        const double G = (yr - xr) * wr + (xi + yi) * wi;
-        spectrum[k] = {rounded(0.5 * (xr + yr + F)), rounded(0.5 * ((xi - yi) + G))};
-        spectrum[h - k] = {rounded(0.5 * (xr + yr - F)), rounded(0.5 * (G - (xi - yi)))};
+        const wide_t xr = wide(spectrum[k].re), xi = wide(spectrum[k].im);
+        const wide_t yr = wide(spectrum[h - k].re), yi = wide(spectrum[h - k].im);
+        const wide_t wr = wide(twiddle[k * S].re), wi = wide(twiddle[k * S].im);
+        const wide_t F = (xi + yi) * wr - (yr - xr) * wi;
+        const wide_t G = (yr - xr) * wr + (xi + yi) * wi;
+        spectrum[k] = {rounded(wide(0.5) * (xr + yr + F)), rounded(wide(0.5) * ((xi - yi) + G))};
+        spectrum[h - k] = {rounded(wide(0.5) * (xr + yr - F)), rounded(wide(0.5) * (G - (xi - yi)))};
     }
 }
 
@@ -306,11 +306,11 @@ void real_ifft(const Complex *spectrum, float *samples, int n, int size_max, con
     samples[middle] = 2.0f * spectrum[q].re;
     samples[middle + 1] = -2.0f * spectrum[q].im;
     for (int k = 1; k < q; k++) {
-        const double xr = wide(spectrum[k].re), xi = wide(spectrum[k].im);
-        const double yr = wide(spectrum[h - k].re), yi = wide(spectrum[h - k].im);
-        const double wr = wide(twiddle[k * S].re), wi = wide(twiddle[k * S].im);
-        const double F = (xi + yi) * wr - (xr - yr) * wi;
-        const double G = (xr - yr) * wr + (xi + yi) * wi;
+        const wide_t xr = wide(spectrum[k].re), xi = wide(spectrum[k].im);
+        const wide_t yr = wide(spectrum[h - k].re), yi = wide(spectrum[h - k].im);
+        const wide_t wr = wide(twiddle[k * S].re), wi = wide(twiddle[k * S].im);
+        const wide_t F = (xi + yi) * wr - (xr - yr) * wi;
+        const wide_t G = (xr - yr) * wr + (xi + yi) * wi;
         float *low = samples + bitrev[k * S];
         float *high = samples + bitrev[(h - k) * S];
         low[0] = rounded((xr + yr) - F);

@@ -74,7 +74,7 @@ inline void first_stages(const Planes &z, int h, Planes &out) noexcept
 
 /** e^(+2 pi j t / 16), t = 0 .. 7: the factors of the stages to 16 points and, every other one, to 8 */
 struct MiddleFactors {
-    double re[8], im[8];
+    wide_t re[8], im[8];
 };
 
 extern const MiddleFactors fft_middle_factors;
@@ -114,9 +114,9 @@ inline void middle_stage(const Planes &z, int h, int m, Planes &out) noexcept
 
 /** Factors of one size, floats in value, h = n/2 complex points */
 struct Factors {
-    const double *merge_re, *merge_im; /* [h/2]  e^(-2 pi j k / n), k = 1 .. h/2                      */
-    const double *a_re, *a_im;         /* [h/4]  e^(+2 pi j t / (h/2)), of the last stage but one     */
-    const double *b_re, *b_im;         /* [h/4]  e^(+2 pi j t / h), of the last stage                 */
+    const wide_t *merge_re, *merge_im; /* [h/2]  e^(-2 pi j k / n), k = 1 .. h/2                      */
+    const wide_t *a_re, *a_im;         /* [h/4]  e^(+2 pi j t / (h/2)), of the last stage but one     */
+    const wide_t *b_re, *b_im;         /* [h/4]  e^(+2 pi j t / h), of the last stage                 */
 };
 
 /** Four values each of Z[t], Z[t+q], Z[t+2q], Z[t+3q], q = h/4 */

@@ -17,7 +17,7 @@ constexpr int LPC_CONVERT_MAX = 32; /* largest order of lsf_to_lpc */
  *  factor has not changed yet. On entry the polynomial has degree `degree` - 2, on return `degree`.                  */
 [[gnu::cold]] void multiply_by_root_pair(float *poly, int degree, float w) noexcept
 {
-    const float c = rounded(2.0 * cos_wide(wide(w)));
+    const float c = rounded(2 * cos_wide(wide(w)));
     for (int i = degree; i >= 2; i--)
         poly[i] = rounded(wide(poly[i - 2]) - wide(c) * wide(poly[i - 1]) + wide(poly[i]));
     poly[1] -= c;
@@ -58,9 +58,9 @@ struct WideAngle {
 
 TALV_INLINE WideAngle reduce_angle(Wide4 x) noexcept
 {
-    const Wide4 turns = x * broadcast(2.0 / PI);
+    const Wide4 turns = x * broadcast(wide(2.0 / PI));
     const Wide4 k = widened(truncated(turns + broadcast(0.5)));
-    return {k, (x - k * broadcast(HALF_PI_HIGH)) - k * broadcast(HALF_PI_LOW)};
+    return {k, (x - k * broadcast(TrigLimits<wide_t>::HALF_PI_HIGH)) - k * broadcast(TrigLimits<wide_t>::HALF_PI_LOW)};
 }
 
 /** cos_wide() of two times four angles, the same operations on every lane, for angles within 0 .. 3.9 radians
@@ -70,10 +70,10 @@ TALV_INLINE void cos_pair_wide(Wide4 x, Wide4 y, Wide4 *cos_x, Wide4 *cos_y) noe
 {
     const WideAngle a = reduce_angle(x), b = reduce_angle(y);
     const Wide4 az = a.rest * a.rest, bz = b.rest * b.rest;
-    Wide4 a_sin = broadcast(trig_series.sine[TRIG_TERMS - 1]), b_sin = a_sin;
-    Wide4 a_cos = broadcast(trig_series.cosine[TRIG_TERMS - 1]), b_cos = a_cos;
-    for (int n = TRIG_TERMS - 2; n >= 0; n--) {
-        const Wide4 sine = broadcast(trig_series.sine[n]), cosine = broadcast(trig_series.cosine[n]);
+    Wide4 a_sin = broadcast(trig_series<wide_t>.sine[TrigLimits<wide_t>::TERMS - 1]), b_sin = a_sin;
+    Wide4 a_cos = broadcast(trig_series<wide_t>.cosine[TrigLimits<wide_t>::TERMS - 1]), b_cos = a_cos;
+    for (int n = TrigLimits<wide_t>::TERMS - 2; n >= 0; n--) {
+        const Wide4 sine = broadcast(trig_series<wide_t>.sine[n]), cosine = broadcast(trig_series<wide_t>.cosine[n]);
         a_sin = a_sin * az + sine;
         b_sin = b_sin * bz + sine;
         a_cos = a_cos * az + cosine;
@@ -190,14 +190,14 @@ void stabilize_upwards(float *lsf, int order, float spacing) noexcept
     float p = 0.0f;
     float low = 0.0f;
     for (int k = 0; k < order; k++) {
-        const double t = wide(p) + wide(spacing);
+        const wide_t t = wide(p) + wide(spacing);
         if (t <= wide(lsf[k])) {
             low = rounded(t);
         } else {
             if (lsf[k] < p)
                 lsf[k] = p;
             if (p > low) { /* room below: open the pair around its midpoint */
-                const float m = rounded((wide(lsf[k]) + wide(p)) * 0.5 - wide(half));
+                const float m = rounded((wide(lsf[k]) + wide(p)) * wide(0.5) - wide(half));
                 p = m < low ? low : m;
                 lsf[k - 1] = p;
             }
@@ -220,14 +220,14 @@ void stabilize_downwards(float *lsf, int order, float spacing) noexcept
     float p = rounded(LSF_TOP);
     float high = rounded(LSF_TOP);
     for (int k = order - 1; k >= 0; k--) {
-        const double t = wide(p) - wide(spacing);
+        const wide_t t = wide(p) - wide(spacing);
         if (t >= wide(lsf[k])) {
             high = rounded(t);
         } else {
             if (lsf[k] > p)
                 lsf[k] = p;
             if (p < high) { /* room above */
-                const float m = rounded((wide(lsf[k]) + wide(p)) * 0.5 + wide(half));
+                const float m = rounded((wide(lsf[k]) + wide(p)) * wide(0.5) + wide(half));
                 p = m > high ? high : m;
                 lsf[k + 1] = p;
             }
@@ -242,7 +242,7 @@ void stabilize_downwards(float *lsf, int order, float spacing) noexcept
 
 int lsf_stabilize(float *lsf, int order, float spacing) noexcept
 {
-    const double even_spread = LSF_TOP / (order + 1);
+    const wide_t even_spread = LSF_TOP / wide(order + 1);
     if (even_spread <= wide(spacing)) {
         const float q = rounded(even_spread);
         for (int k = 0; k < order; k++)

@@ -12,11 +12,12 @@
 #define TALV_DSP_LSF_H
 
 #include "dsp/target.h"
+#include "dsp/wide.h"
 
 namespace talv::inline TALV_TARGET
 {
 
-inline constexpr double LSF_TOP = 3.14159;           /* top of the LSF range in radians: six digits of pi, by design */
+inline constexpr wide_t LSF_TOP = wide(3.14159);     /* top of the LSF range in radians: six digits of pi, by design */
 inline constexpr float LSF_SPACING_ANALYSIS = 0.04f; /* least distance of neighbours after the analysis, radians     */
 inline constexpr float LSF_SPACING_DECODED = 0.02f;  /* the same for a decoded vector                                */
 

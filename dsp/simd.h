@@ -14,6 +14,7 @@
 #define TALV_DSP_SIMD_H
 
 #include "dsp/target.h"
+#include "dsp/wide.h"
 
 #include <cstdint>
 #include <cstring>
@@ -34,7 +35,7 @@ namespace talv::inline TALV_TARGET
 
 inline constexpr int LANES = 4;
 
-TALV_INLINE double add_exact(double sum, double x, double y) noexcept
+TALV_INLINE wide_t add_exact(wide_t sum, wide_t x, wide_t y) noexcept
 {
 #ifdef __FMA__
     return __builtin_fma(x, y, sum);
@@ -43,7 +44,7 @@ TALV_INLINE double add_exact(double sum, double x, double y) noexcept
 #endif
 }
 
-TALV_INLINE double subtract_exact(double sum, double x, double y) noexcept
+TALV_INLINE wide_t subtract_exact(wide_t sum, wide_t x, wide_t y) noexcept
 {
 #ifdef __FMA__
     return __builtin_fma(-x, y, sum);
@@ -58,15 +59,15 @@ struct Wide4 {
     __m256d v;
 };
 
-TALV_INLINE Wide4 broadcast(double x) noexcept
+TALV_INLINE Wide4 broadcast(wide_t x) noexcept
 {
     return {_mm256_set1_pd(x)};
 }
-TALV_INLINE Wide4 make_wide4(double a, double b, double c, double d) noexcept
+TALV_INLINE Wide4 make_wide4(wide_t a, wide_t b, wide_t c, wide_t d) noexcept
 {
     return {_mm256_setr_pd(a, b, c, d)};
 }
-TALV_INLINE Wide4 load(const double *x) noexcept
+TALV_INLINE Wide4 load(const wide_t *x) noexcept
 {
     return {_mm256_loadu_pd(x)};
 }
@@ -74,7 +75,7 @@ TALV_INLINE Wide4 load_wide(const float *x) noexcept
 {
     return {_mm256_cvtps_pd(_mm_loadu_ps(x))};
 }
-TALV_INLINE void store(double *out, Wide4 x) noexcept
+TALV_INLINE void store(wide_t *out, Wide4 x) noexcept
 {
     _mm256_storeu_pd(out, x.v);
 }
@@ -135,14 +136,14 @@ TALV_INLINE void max_of_8(const int32_t *x, const int32_t *y, int32_t *out) noex
 
 #else
 
-using Pair64 = double __attribute__((vector_size(16)));
+using Pair64 = wide_t __attribute__((vector_size(16)));
 using Pair32 = float __attribute__((vector_size(8)));
 
 struct Wide4 {
     Pair64 lo, hi;
 };
 
-TALV_INLINE Pair64 load_pair(const double *x) noexcept
+TALV_INLINE Pair64 load_pair(const wide_t *x) noexcept
 {
     Pair64 v;
     std::memcpy(&v, x, sizeof v);
@@ -156,15 +157,15 @@ TALV_INLINE Pair64 widen_pair(const float *x) noexcept
     return __builtin_convertvector(v, Pair64);
 }
 
-TALV_INLINE Wide4 broadcast(double x) noexcept
+TALV_INLINE Wide4 broadcast(wide_t x) noexcept
 {
     return {Pair64{x, x}, Pair64{x, x}};
 }
-TALV_INLINE Wide4 make_wide4(double a, double b, double c, double d) noexcept
+TALV_INLINE Wide4 make_wide4(wide_t a, wide_t b, wide_t c, wide_t d) noexcept
 {
     return {Pair64{a, b}, Pair64{c, d}};
 }
-TALV_INLINE Wide4 load(const double *x) noexcept
+TALV_INLINE Wide4 load(const wide_t *x) noexcept
 {
     return {load_pair(x), load_pair(x + 2)};
 }
@@ -172,7 +173,7 @@ TALV_INLINE Wide4 load_wide(const float *x) noexcept
 {
     return {widen_pair(x), widen_pair(x + 2)};
 }
-TALV_INLINE void store(double *out, Wide4 x) noexcept
+TALV_INLINE void store(wide_t *out, Wide4 x) noexcept
 {
     std::memcpy(out, &x, sizeof x);
 }
@@ -243,8 +244,7 @@ TALV_INLINE void max_of_8(const int32_t *x, const int32_t *y, int32_t *out) noex
 /** Four floats `stride` apart, as doubles */
 TALV_INLINE Wide4 load_strided(const float *x, int stride) noexcept
 {
-    return make_wide4(static_cast<double>(x[0]), static_cast<double>(x[stride]), static_cast<double>(x[2 * stride]),
-                      static_cast<double>(x[3 * stride]));
+    return make_wide4(wide(x[0]), wide(x[stride]), wide(x[2 * stride]), wide(x[3 * stride]));
 }
 
 /** Four elements of four rows, turned: column[d] holds element d of each row

@@ -95,10 +95,10 @@ TALV_INLINE void transpose(Float4 (&block)[4]) noexcept
 
 /* Two doubles. In the links of a recursive chain both lanes hold the same value. */
 #ifdef TALV_SIMD_AVX2
-using Pair64 = double __attribute__((vector_size(16)));
+using Pair64 = wide_t __attribute__((vector_size(16)));
 #endif
 
-TALV_INLINE Pair64 twice(double x) noexcept
+TALV_INLINE Pair64 twice(wide_t x) noexcept
 {
     return Pair64{x, x};
 }
@@ -153,7 +153,7 @@ TALV_INLINE Wide4 widened(Int4 x) noexcept
 {
     return {_mm256_cvtepi32_pd(reinterpret_cast<__m128i>(x))};
 }
-TALV_INLINE double lane(Wide4 x, int i) noexcept
+TALV_INLINE wide_t lane(Wide4 x, int i) noexcept
 {
     return x.v[i];
 }
@@ -225,7 +225,7 @@ TALV_INLINE Wide4 widened(Int4 x) noexcept
             __builtin_convertvector(__builtin_shufflevector(x, x, 2, 3), Pair64)};
 }
 #endif
-TALV_INLINE double lane(Wide4 x, int i) noexcept
+TALV_INLINE wide_t lane(Wide4 x, int i) noexcept
 {
     return i < 2 ? x.lo[i] : x.hi[i - 2];
 }

@@ -163,9 +163,9 @@ void squared_distances(int row_len, int dim, const float *vector, int rows, cons
         store_rounded(distance + i, e);
     }
     for (; i < rows; i++) {
-        double e = 0.0;
+        wide_t e = 0;
         for (int d = 0; d < dim; d++) {
-            const double t = wide(vector[d]) - wide(table[i * row_len + d]);
+            const wide_t t = wide(vector[d]) - wide(table[i * row_len + d]);
             e += t * t;
         }
         distance[i] = rounded(e);

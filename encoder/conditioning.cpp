@@ -21,7 +21,7 @@ constexpr Table<float, FRAME_LEN> make_floor_noise() noexcept
 {
     Table<float, FRAME_LEN> table{};
     for (int i = 0; i < FRAME_LEN; i++) {
-        const int32_t thousandths = static_cast<int32_t>(wide(as_codebook[i]) * 1000.0 + 0.5);
+        const int32_t thousandths = static_cast<int32_t>(static_cast<double>(as_codebook[i]) * 1000.0 + 0.5);
         table.entry[i] = rounded(thousandths / 1e10);
     }
     return table;
@@ -34,9 +34,9 @@ constexpr Table<float, FRAME_LEN> floor_noise = make_floor_noise();
 void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n) noexcept
 {
     constexpr int PAST = PREFILTER_TERMS - 1;
-    double w[FRAME_LEN];             /* output of the recursive part, not rounded                    */
-    double stored[PAST + FRAME_LEN]; /* the same as the memory keeps it: rounded, after PAST older ones */
-    double d[PREFILTER_TERMS];
+    wide_t w[FRAME_LEN];             /* output of the recursive part, not rounded                    */
+    wide_t stored[PAST + FRAME_LEN]; /* the same as the memory keeps it: rounded, after PAST older ones */
+    wide_t d[PREFILTER_TERMS];
     for (int k = 0; k < PREFILTER_TERMS; k++)
         d[k] = wide(den[k]);
     for (int k = 1; k <= PAST; k++)
@@ -44,8 +44,8 @@ void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float
 
     /* The recursive part. The newest term comes last: all the others are then ready before it is. */
     for (int i = 0; i < n; i++) {
-        const double *past = stored + PAST + i;
-        double sum = subtract_exact(static_cast<double>(pcm[i]), past[-4], d[4]);
+        const wide_t *past = stored + PAST + i;
+        wide_t sum = subtract_exact(wide(pcm[i]), past[-4], d[4]);
         sum = subtract_exact(sum, past[-3], d[3]);
         sum = subtract_exact(sum, past[-2], d[2]);
         w[i] = subtract_exact(sum, past[-1], d[1]);
@@ -58,7 +58,7 @@ void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float
     for (int k = 0; k < PREFILTER_TERMS; k++)
         c[k] = broadcast(wide(num[k]));
     for (int i = 0; i < n; i += LANES) {
-        const double *past = stored + PAST + i;
+        const wide_t *past = stored + PAST + i;
         Wide4 sum = load(past - 4) * c[4];
         sum = add_exact(sum, load(past - 3), c[3]);
         sum = add_exact(sum, load(past - 2), c[2]);
@@ -76,12 +76,12 @@ void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float
 
 void dc_tracker(int n, float *mean, float *x) noexcept
 {
-    double total = 0.0;
+    wide_t total = 0;
     for (int i = 0; i < n; i++)
         total += wide(x[i]);
     const float sum = rounded(total);
-    const double m = wide(sum) / n;
-    const float step = rounded((m - wide(*mean)) / n);
+    const wide_t m = wide(sum) / wide(n);
+    const float step = rounded((m - wide(*mean)) / wide(n));
 
     float level[FRAME_LEN]; /* a running sum, so it is walked first */
     level[0] = *mean;
@@ -94,7 +94,7 @@ void dc_tracker(int n, float *mean, float *x) noexcept
 
 void lpc_residual(int, int n, const float *x, const float *a, float *out) noexcept
 {
-    double history[LPC_ORDER + FRAME_LEN];
+    wide_t history[LPC_ORDER + FRAME_LEN];
     widen(x - LPC_ORDER, LPC_ORDER + n, history);
     Wide4 tap[LPC_ORDER];
     TALV_UNROLL
@@ -102,7 +102,7 @@ void lpc_residual(int, int n, const float *x, const float *a, float *out) noexce
         tap[j] = broadcast(wide(a[j]));
     int i = 0;
     for (; i + LANES <= n; i += LANES) {
-        const double *now = history + LPC_ORDER + i;
+        const wide_t *now = history + LPC_ORDER + i;
         Wide4 e = load(now);
         TALV_UNROLL
         for (int j = 0; j < LPC_ORDER; j++)
@@ -110,8 +110,8 @@ void lpc_residual(int, int n, const float *x, const float *a, float *out) noexce
         store_rounded(out + i, e);
     }
     for (; i < n; i++) {
-        const double *now = history + LPC_ORDER + i;
-        double e = now[0];
+        const wide_t *now = history + LPC_ORDER + i;
+        wide_t e = now[0];
         for (int j = 0; j < LPC_ORDER; j++)
             e = add_exact(e, wide(a[j]), now[-1 - j]);
         out[i] = rounded(e);

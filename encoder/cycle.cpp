@@ -11,11 +11,11 @@ namespace talv::inline TALV_TARGET
 namespace
 {
 
-constexpr double SPLINE_POLE = 0.267949192; /* 2 - sqrt(3): the pole of the cubic B-spline's inverse filter */
+constexpr wide_t SPLINE_POLE = wide(0.267949192); /* 2 - sqrt(3): the pole of the cubic B-spline's inverse filter */
 
 /** A cycle's cubics a u^3 + b u^2 + c u + d, one a segment, floats in value */
 struct Segments {
-    double a[LAG_MAX], b[LAG_MAX], c[LAG_MAX], d[LAG_MAX];
+    wide_t a[LAG_MAX], b[LAG_MAX], c[LAG_MAX], d[LAG_MAX];
 };
 
 } // namespace
@@ -60,27 +60,27 @@ void cycle_resample(int P, const float *cycle, float *spline_coef, int points, f
         store(segment.d + i, rounded_wide(p0 + broadcast(4.0) * p1 + p2));
     }
     for (; i < P; i++) {
-        const double p0 = wide(spline_coef[i - 1]), p1 = wide(spline_coef[i]);
-        const double p2 = wide(spline_coef[i + 1]), p3 = wide(spline_coef[i + 2]);
-        segment.a[i] = wide(rounded(3.0 * (p1 - p2) + p3 - p0));
-        segment.b[i] = wide(rounded(3.0 * (p0 - 2.0 * p1 + p2)));
-        segment.c[i] = wide(rounded(3.0 * (p2 - p0)));
-        segment.d[i] = wide(rounded(p0 + 4.0 * p1 + p2));
+        const wide_t p0 = wide(spline_coef[i - 1]), p1 = wide(spline_coef[i]);
+        const wide_t p2 = wide(spline_coef[i + 1]), p3 = wide(spline_coef[i + 2]);
+        segment.a[i] = wide(rounded(3 * (p1 - p2) + p3 - p0));
+        segment.b[i] = wide(rounded(3 * (p0 - 2 * p1 + p2)));
+        segment.c[i] = wide(rounded(3 * (p2 - p0)));
+        segment.d[i] = wide(rounded(p0 + 4 * p1 + p2));
     }
     for (int j = 0; j < points; j++) {
         const float position = static_cast<float>(j) * step;
         const int at = static_cast<int>(position);
-        const double u = wide(position - static_cast<float>(at));
+        const wide_t u = wide(position - static_cast<float>(at));
         out[j] = rounded(((segment.a[at] * u + segment.b[at]) * u + segment.c[at]) * u + segment.d[at]);
     }
 }
 
 void cycle_amplitudes(int harmonics, const Complex *spectrum, float *out) noexcept
 {
-    double sum = 0.0;
+    wide_t sum = 0;
     for (int k = 1; k <= harmonics; k++) {
-        const double re = wide(spectrum[k].re), im = wide(spectrum[k].im);
-        const double m = re * re + im * im;
+        const wide_t re = wide(spectrum[k].re), im = wide(spectrum[k].im);
+        const wide_t m = re * re + im * im;
         out[k - 1] = rounded(m);
         sum += m;
     }

@@ -22,7 +22,7 @@ void subframe_rms(const float *signal, int length, int P, int segments, float *o
     int L = P; /* a whole number of cycles, at least a segment: the window holds the same phases wherever it lies */
     while (L < seg)
         L += P;
-    const double r = wide(1.0f / static_cast<float>(L));
+    const wide_t r = wide(1.0f / static_cast<float>(L));
 
     Wide4 acc = broadcast(0.0); /* rounded to float at every term */
     for (int i = seg - L; i < seg; i++) {

@@ -9,27 +9,27 @@
 namespace talv::inline TALV_TARGET
 {
 
-float slide_energy(const float *x, int n, int lag_lo, int lag_hi, double *energy_by_lag) noexcept
+float slide_energy(const float *x, int n, int lag_lo, int lag_hi, wide_t *energy_by_lag) noexcept
 {
-    double E = wide(energy(x - lag_hi, n));
+    wide_t E = wide(energy(x - lag_hi, n));
     for (int lag = lag_hi; lag >= lag_lo; lag--) {
-        const double leaving = wide(x[-lag]), entering = wide(x[n - lag]);
-        energy_by_lag[lag - lag_lo] = E > 0.0 ? E : std::numeric_limits<double>::infinity();
+        const wide_t leaving = wide(x[-lag]), entering = wide(x[n - lag]);
+        energy_by_lag[lag - lag_lo] = E > 0 ? E : std::numeric_limits<wide_t>::infinity();
         E = wide(rounded(subtract_exact(E, leaving, leaving)));
         E = wide(rounded(add_exact(E, entering, entering)));
     }
     for (int i = -(lag_lo - 1); i <= -1; i++) { /* on to the block itself, wide until its end */
-        const double leaving = wide(x[i]), entering = wide(x[i + n]);
+        const wide_t leaving = wide(x[i]), entering = wide(x[i + n]);
         E = add_exact(subtract_exact(E, leaving, leaving), entering, entering);
     }
     return rounded(E);
 }
 
-int best_lag(const float *S, const double *energy, int lag_lo, int lag_hi, double *q) noexcept
+int best_lag(const float *S, const wide_t *energy, int lag_lo, int lag_hi, wide_t *q) noexcept
 {
     const int count = lag_hi - lag_lo + 1;
-    double score[LAGS_MAX + LANES];
-    Wide4 lag4 = make_wide4(lag_lo, lag_lo + 1, lag_lo + 2, lag_lo + 3);
+    wide_t score[LAGS_MAX + LANES];
+    Wide4 lag4 = make_wide4(wide(lag_lo), wide(lag_lo + 1), wide(lag_lo + 2), wide(lag_lo + 3));
     int i = 0;
     for (; i + LANES <= count; i += LANES) {
         const Wide4 s = load_wide(S + i);
@@ -37,7 +37,7 @@ int best_lag(const float *S, const double *energy, int lag_lo, int lag_hi, doubl
         lag4 = lag4 + broadcast(LANES);
     }
     for (; i < count; i++)
-        score[i] = (1.0 - LAG_WEIGHT * (lag_lo + i)) * (wide(S[i]) * wide(S[i]) / energy[i]);
+        score[i] = (1 - LAG_WEIGHT * wide(lag_lo + i)) * (wide(S[i]) * wide(S[i]) / energy[i]);
 
     int best = count - 1;
     for (i = count - 2; i >= 0; i--)

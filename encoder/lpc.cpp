@@ -20,7 +20,7 @@ constexpr int TERMS_MAX = ORDER_MAX / 2 + 1; /* coefficients of a deflated sum o
 /* White noise 50 dB below the signal, added to lag 0, keeps the recursion well-conditioned; the floor stands in for it
  * when there is no signal. */
 constexpr float ENERGY_FLOOR = 1e-6f;
-constexpr double WHITE_NOISE = 1.00001;
+constexpr wide_t WHITE_NOISE = wide(1.00001);
 
 constexpr Table<float, ANALYSIS_MAX> make_window() noexcept
 {
@@ -64,7 +64,7 @@ namespace
  *  x    I  [n + groups LANES]   floats in value, zeros from n on: they leave the shorter sums as they are
  *  sum  O  [groups LANES]                                                                                            */
 template <int groups>
-void autocorr_groups(const double *x, int n, float *sum) noexcept
+void autocorr_groups(const wide_t *x, int n, float *sum) noexcept
 {
     Wide4 r[groups];
     TALV_UNROLL
@@ -87,9 +87,9 @@ void window_autocorr(const float *x, int n, float *r, int order, float *work, co
     constexpr int GROUPS_MAX = ORDER_MAX / LANES + 1;   /* and for the largest           */
     for (int i = 0; i < n; i++)
         work[i] = window[i] * x[i];
-    double padded[ANALYSIS_MAX + GROUPS_MAX * LANES];
+    wide_t padded[ANALYSIS_MAX + GROUPS_MAX * LANES];
     widen(work, n, padded);
-    std::fill_n(padded + n, GROUPS_MAX * LANES, 0.0);
+    std::fill_n(padded + n, GROUPS_MAX * LANES, wide_t{0});
 
     float sum[GROUPS_MAX * LANES];
     if (order < GROUPS_CODEC * LANES)
@@ -111,7 +111,7 @@ float levinson(const float *r, int order, float *a) noexcept
         for (int j = 0; j < i; j++)
             t = rounded(wide(t) + wide(r[i - j]) * wide(a[j]));
         const float k = -t / E;
-        E = rounded((1.0 - wide(k) * wide(k)) * wide(E));
+        E = rounded((1 - wide(k) * wide(k)) * wide(E));
         if (E <= 0.0f)
             return E;
         for (int j = 0; j < i; j++)
@@ -128,12 +128,12 @@ float cheb_eval(float x, const float *c, int n) noexcept
     float b = 0.0f, b1 = 0.0f, b2 = 0.0f;
     float last_b2 = 0.0f; /* the b2 that entered the last step */
     for (int i = n - 1; i >= 0; i--) {
-        b = rounded(2.0 * wide(x) * wide(b1) - wide(b2) + wide(c[i]));
+        b = rounded(2 * wide(x) * wide(b1) - wide(b2) + wide(c[i]));
         last_b2 = b2;
         b2 = b1;
         b1 = b;
     }
-    return rounded((wide(c[0]) - wide(last_b2) + wide(b)) * 0.5);
+    return rounded((wide(c[0]) - wide(last_b2) + wide(b)) * wide(0.5));
 }
 
 namespace
@@ -143,7 +143,7 @@ namespace
  * steps of 0.015 to 0.06 radian in w. */
 constexpr double STEP_DELTA = 0.03141592654;
 constexpr float STEP_BASE = rounded(sin_wide(STEP_DELTA));
-constexpr float STEP_BEND = rounded(4.0 - 4.0 * cos_wide(STEP_DELTA) - wide(STEP_BASE));
+constexpr float STEP_BEND = rounded(4.0 - 4.0 * cos_wide(STEP_DELTA) - static_cast<double>(STEP_BASE));
 constexpr int BISECTIONS = 4;
 
 /** Chebyshev series of the sum and difference polynomials, without their roots at z = -1 and z = +1
@@ -172,7 +172,7 @@ void polynomial_pair(const float *a, int order, float *cp, float *cq) noexcept
 /** cheb_eval at `count` points, four side by side
  *  x, F  I/O  [count]   count is a multiple of LANES; floats in value */
 template <int count>
-void cheb_eval_at(const double *x, const float *c, int terms, double *F) noexcept
+void cheb_eval_at(const wide_t *x, const float *c, int terms, wide_t *F) noexcept
 {
     constexpr int GROUPS = count / LANES;
     Wide4 two_x[GROUPS], b1[GROUPS], b2[GROUPS], last_b2[GROUPS];
@@ -211,26 +211,26 @@ constexpr int LEAVES = 1 << BISECTIONS; /* points that the bisection can choose 
 bool walk_to_bracket(const float *c, int terms, Point *above, Point *below) noexcept
 {
     for (;;) {
-        double x[1 + WALK], F[1 + WALK]; /* the point above, then the steps down from it */
+        wide_t x[1 + WALK], F[1 + WALK]; /* the point above, then the steps down from it */
         x[0] = wide(above->x);
         F[0] = wide(above->F);
         TALV_UNROLL
         for (int i = 1; i <= WALK; i++) {
-            const double next = x[i - 1] - (x[i - 1] * x[i - 1] * wide(STEP_BEND) + wide(STEP_BASE));
-            x[i] = std::max(wide(rounded(next)), -1.0);
+            const wide_t next = x[i - 1] - (x[i - 1] * x[i - 1] * wide(STEP_BEND) + wide(STEP_BASE));
+            x[i] = std::max(wide(rounded(next)), wide_t{-1});
         }
         cheb_eval_at<WALK>(x + 1, c, terms, F + 1);
 
         int i = 1;
         if (all_positive(load(F) * load(F + 1)) && all_positive(load(F + LANES) * load(F + LANES + 1)))
             i = WALK; /* the common case: nothing happens before the last step, if there */
-        while (i < WALK && F[i] * F[i - 1] > 0.0 && x[i] > -1.0)
+        while (i < WALK && F[i] * F[i - 1] > 0 && x[i] > -1)
             i++;
         *above = {rounded(x[i - 1]), rounded(F[i - 1])};
         *below = {rounded(x[i]), rounded(F[i])};
-        if (!(F[i] * F[i - 1] > 0.0))
+        if (!(F[i] * F[i - 1] > 0))
             return true;
-        if (!(x[i] > -1.0))
+        if (!(x[i] > -1))
             return false;
         *above = *below;
     }
@@ -244,7 +244,7 @@ bool walk_to_bracket(const float *c, int terms, Point *above, Point *below) noex
 float refine_root(const float *c, int terms, Point above, Point *below, float *d) noexcept
 {
     const float width = above.x - below->x;
-    double x[LEAVES], F[LEAVES];
+    wide_t x[LEAVES], F[LEAVES];
     x[0] = wide(below->x);
     TALV_UNROLL
     for (int k = 1; k < LEAVES; k++) {
@@ -255,9 +255,9 @@ float refine_root(const float *c, int terms, Point above, Point *below, float *d
 
     int k = 0;
     F[0] = wide(below->F);
-    double F_above = wide(above.F);
+    wide_t F_above = wide(above.F);
     for (int bit = LEAVES / 2; bit >= 1; bit /= 2) {
-        if (F[k + bit] * F[k] > 0.0)
+        if (F[k + bit] * F[k] > 0)
             k += bit;
         else
             F_above = F[k + bit];

@@ -25,14 +25,14 @@ constexpr int BLOCK_MAX = FRAME_LEN;
  *  history  I  [2 order + n]   inputs in order of time, floats in value
  *  n        I                  a multiple of LANES                                                                   */
 template <int order>
-void fir_block(const float *taps, int n, const double *history, float *out) noexcept
+void fir_block(const float *taps, int n, const wide_t *history, float *out) noexcept
 {
     Wide4 tap[order + 1];
     TALV_UNROLL
     for (int k = 0; k <= order; k++)
         tap[k] = broadcast(wide(taps[k]));
     for (int i = 0; i < n; i += LANES) {
-        const double *centre = history + i + order;
+        const wide_t *centre = history + i + order;
         Wide4 sum = tap[0] * load(centre);
         TALV_UNROLL
         for (int k = 1; k <= order; k++)
@@ -47,7 +47,7 @@ void sym_fir(int order, const float *taps, int n, const float *in, float *out, f
 {
     /* The first outputs reach into the block before: lay its last inputs and this block end to end. */
     const int memory = 2 * order;
-    double history[2 * LP_ORDER + BLOCK_MAX];
+    wide_t history[2 * LP_ORDER + BLOCK_MAX];
     for (int i = 0; i < memory; i++)
         history[i] = wide(state[memory - i]);
     widen(in, n, history + memory);
@@ -67,9 +67,9 @@ void pitch_search(int nseg, int n, int lag_min, int lag_max, const float *x, int
     nseg = std::min(nseg, MAX_SEGMENTS);
     const int seglen = n / nseg;
     const int count = lag_max - lag_min + 1;
-    double history[LAG_MAX + BLOCK_MAX];
+    wide_t history[LAG_MAX + BLOCK_MAX];
     widen(x - lag_max, lag_max + n, history);
-    const double *block = history + lag_max;
+    const wide_t *block = history + lag_max;
 
     float column[LAGS_MAX], largest[LAGS_MAX], S[LAGS_MAX] = {};
     for (int s = 0; s < nseg; s++) {
@@ -83,9 +83,9 @@ void pitch_search(int nseg, int n, int lag_min, int lag_max, const float *x, int
         S[l] = S[l] < 0.0f ? 0.0f : S[l];
     }
 
-    double energy_by_lag[LAGS_MAX];
+    wide_t energy_by_lag[LAGS_MAX];
     const float E = slide_energy(x, n, lag_min, lag_max, energy_by_lag);
-    double q;
+    wide_t q;
     const int lag = best_lag(S, energy_by_lag, lag_min, lag_max, &q);
 
     /* `column` is still that of the last segment, so the result describes the newest part of the block. */

@@ -26,7 +26,7 @@ void rs_lag_range(int32_t raw_lag, int32_t *lag_lo, int32_t *lag_hi) noexcept
 
 void rs_correlate(const float *y, int lag_lo, int lag_hi, PieceTable *pieces) noexcept
 {
-    double history[LAG_MAX + WINDOW_LEAD + FRAME_LEN];
+    wide_t history[LAG_MAX + WINDOW_LEAD + FRAME_LEN];
     widen(y - WINDOW_LEAD - lag_hi, lag_hi + WINDOW_LEAD + FRAME_LEN, history);
     for (int s = 0; s < RS_PIECES; s++)
         correlate_lags(history + lag_hi + s * RS_PIECE_LEN, RS_PIECE_LEN, lag_lo, lag_hi, RS_PIECE_BIAS,
@@ -46,7 +46,7 @@ void rs_pair_pieces(const PieceTable *pieces, int first, int lag_lo, int lag_hi,
 void rs_search(int nseg, int n, int lag_lo, int lag_hi, const float *x, float *rs, const PairTable *table) noexcept
 {
     const int count = lag_hi - lag_lo + 1;
-    double sum[RS_MAX_LAGS] = {}; /* wide across the columns, unlike that of pitch_search */
+    wide_t sum[RS_MAX_LAGS] = {}; /* wide across the columns, unlike that of pitch_search */
     for (int s = 0; s < nseg; s++) {
         float largest[RS_MAX_LAGS];
         drift_maxima(table->column[s], lag_lo, lag_hi, largest);
@@ -59,14 +59,14 @@ void rs_search(int nseg, int n, int lag_lo, int lag_hi, const float *x, float *r
         S[l] = excess < 0.0f ? 0.0f : excess;
     }
 
-    double energy_by_lag[LAGS_MAX];
+    wide_t energy_by_lag[LAGS_MAX];
     const float E = slide_energy(x, n, lag_lo, lag_hi, energy_by_lag);
-    double Q;
+    wide_t Q;
     best_lag(S, energy_by_lag, lag_lo, lag_hi, &Q);
-    Q = E > 0.0f ? Q / wide(E) : 0.0;
-    if (Q > 1.0)
-        Q = 1.0;
-    *rs = rounded(1.0 - Q);
+    Q = E > 0.0f ? Q / wide(E) : 0;
+    if (Q > 1)
+        Q = 1;
+    *rs = rounded(1 - Q);
 }
 
 } // namespace talv::inline TALV_TARGET

@@ -70,7 +70,7 @@ TEST(Trig, ReducedAngleIsWhatIsLeftOfTheQuadrant)
 {
     constexpr uint64_t SEED = 103;
     for (double x : angles(SEED)) {
-        const ReducedAngle a = reduce_angle(x);
+        const ReducedAngle<double> a = reduce_angle(x);
         ASSERT_GE(a.quadrant, 0);
         ASSERT_LE(a.quadrant, 3);
         ASSERT_LE(std::fabs(a.rest), PI / 4.0 + 1e-9) << std::hexfloat << x;
