@@ -83,8 +83,24 @@ void correlate_lags(const wide_t *x, int n, int lag_lo, int lag_hi, float bias, 
 
 float energy(const float *x, int n) noexcept
 {
-    wide_t sum = 0;
-    _Pragma("GCC unroll 4") for (int i = 0; i < n; i++) sum = add_exact(sum, wide(x[i]), wide(x[i]));
+    Wide4 part[4] = {};
+    int i = 0;
+    for (; i + 4 * LANES <= n; i += 4 * LANES)
+        TALV_UNROLL
+    for (int p = 0; p < 4; p++) {
+        const Wide4 v = load_wide(x + i + LANES * p);
+        part[p] = add_exact(part[p], v, v);
+    }
+    wide_t sum = sum_of_lanes((part[0] + part[1]) + (part[2] + part[3]));
+    for (; i < n; i++)
+        sum = add_exact(sum, wide(x[i]), wide(x[i]));
+    float nearest;
+    if (rounds_alike(sum, sum * SUM_ORDER_ERROR, &nearest))
+        return nearest;
+
+    sum = wide(0);
+    for (i = 0; i < n; i++)
+        sum = add_exact(sum, wide(x[i]), wide(x[i]));
     return rounded(sum);
 }
 

@@ -23,7 +23,7 @@ void widen(const float *x, int n, wide_t *out) noexcept;
  *  exact in double, so the sums of neighbouring lags run side by side without changing a bit.                     */
 void correlate_lags(const wide_t *x, int n, int lag_lo, int lag_hi, float bias, float *out) noexcept;
 
-/** Energy of x[0..n): squares added in rising i in double, rounded once */
+/** Energy of x[0..n), n at most 500: squares added in rising i in double, rounded once */
 float energy(const float *x, int n) noexcept;
 
 } // namespace talv::inline TALV_TARGET

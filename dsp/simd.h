@@ -34,6 +34,7 @@ namespace talv::inline TALV_TARGET
 {
 
 inline constexpr int LANES = 4;
+inline constexpr int ALL_LANES = 15; /* what equal_lanes() says of equal values */
 
 TALV_INLINE wide_t add_exact(wide_t sum, wide_t x, wide_t y) noexcept
 {
@@ -74,6 +75,11 @@ TALV_INLINE Wide4 load(const wide_t *x) noexcept
 TALV_INLINE Wide4 load_wide(const float *x) noexcept
 {
     return {_mm256_cvtps_pd(_mm_loadu_ps(x))};
+}
+TALV_INLINE Wide4 load_wide_reversed(const float *x) noexcept
+{
+    const __m128 v = _mm_loadu_ps(x);
+    return {_mm256_cvtps_pd(_mm_shuffle_ps(v, v, _MM_SHUFFLE(0, 1, 2, 3)))};
 }
 TALV_INLINE void store(wide_t *out, Wide4 x) noexcept
 {
@@ -124,6 +130,28 @@ TALV_INLINE bool all_positive(Wide4 x) noexcept
 {
     return _mm256_movemask_pd(_mm256_cmp_pd(x.v, _mm256_setzero_pd(), _CMP_GT_OQ)) == 15;
 }
+TALV_INLINE Wide4 larger(Wide4 x, Wide4 y) noexcept
+{
+    return {_mm256_max_pd(x.v, y.v)};
+}
+TALV_INLINE Wide4 positive_or(Wide4 x, Wide4 other) noexcept
+{
+    return {_mm256_blendv_pd(other.v, x.v, _mm256_cmp_pd(x.v, _mm256_setzero_pd(), _CMP_GT_OQ))};
+}
+TALV_INLINE wide_t sum_of_lanes(Wide4 x) noexcept
+{
+    const __m128d two = _mm_add_pd(_mm256_castpd256_pd128(x.v), _mm256_extractf128_pd(x.v, 1));
+    return _mm_cvtsd_f64(_mm_add_sd(two, _mm_unpackhi_pd(two, two)));
+}
+TALV_INLINE int equal_lanes(Wide4 x, Wide4 y) noexcept
+{
+    return _mm256_movemask_pd(_mm256_cmp_pd(x.v, y.v, _CMP_EQ_OQ));
+}
+TALV_INLINE wide_t largest_lane(Wide4 x) noexcept
+{
+    const __m128d two = _mm_max_pd(_mm256_castpd256_pd128(x.v), _mm256_extractf128_pd(x.v, 1));
+    return _mm_cvtsd_f64(_mm_max_sd(two, _mm_unpackhi_pd(two, two)));
+}
 
 TALV_INLINE void max_of_8(const int32_t *x, const int32_t *y, int32_t *out) noexcept
 {
@@ -172,6 +200,11 @@ TALV_INLINE Wide4 load(const wide_t *x) noexcept
 TALV_INLINE Wide4 load_wide(const float *x) noexcept
 {
     return {widen_pair(x), widen_pair(x + 2)};
+}
+TALV_INLINE Wide4 load_wide_reversed(const float *x) noexcept
+{
+    const Pair64 lo = widen_pair(x), hi = widen_pair(x + 2);
+    return {Pair64{hi[1], hi[0]}, Pair64{lo[1], lo[0]}};
 }
 TALV_INLINE void store(wide_t *out, Wide4 x) noexcept
 {
@@ -225,6 +258,33 @@ TALV_INLINE bool all_positive(Wide4 x) noexcept
 {
     return x.lo[0] > 0.0 && x.lo[1] > 0.0 && x.hi[0] > 0.0 && x.hi[1] > 0.0;
 }
+/** The larger of two, lane by lane; no lane may be without a value */
+TALV_INLINE Wide4 larger(Wide4 x, Wide4 y) noexcept
+{
+    return {x.lo > y.lo ? x.lo : y.lo, x.hi > y.hi ? x.hi : y.hi};
+}
+/** x where it is above 0, else `other` */
+TALV_INLINE Wide4 positive_or(Wide4 x, Wide4 other) noexcept
+{
+    return {x.lo > 0.0 ? x.lo : other.lo, x.hi > 0.0 ? x.hi : other.hi};
+}
+/** (lane 0 + lane 2) + (lane 1 + lane 3) */
+TALV_INLINE wide_t sum_of_lanes(Wide4 x) noexcept
+{
+    const Pair64 two = x.lo + x.hi;
+    return two[0] + two[1];
+}
+/** Bit i tells whether lanes i are equal */
+TALV_INLINE int equal_lanes(Wide4 x, Wide4 y) noexcept
+{
+    return (x.lo[0] == y.lo[0] ? 1 : 0) | (x.lo[1] == y.lo[1] ? 2 : 0) | (x.hi[0] == y.hi[0] ? 4 : 0) |
+           (x.hi[1] == y.hi[1] ? 8 : 0);
+}
+TALV_INLINE wide_t largest_lane(Wide4 x) noexcept
+{
+    const Pair64 two = x.lo > x.hi ? x.lo : x.hi;
+    return two[0] > two[1] ? two[0] : two[1];
+}
 
 using Quad32 = int32_t __attribute__((vector_size(16)));
 
@@ -240,6 +300,11 @@ TALV_INLINE void max_of_8(const int32_t *x, const int32_t *y, int32_t *out) noex
 }
 
 #endif
+
+TALV_INLINE Wide4 magnitude(Wide4 x) noexcept
+{
+    return larger(x, broadcast(wide(0)) - x);
+}
 
 /** Four floats `stride` apart, as doubles */
 TALV_INLINE Wide4 load_strided(const float *x, int stride) noexcept

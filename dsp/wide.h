@@ -48,6 +48,21 @@ constexpr float rounded(float v) noexcept
 }
 #endif
 
+/* Sums of doubles that are rounded once. Two orders of adding up n terms differ by at most 2 n / 2^53 of the sum of the
+ * terms' magnitudes. Where no boundary between floats lies within that distance of the one, the other is rounded to the
+ * same float, and there is no need to work it out (Ziv, "Fast Evaluation of Elementary Mathematical Functions with
+ * Correctly Rounded Last Bit", ACM Trans. Math. Software 17, 1991).                                                 */
+inline constexpr wide_t SUM_ORDER_ERROR = wide(0x1p-42); /* for 500 terms; twice what it has to be */
+
+/** Whether all values from sum - error to sum + error are rounded to one float, which no order settles where nothing is
+ *  wider than that
+ *  nearest  O   that float */
+constexpr bool rounds_alike(wide_t sum, wide_t error, float *nearest) noexcept
+{
+    *nearest = rounded(sum - error);
+    return sizeof(wide_t) > sizeof(float) && *nearest == rounded(sum + error);
+}
+
 } // namespace talv::inline TALV_TARGET
 
 #endif

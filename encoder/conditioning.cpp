@@ -5,6 +5,8 @@
 #include "dsp/simd.h"
 #include "dsp/wide.h"
 
+#include <cmath>
+
 namespace talv::inline TALV_TARGET
 {
 
@@ -74,12 +76,42 @@ void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float
         state[k] += floor_noise[k];
 }
 
+namespace
+{
+
+/** The samples added up in rising order in double, rounded once */
+float block_sum(int n, const float *x) noexcept
+{
+    Wide4 part[4] = {}, size[4] = {};
+    int i = 0;
+    for (; i + 4 * LANES <= n; i += 4 * LANES)
+        TALV_UNROLL
+    for (int p = 0; p < 4; p++) {
+        const Wide4 v = load_wide(x + i + LANES * p);
+        part[p] = part[p] + v;
+        size[p] = size[p] + magnitude(v);
+    }
+    wide_t total = sum_of_lanes((part[0] + part[1]) + (part[2] + part[3]));
+    wide_t magnitudes = sum_of_lanes((size[0] + size[1]) + (size[2] + size[3]));
+    for (; i < n; i++) {
+        total += wide(x[i]);
+        magnitudes += std::fabs(wide(x[i]));
+    }
+    float nearest;
+    if (rounds_alike(total, magnitudes * SUM_ORDER_ERROR, &nearest))
+        return nearest;
+
+    total = wide(0);
+    for (i = 0; i < n; i++)
+        total += wide(x[i]);
+    return rounded(total);
+}
+
+} // namespace
+
 void dc_tracker(int n, float *mean, float *x) noexcept
 {
-    wide_t total = 0;
-    for (int i = 0; i < n; i++)
-        total += wide(x[i]);
-    const float sum = rounded(total);
+    const float sum = block_sum(n, x);
     const wide_t m = wide(sum) / wide(n);
     const float step = rounded((m - wide(*mean)) / wide(n));
 

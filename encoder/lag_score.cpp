@@ -1,49 +1,110 @@
 #include "encoder/lag_score.h"
 
 #include "dsp/correlate.h"
-#include "dsp/simd.h"
+#include "dsp/simd_chain.h"
 #include "dsp/wide.h"
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace talv::inline TALV_TARGET
 {
 
-float slide_energy(const float *x, int n, int lag_lo, int lag_hi, wide_t *energy_by_lag) noexcept
+namespace
 {
-    wide_t E = wide(energy(x - lag_hi, n));
-    for (int lag = lag_hi; lag >= lag_lo; lag--) {
-        const wide_t leaving = wide(x[-lag]), entering = wide(x[n - lag]);
-        energy_by_lag[lag - lag_lo] = E > 0 ? E : std::numeric_limits<wide_t>::infinity();
-        E = wide(rounded(subtract_exact(E, leaving, leaving)));
-        E = wide(rounded(add_exact(E, entering, entering)));
+
+/** Energies of the windows that follow the first, a sample later each, and whether the quick chain came to them
+ *  leaving, entering  I  [steps]   the sample that each step drops, and the one that it takes in
+ *  E                  IO [steps + 1]   E[0] given
+ *  steps              I            a multiple of LANES                                                              */
+bool slide_quickly(const float *leaving, const float *entering, int steps, float *E) noexcept
+{
+    FloatLink now = float_link(E[0]);
+    _Pragma("GCC unroll 4") for (int k = 0; k < steps; k++)
+    {
+        now = add_square_nearly(subtract_square_nearly(now, leaving[k]), entering[k]);
+        E[k + 1] = link_value(now);
     }
-    for (int i = -(lag_lo - 1); i <= -1; i++) { /* on to the block itself, wide until its end */
-        const wide_t leaving = wide(x[i]), entering = wide(x[i + n]);
-        E = add_exact(subtract_exact(E, leaving, leaving), entering, entering);
+
+    bool holds = true;
+    for (int k = 0; k < steps; k += LANES) {
+        const Wide4 out = load_wide(leaving + k), in = load_wide(entering + k);
+        const Wide4 left = rounded_wide(subtract_exact(load_wide(E + k), out, out));
+        holds = holds && equal_lanes(rounded_wide(add_exact(left, in, in)), load_wide(E + k + 1)) == ALL_LANES;
     }
-    return rounded(E);
+    return holds;
 }
 
-int best_lag(const float *S, const wide_t *energy, int lag_lo, int lag_hi, wide_t *q) noexcept
+void slide(const float *leaving, const float *entering, int steps, float *E) noexcept
+{
+    for (int k = 0; k < steps; k++) {
+        const float left = rounded(subtract_exact(wide(E[k]), wide(leaving[k]), wide(leaving[k])));
+        E[k + 1] = rounded(add_exact(wide(left), wide(entering[k]), wide(entering[k])));
+    }
+}
+
+/** The energy some samples later, rounded only there */
+float slide_wide(float E, const float *leaving, const float *entering, int steps) noexcept
+{
+    Wide4 in = broadcast(wide(0)), out = broadcast(wide(0));
+    int i = 0;
+    for (; i + LANES <= steps; i += LANES) {
+        const Wide4 a = load_wide(entering + i), b = load_wide(leaving + i);
+        in = add_exact(in, a, a);
+        out = add_exact(out, b, b);
+    }
+    wide_t sum_in = sum_of_lanes(in), sum_out = sum_of_lanes(out);
+    for (; i < steps; i++) {
+        sum_in = add_exact(sum_in, wide(entering[i]), wide(entering[i]));
+        sum_out = add_exact(sum_out, wide(leaving[i]), wide(leaving[i]));
+    }
+    float nearest;
+    if (rounds_alike(wide(E) + sum_in - sum_out, (std::fabs(wide(E)) + sum_in + sum_out) * SUM_ORDER_ERROR, &nearest))
+        return nearest;
+
+    wide_t last = wide(E);
+    for (i = 0; i < steps; i++)
+        last =
+            add_exact(subtract_exact(last, wide(leaving[i]), wide(leaving[i])), wide(entering[i]), wide(entering[i]));
+    return rounded(last);
+}
+
+} // namespace
+
+float slide_energy(const float *x, int n, int lag_lo, int lag_hi, float *E) noexcept
 {
     const int count = lag_hi - lag_lo + 1;
-    wide_t score[LAGS_MAX + LANES];
-    Wide4 lag4 = make_wide4(wide(lag_lo), wide(lag_lo + 1), wide(lag_lo + 2), wide(lag_lo + 3));
-    int i = 0;
-    for (; i + LANES <= count; i += LANES) {
-        const Wide4 s = load_wide(S + i);
-        store(score + i, (broadcast(1.0) - broadcast(LAG_WEIGHT) * lag4) * (s * s / load(energy + i)));
-        lag4 = lag4 + broadcast(LANES);
-    }
-    for (; i < count; i++)
-        score[i] = (1 - LAG_WEIGHT * wide(lag_lo + i)) * (wide(S[i]) * wide(S[i]) / energy[i]);
+    const int steps = (count + LANES - 1) / LANES * LANES;
+    E[0] = energy(x - lag_hi, n);
+    if (!slide_quickly(x - lag_hi, x - lag_hi + n, steps, E))
+        slide(x - lag_hi, x - lag_hi + n, steps, E);
 
-    int best = count - 1;
-    for (i = count - 2; i >= 0; i--)
-        if (score[i] >= score[best])
-            best = i;
-    *q = wide(S[best]) * wide(S[best]) / energy[best];
+    return slide_wide(E[count], x - (lag_lo - 1), x - (lag_lo - 1) + n, lag_lo - 1);
+}
+
+int best_lag(const float *S, const float *energy, int lag_lo, int lag_hi, wide_t *q) noexcept
+{
+    const Wide4 none = broadcast(std::numeric_limits<wide_t>::infinity()); /* an energy that makes a quotient 0 */
+    const int count = lag_hi - lag_lo + 1;
+    wide_t score[LAGS_MAX];
+    Wide4 top = broadcast(wide(0));
+    for (int i = 0; i < count; i += LANES) {
+        const int at = std::min(i, count - LANES); /* the last ones may be done twice */
+        const Wide4 lag = broadcast(wide(lag_lo + at)) + make_wide4(wide(0), wide(1), wide(2), wide(3));
+        const Wide4 s = load_wide(S + at);
+        const Wide4 e = positive_or(load_wide_reversed(energy + count - LANES - at), none);
+        const Wide4 now = (broadcast(wide(1)) - broadcast(LAG_WEIGHT) * lag) * (s * s / e);
+        store(score + at, now);
+        top = larger(top, now);
+    }
+
+    const wide_t highest = largest_lane(top);
+    int best = 0;
+    while (best < count - 1 && score[best] != highest)
+        best++;
+    const wide_t e = wide(energy[count - 1 - best]);
+    *q = e > wide(0) ? wide(S[best]) * wide(S[best]) / e : wide(0);
     return lag_lo + best;
 }
 

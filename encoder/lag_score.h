@@ -16,20 +16,24 @@ namespace talv::inline TALV_TARGET
 
 inline constexpr wide_t LAG_WEIGHT = wide(0.003); /* score = (1 - LAG_WEIGHT lag) S^2/E      */
 inline constexpr int LAGS_MAX = LAG_MAX + 1;      /* room of an array with an entry for each lag */
+inline constexpr int ENERGIES_MAX = LAGS_MAX + 4; /* the same for slide_energy */
 
 /** Energies of the block's lagged windows, slid along by a sample a lag, each update rounded to float
  *  x        I  [-lag_hi .. n-1]
- *  energy   O  [lag_hi - lag_lo + 1]   by lag - lag_lo; infinity in the place of what is not above 0, which makes every
- *                                      quotient 0
- *  return                              the energy of the block itself; as a difference of sums it can end below 0    */
-float slide_energy(const float *x, int n, int lag_lo, int lag_hi, wide_t *energy) noexcept;
+ *  n        I                          at most 500
+ *  lag_lo, lag_hi  I                   lag_lo at least LANES
+ *  energy   O  [lag_hi - lag_lo + 1 + LANES]   by lag_hi - lag: in order of time, the longest lag first; what follows
+ *                                      the last lag is not for use. As differences of sums they can fall below 0.
+ *  return                              the energy of the block itself, of which the same holds                       */
+float slide_energy(const float *x, int n, int lag_lo, int lag_hi, float *energy) noexcept;
 
-/** The lag of the highest score, and its S^2/E
+/** The lag of the highest score, and its S^2/E, which is 0 where there is no energy
+ *  lag_lo, lag_hi  I                   at least LANES lags
  *  S        I  [lag_hi - lag_lo + 1]   correlation sums by lag - lag_lo, 0 or above
- *  energy   I  [lag_hi - lag_lo + 1]   from slide_energy
+ *  energy   I  [lag_hi - lag_lo + 1]   as from slide_energy
  *  q        O                          S^2/E
  *  return                              of equal scores the shortest lag                                             */
-int best_lag(const float *S, const wide_t *energy, int lag_lo, int lag_hi, wide_t *q) noexcept;
+int best_lag(const float *S, const float *energy, int lag_lo, int lag_hi, wide_t *q) noexcept;
 
 } // namespace talv::inline TALV_TARGET
 

@@ -83,7 +83,7 @@ void pitch_search(int nseg, int n, int lag_min, int lag_max, const float *x, int
         S[l] = S[l] < 0.0f ? 0.0f : S[l];
     }
 
-    wide_t energy_by_lag[LAGS_MAX];
+    float energy_by_lag[ENERGIES_MAX];
     const float E = slide_energy(x, n, lag_min, lag_max, energy_by_lag);
     wide_t q;
     const int lag = best_lag(S, energy_by_lag, lag_min, lag_max, &q);

@@ -59,7 +59,7 @@ void rs_search(int nseg, int n, int lag_lo, int lag_hi, const float *x, float *r
         S[l] = excess < 0.0f ? 0.0f : excess;
     }
 
-    wide_t energy_by_lag[LAGS_MAX];
+    float energy_by_lag[ENERGIES_MAX];
     const float E = slide_energy(x, n, lag_lo, lag_hi, energy_by_lag);
     wide_t Q;
     best_lag(S, energy_by_lag, lag_lo, lag_hi, &Q);

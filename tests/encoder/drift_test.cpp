@@ -108,8 +108,9 @@ TEST(DriftMaxima, TiesAndSigns)
 TEST(BestLag, PrefersShortLagsAmongEqualsAndSkipsEnergiesThatAreNone)
 {
     float S[LAGS_MAX] = {};
-    double energy[LAGS_MAX], q = -1.0;
-    std::fill(std::begin(energy), std::end(energy), 4.0);
+    float energy[LAGS_MAX];
+    double q = -1.0;
+    std::fill(std::begin(energy), std::end(energy), 4.0f);
     EXPECT_EQ(best_lag(S, energy, 20, 160, &q), 20) << "nothing correlates: the shortest lag";
     EXPECT_EQ(q, 0.0);
 
@@ -123,7 +124,7 @@ TEST(BestLag, PrefersShortLagsAmongEqualsAndSkipsEnergiesThatAreNone)
     }
     S[80 - 20] = 6.0f;
     EXPECT_EQ(best_lag(S, energy, 20, 160, &q), 80);
-    energy[80 - 20] = HUGE_VAL;
+    energy[160 - 80] = -1.0f;
     EXPECT_EQ(best_lag(S, energy, 20, 160, &q), 160);
 }
 
