@@ -25,14 +25,20 @@ if grep -rIl "first place" "$prefix" | grep .; then
     fail "installed files name the place they were first put"
 fi
 [ -f "$prefix/include/talvcodec.h" ] || fail "no header"
-[ "$(find "$prefix/include" -type f | wc -l)" -eq 1 ] || fail "more headers than the one"
+headers=$(cd "$prefix/include" && find . -type f | sort | xargs)
+programs=(shared_host static_host)
+if [ "$headers" = "./talvcodec.h ./talvhost.h" ]; then # built along with the tool
+    programs+=(shared_carrier static_carrier)
+elif [ "$headers" != "./talvcodec.h" ]; then
+    fail "these headers: $headers"
+fi
 [ -L "$prefix/$libdir/libtalvcodec.so" ] || fail "no development link"
 
 # CMake: a version that fits is found, a newer one is not.
 quietly "$cmake" -S "$foreign" -B "$dir/build" -G "$generator" -D CMAKE_C_COMPILER="$cc" \
     -D CMAKE_PREFIX_PATH="$prefix" -D WANTED_VERSION="$version"
 quietly "$cmake" --build "$dir/build"
-for program in shared_host static_host; do
+for program in "${programs[@]}"; do
     "$dir/build/$program" || fail "$program, found by CMake"
 done
 if "$cmake" -S "$foreign" -B "$dir/build-newer" -G "$generator" -D CMAKE_C_COMPILER="$cc" \
@@ -50,6 +56,11 @@ if command -v pkg-config >/dev/null; then
     # shellcheck disable=SC2046
     quietly "$cc" "$foreign/host.c" -o "$dir/static" -static $(pkg-config --static --cflags --libs talvcodec)
     "$dir/static" || fail "the program that pkg-config linked statically"
+    if [ ${#programs[@]} -gt 2 ]; then
+        # shellcheck disable=SC2046
+        quietly "$cc" "$foreign/carrier.c" -o "$dir/carrier" $(pkg-config --cflags --libs talvhost)
+        LD_LIBRARY_PATH=$prefix/$libdir "$dir/carrier" || fail "the program that pkg-config linked with talvhost"
+    fi
 else
     echo "pkg-config is not installed: that half was not tried"
 fi
