@@ -1,9 +1,8 @@
-/** What a stream remembers, and what it does not: resets, instances, interleaving, threads */
+/** What a stream remembers, and what it does not: resets, instances, interleaving */
 #include "tests/stream/host.h"
 #include "tests/support/signals.h"
 
 #include <gtest/gtest.h>
-#include <thread>
 
 namespace
 {
@@ -136,32 +135,6 @@ TEST(Streams, AnyInterleaving)
     EXPECT_EQ(b_frames, second_frames);
     EXPECT_EQ(a_out, second_out);
     EXPECT_EQ(b_out, first_out);
-}
-
-/** Instances on threads of their own, and the two directions of one instance on two threads */
-TEST(Streams, Threads)
-{
-    const std::vector<Frame> want_frames = encode(speech(0)), want_other = encode(speech(1));
-    const Pcm want_out = decode(want_other);
-    for (int round = 0; round < 3; round++) {
-        const Codec shared = open_codec();
-        std::vector<Frame> frames[3];
-        Pcm out[2];
-        std::thread threads[] = {
-            std::thread([&] { frames[0] = encode(shared.get(), speech(0)); }),
-            std::thread([&] { out[0] = decode(shared.get(), want_other); }),
-            std::thread([&] { frames[1] = encode(speech(0)); }),
-            std::thread([&] { frames[2] = encode(speech(1)); }),
-            std::thread([&] { out[1] = decode(want_other); }),
-        };
-        for (std::thread &thread : threads)
-            thread.join();
-        EXPECT_EQ(frames[0], want_frames);
-        EXPECT_EQ(frames[1], want_frames);
-        EXPECT_EQ(frames[2], want_other);
-        EXPECT_EQ(out[0], want_out);
-        EXPECT_EQ(out[1], want_out);
-    }
 }
 
 /** Neither direction writes to its input */
