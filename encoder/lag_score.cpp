@@ -101,6 +101,7 @@ int best_lag(const float *S, const float *energy, int lag_lo, int lag_hi, wide_t
 
     const wide_t highest = largest_lane(top);
     int best = 0;
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): count is above 0, so score was written
     while (best < count - 1 && score[best] != highest)
         best++;
     const wide_t e = wide(energy[count - 1 - best]);

@@ -154,6 +154,7 @@ void polynomial_pair(const float *a, int order, float *cp, float *cq) noexcept
     float p[TERMS_MAX] = {1.0f};
     float q[TERMS_MAX] = {1.0f};
     for (int i = 1; i <= h; i++) {
+        // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): levinson() has written all of a
         p[i] = a[i - 1] + a[order - i];
         q[i] = a[i - 1] - a[order - i];
     }

@@ -20,7 +20,7 @@ extern "C" void TALV_FrameDescribe(const uint8_t *frame, TALV_FrameSound *sound)
     talv::lsf_dequant(lsf, f.lsf, talv::LPC_ORDER, talv::lsf_levels, talv::lsf_level_counts);
     talv::lsf_stabilize(lsf, talv::LPC_ORDER, SPACING);
     for (int k = 0; k < talv::LPC_ORDER; k++)
-        sound->lsf_hz[k] = lsf[k] * (TALV_SAMPLE_RATE / 2) / std::numbers::pi_v<float>;
+        sound->lsf_hz[k] = lsf[k] * (TALV_SAMPLE_RATE * 0.5f) / std::numbers::pi_v<float>;
 
     /* A row holds the part of the residual's power that does not repeat from one pitch cycle to the next, 1 - r^2;
      * beyond a half the decoder takes it for more than it says, by its own curve. */

@@ -47,7 +47,7 @@ extern "C" void remove_pending_files(int signal)
     for (const Pending &file : pending)
         if (file.there)
             unlink(file.path);
-    raise(signal); /* the default action stands again: SA_RESETHAND */
+    static_cast<void>(raise(signal)); /* the default action stands again: SA_RESETHAND */
 }
 
 /* What ends a run from outside. A signal that the caller ignores (nohup) stays ignored. */
@@ -127,7 +127,7 @@ void AtomicFile::open_temporary()
             free_slot(slot_);
             throw write_failure(name_, ENAMETOOLONG);
         }
-        std::strcpy(slot.path, path.c_str());
+        std::memcpy(slot.path, path.c_str(), path.size() + 1);
         slot.there = true;
         fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (fd_ >= 0) {

@@ -11,7 +11,7 @@ namespace talv
 namespace
 {
 
-constexpr int64_t WAV_SAMPLES_MAX = (0xffffffffll - 36) / 2;
+constexpr int64_t WAV_SAMPLES_MAX = (int64_t{0xffffffff} - 36) / 2;
 
 std::string ending_of(const std::string &path)
 {
