@@ -1,7 +1,6 @@
-/* The codebooks and the searches that use them. */
+/* The searches, and the codebooks of periodicity and gains; that of amplitudes has as_codebook_test.cpp. */
 #include "dsp/vq.h"
 
-#include "dsp/as_codebook.h"
 #include "tests/support/compare.h"
 #include "tests/support/signals.h"
 
@@ -55,41 +54,16 @@ TEST(Codebooks, GainRowsKeepTheirBoundsAndAreUnchanged)
     EXPECT_EQ(test::table_checksum(gain_codebook, GAIN_STAGES * GAIN_STAGE_ROWS * QUARTERS), 0x9011B679u);
 }
 
-TEST(Codebooks, FourAmplitudeRowsToTheLastDigit)
-{
-    // clang-format off
-    const struct {
-        int row;
-        float want[AS_DIM];
-    } cases[] = {
-        {0, {3.02371f, 0.494241f, 0.393583f, 0.23393f, 0.181386f, 0.193772f, 0.173103f, 0.164243f, 0.15865f, 0.202074f}},
-        {3, {1.162661f, 2.734882f, 0.344313f, 0.31295f, 0.382247f, 0.301536f, 0.281201f, 0.26869f, 0.178286f, 0.270575f}},
-        {7, {0.491732f, 0.56396f, 0.624226f, 0.712389f, 0.648832f, 2.030949f, 1.21525f, 0.876552f, 0.65228f, 0.579578f}},
-        {127, {0.905058f, 1.288444f, 0.951155f, 0.875965f, 1.017202f, 0.983964f, 0.968518f, 0.915425f, 0.958763f, 0.978895f}},
-    };
-    // clang-format on
-    for (const auto &c : cases)
-        EXPECT_TRUE(test::same_bits(as_codebook + c.row * AS_DIM, c.want, AS_DIM)) << "row " << c.row;
-}
-
 TEST(VqSearch, KnownRows)
 {
-    float as_vec[AS_DIM] = {}, rs_vec[RS_DIM] = {0.0f, 0.0f};
+    float rs_vec[RS_DIM] = {0.0f, 0.0f};
     int32_t index = -1;
-    vq_search(AS_DIM, AS_DIM, as_vec, AS_ROWS, as_codebook, &index);
-    EXPECT_EQ(index, 7) << "the row of the smallest sum of squares is nearest to zero";
-    EXPECT_TRUE(test::same_bits(as_vec, as_codebook + 7 * AS_DIM, AS_DIM)) << "the row replaces the vector";
-
-    std::fill(std::begin(as_vec), std::end(as_vec), 1.0f);
-    vq_search(AS_DIM, AS_DIM, as_vec, AS_ROWS, as_codebook, &index);
-    EXPECT_EQ(index, 126) << "the flat spectrum";
-
     vq_search(RS_DIM, RS_DIM, rs_vec, RS_ROWS, rs_codebook, &index);
     EXPECT_EQ(index, 0);
     rs_vec[0] = rs_vec[1] = 1.0f;
     vq_search(RS_DIM, RS_DIM, rs_vec, RS_ROWS, rs_codebook, &index);
     EXPECT_EQ(index, 31);
-    EXPECT_EQ(rs_vec[0], 0.9222f);
+    EXPECT_EQ(rs_vec[0], 0.9222f) << "the row replaces the vector";
     EXPECT_EQ(rs_vec[1], 0.9088f);
 }
 
@@ -116,24 +90,6 @@ TEST(VqSearch, TakesTheNearestRowAndTheLowestOfEqualOnes)
         ASSERT_EQ(index, want) << test::seed_note(seed);
         ASSERT_TRUE(test::same_bits(x.data(), &table[static_cast<size_t>(want * row_len)], dim))
             << test::seed_note(seed);
-    }
-}
-
-TEST(VqSearch, FindsEveryRowOfTheCodebooks)
-{
-    for (int i = 0; i < AS_ROWS; i++) {
-        float x[AS_DIM];
-        int32_t index = -1;
-        for (int d = 0; d < AS_DIM; d++)
-            x[d] = as_codebook[i * AS_DIM + d] + (d % 2 == 0 ? 0.01f : -0.01f);
-        vq_search(AS_DIM, AS_DIM, x, AS_ROWS, as_codebook, &index);
-        EXPECT_EQ(index, i);
-    }
-    for (int i = 0; i < RS_ROWS; i++) {
-        float x[RS_DIM] = {rs_codebook[2 * i] + 0.001f, rs_codebook[2 * i + 1] - 0.001f};
-        int32_t index = -1;
-        vq_search(RS_DIM, RS_DIM, x, RS_ROWS, rs_codebook, &index);
-        EXPECT_EQ(index, i);
     }
 }
 
