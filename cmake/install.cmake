@@ -12,6 +12,15 @@ if(TARGET talvhost)
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
   install(FILES host/talvhost.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT development)
 endif()
+if(TARGET talvsearch)
+  install(TARGETS talvsearch EXPORT talvcodec-targets
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library NAMELINK_COMPONENT development
+    RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT library)
+  install(TARGETS talvsearch_static EXPORT talvcodec-targets
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+  install(FILES search/talvsearch.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT development)
+endif()
 install(EXPORT talvcodec-targets NAMESPACE talvcodec:: DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/talvcodec"
   COMPONENT development)
 
@@ -27,6 +36,9 @@ string(REGEX REPLACE "/$" "" talv_pc_prefix "${talv_pc_prefix}")
 set(talv_pc_names talvcodec)
 if(TARGET talvhost)
   list(APPEND talv_pc_names talvhost)
+endif()
+if(TARGET talvsearch)
+  list(APPEND talv_pc_names talvsearch)
 endif()
 foreach(name IN LISTS talv_pc_names)
   configure_file(cmake/${name}.pc.in "${PROJECT_BINARY_DIR}/${name}.pc" @ONLY)

@@ -254,6 +254,16 @@ TALV_INLINE Float4 not_below_zero(Float4 x) noexcept
     return x < 0.0f ? Float4{} : x;
 }
 
+/** Square roots, which IEEE 754 rounds correctly everywhere */
+TALV_INLINE Float4 square_root(Float4 x) noexcept
+{
+#ifdef __SSE2__
+    return _mm_sqrt_ps(x);
+#else
+    return Float4{__builtin_sqrtf(x[0]), __builtin_sqrtf(x[1]), __builtin_sqrtf(x[2]), __builtin_sqrtf(x[3])};
+#endif
+}
+
 /** Two floats from each of two places */
 TALV_INLINE Float4 load_pairs(const float *x, const float *y) noexcept
 {

@@ -18,6 +18,7 @@ struct EncodeJob {
     BatchOptions batch;
     SpeechOptions speech;
     CodedFormat format;
+    int effort = 0;                    /* 0: the plain encoder; 1 to 5: a search (talvsearch.h)      */
     std::vector<std::string> comments; /* NAME=value                                                */
 };
 

@@ -28,9 +28,11 @@ void encode_file(const EncodeJob &job, const BatchFile &file, FileReport &report
     SpeechIn in(file.in, job.speech);
     report.name = in.name();
     OggTags tags{VERSION, in.comments()};
+    if (job.effort > 0)
+        tags.comments.push_back("ENCODER_OPTIONS=--effort " + std::to_string(job.effort));
     tags.comments.insert(tags.comments.end(), job.comments.begin(), job.comments.end());
     CodedOut out(file.out, job.format, {TALV_DELAY_SAMPLES, static_cast<uint32_t>(in.original_hz())}, tags);
-    Codec codec;
+    Encoder encoder(job.effort);
     LevelMeter meter;
     progress.expect(in.length());
 
@@ -48,8 +50,8 @@ void encode_file(const EncodeJob &job, const BatchFile &file, FileReport &report
         }
     };
     const auto encode = [&] {
-        codec.encode(pcm, frame);
-        out.write(frame);
+        if (encoder.encode(pcm, frame))
+            out.write(frame);
     };
     try {
         while (const size_t n = read()) {
@@ -63,6 +65,8 @@ void encode_file(const EncodeJob &job, const BatchFile &file, FileReport &report
         std::fill(pcm, pcm + TALV_FRAME_SAMPLES, int16_t{0});
         for (int64_t i = 0; report.samples > 0 && i < DELAY_FRAMES; i++)
             encode();
+        while (report.samples > 0 && encoder.flush(frame))
+            out.write(frame);
         out.commit();
     } catch (const Failure &failure) {
         if (keep && is_output_fault(failure.status) && out.salvage())

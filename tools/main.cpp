@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <exception>
 #include <talvcodec.h>
+#include <talvsearch.h>
 
 namespace
 {
@@ -135,6 +136,11 @@ int main(int argc, char **argv)
     add_batch(command, encode.batch);
     add_coded(command, encode.format);
     add_speech(command, encode.speech, encode_raw);
+    command
+        ->add_option("-e,--effort", encode.effort,
+                     "Work on better speech: 0 none, 3 five times as fast as live, 5 most; any decoder plays it")
+        ->check(CLI::Range(0, TALV_SEARCH_EFFORT_MAX))
+        ->capture_default_str();
     command->add_option("--comment", encode.comments, "Comment of the file, as in TITLE=Speech; may be repeated")
         ->allow_extra_args(false)
         ->check([](const std::string &s) {

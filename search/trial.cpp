@@ -1,0 +1,118 @@
+#include "search/trial.h"
+
+#include "decoder/decoder.h"
+#include "dsp/vq.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace talv::inline TALV_TARGET
+{
+
+namespace
+{
+
+constexpr int OUT_PAST = 10; /* samples of history in front of a frame in DecoderState::out_hist */
+
+constexpr float NEXT_HOPE = 0.85f;     /* the least that a choice is thought to leave of the next frame's cost */
+constexpr float RS_PRICE = 8.0f;       /* of a squared difference from the periodicity measured                */
+constexpr float LAG_PRICE = 20.0f;     /* of a correlation lost, where the speech is periodic                  */
+constexpr float FULL_SCALE = 32767.0f; /* beyond it the decoder does not saturate but breaks                   */
+constexpr float BREAK_PRICE = 1000.0f; /* of a frame that does, and another for each step beyond               */
+
+/** What the fields claim that the speech does not say, whatever it sounds like: the distance alone would trade voicing
+ *  and pitch for a fraction of loudness                                                                             */
+float price(const Targets *target, const FrameParams *params) noexcept
+{
+    float sum = 0.0f;
+    const float *rs = rs_codebook + params->rs_index * RS_DIM;
+    for (int i = 0; i < RS_DIM; i++)
+        sum += RS_PRICE * (rs[i] - target->rs[i]) * (rs[i] - target->rs[i]);
+    const float best = target->pitch.score[target->pitch.lag - LAG_MIN];
+    const float lost = best - target->pitch.score[params->pitch_index];
+    if (best > 0.0f && lost > 0.0f)
+        sum += LAG_PRICE * best * lost;
+    return sum;
+}
+
+struct Outcome {
+    float cost;
+    Float4 heard;
+};
+
+/** Decode a frame and compare it with the speech
+ *  after  O   the mirror behind it; not `before`                                                                    */
+Outcome judge(const Trial *trial, int frame, const Mirror *before, const FrameParams *params, Mirror *after) noexcept
+{
+    int16_t pcm[FRAME_LEN];
+    float x[WINDOW_PAST + FRAME_LEN];
+    after->dec = before->dec;
+    decoder_synthesise(&after->dec, params, pcm);
+    std::copy_n(before->past, WINDOW_PAST, x);
+    std::copy_n(after->dec.out_hist + OUT_PAST, FRAME_LEN, x + WINDOW_PAST);
+    std::copy_n(x + FRAME_LEN, WINDOW_PAST, after->past);
+
+    Loudness heard;
+    frame_loudness(x + WINDOW_PAST, &heard);
+    const Float4 distance = loudness_distance(&heard, &trial->wanted[frame]);
+    float peak = 0.0f;
+    for (int n = 0; n < FRAME_LEN; n++)
+        peak = std::max(peak, std::fabs(x[WINDOW_PAST + n]));
+    float extra = price(&trial->target[frame], params);
+    if (peak > FULL_SCALE)
+        extra += BREAK_PRICE * (1.0f + peak - FULL_SCALE);
+    return {(distance[0] + distance[1]) + (distance[2] + distance[3]) + extra, total_loudness(&heard)};
+}
+
+} // namespace
+
+void mirror_decode(const Mirror *before, const FrameParams *params, Mirror *after) noexcept
+{
+    int16_t pcm[FRAME_LEN];
+    float x[WINDOW_PAST + FRAME_LEN];
+    std::copy_n(before->past, WINDOW_PAST, x);
+    after->dec = before->dec;
+    decoder_synthesise(&after->dec, params, pcm);
+    std::copy_n(after->dec.out_hist + OUT_PAST, FRAME_LEN, x + WINDOW_PAST);
+    std::copy_n(x + FRAME_LEN, WINDOW_PAST, after->past);
+}
+
+void settle(Trial *trial, int frame) noexcept
+{
+    for (; frame < trial->frames; frame++) {
+        const Outcome outcome =
+            judge(trial, frame, &trial->before[frame], &trial->chosen[frame], &trial->before[frame + 1]);
+        trial->cost[frame] = outcome.cost;
+        trial->heard[frame] = outcome.heard;
+    }
+}
+
+bool try_choice(Trial *trial, int frame, const FrameParams *params) noexcept
+{
+    if (std::memcmp(params, &trial->chosen[frame], sizeof *params) == 0)
+        return false;
+    const bool has_next = frame + 1 < trial->frames;
+    const float next_cost = has_next ? trial->cost[frame + 1] : 0.0f;
+    const float bound = trial->cost[frame] + next_cost;
+
+    Mirror after, after_next;
+    const Outcome now = judge(trial, frame, &trial->before[frame], params, &after);
+    if (now.cost + NEXT_HOPE * next_cost >= bound)
+        return false;
+    if (has_next) {
+        const Outcome next = judge(trial, frame + 1, &after, &trial->chosen[frame + 1], &after_next);
+        if (now.cost + next.cost >= bound)
+            return false;
+        trial->cost[frame + 1] = next.cost;
+        trial->heard[frame + 1] = next.heard;
+        trial->before[frame + 2] = after_next;
+    }
+    trial->chosen[frame] = *params;
+    trial->cost[frame] = now.cost;
+    trial->heard[frame] = now.heard;
+    trial->before[frame + 1] = after;
+    return true;
+}
+
+} // namespace talv::inline TALV_TARGET
