@@ -27,11 +27,12 @@ fi
 [ -f "$prefix/include/talvcodec.h" ] || fail "no header"
 headers=$(cd "$prefix/include" && find . -type f | sort | xargs)
 programs=(shared_host static_host)
-if [ "$headers" = "./talvcodec.h ./talvhost.h" ]; then # built along with the tool
-    programs+=(shared_carrier static_carrier)
-elif [ "$headers" != "./talvcodec.h" ]; then
-    fail "these headers: $headers"
-fi
+case $headers in # the host library and the searching encoder are built along with the tool
+"./talvcodec.h") ;;
+"./talvcodec.h ./talvhost.h ./talvsearch.h") programs+=(shared_carrier static_carrier shared_searcher static_searcher) ;;
+"./talvcodec.h ./talvsearch.h") programs+=(shared_searcher static_searcher) ;;
+*) fail "these headers: $headers" ;;
+esac
 [ -L "$prefix/$libdir/libtalvcodec.so" ] || fail "no development link"
 
 # CMake: a version that fits is found, a newer one is not.
@@ -56,7 +57,15 @@ if command -v pkg-config >/dev/null; then
     # shellcheck disable=SC2046
     quietly "$cc" "$foreign/host.c" -o "$dir/static" -static $(pkg-config --static --cflags --libs talvcodec)
     "$dir/static" || fail "the program that pkg-config linked statically"
-    if [ ${#programs[@]} -gt 2 ]; then
+    if [[ $headers = *talvsearch.h* ]]; then
+        # shellcheck disable=SC2046
+        quietly "$cc" "$foreign/searcher.c" -o "$dir/searcher" $(pkg-config --cflags --libs talvsearch)
+        LD_LIBRARY_PATH=$prefix/$libdir "$dir/searcher" || fail "the program that pkg-config linked with talvsearch"
+        # shellcheck disable=SC2046
+        quietly "$cc" "$foreign/searcher.c" -o "$dir/searcher" -static $(pkg-config --static --cflags --libs talvsearch)
+        "$dir/searcher" || fail "the program that pkg-config linked statically with talvsearch"
+    fi
+    if [[ $headers = *talvhost.h* ]]; then
         # shellcheck disable=SC2046
         quietly "$cc" "$foreign/carrier.c" -o "$dir/carrier" $(pkg-config --cflags --libs talvhost)
         LD_LIBRARY_PATH=$prefix/$libdir "$dir/carrier" || fail "the program that pkg-config linked with talvhost"
