@@ -167,6 +167,15 @@ static void write_frame(const struct record *record, int t, const uint8_t *frame
         fprintf(record->out, "%s%d,%s", i % 20 == 0 ? "    " : " ", pcm[i], i % 20 == 19 ? "\n" : "");
 }
 
+/* A build in single precision alone gives other bits: it is not compared frame by frame, but takes every expected frame,
+ * and most of its own frames have to be the expected ones. */
+#ifdef TALV_FLOAT_ONLY
+enum { exact = 0 };
+#else
+enum { exact = 1 };
+#endif
+static long other_frames;
+
 /** Feed a stream to a fresh instance
  *  want    expected results, or null
  *  record  where to write what came out, or null
@@ -210,7 +219,9 @@ static int run_stream(const struct stream *stream, const struct expected_stream 
         if (want) {
             unpack_word(want->frame[t].high, given);
             unpack_word(want->frame[t].low, given + 4);
-            compare_frame(&encoder, t, frame, given);
+            if (exact)
+                compare_frame(&encoder, t, frame, given);
+            other_frames += memcmp(frame, given, sizeof given) != 0;
         }
 
         bytes = 0;
@@ -221,7 +232,7 @@ static int run_stream(const struct stream *stream, const struct expected_stream 
             difference(&decoder, t, "result", -1, (long)status, TALV_OK);
         if (bytes != FRAME_BYTES)
             difference(&decoder, t, "bytes", -1, (long)bytes, FRAME_BYTES);
-        if (want)
+        if (want && exact)
             compare_samples(&decoder, t, pcm, want);
 
         own = fnv_frame(own, frame, pcm);
@@ -233,7 +244,10 @@ static int run_stream(const struct stream *stream, const struct expected_stream 
     *digest = fnv_digest(*digest, own);
     if (!record)
         printf("%-16s %4d frames  %08lx%08lx  %s\n", stream->name, stream->frames, (unsigned long)(own >> 32),
-               (unsigned long)(own & 0xffffffffu), encoder.differs || decoder.differs ? "DIFFERS" : "alike");
+               (unsigned long)(own & 0xffffffffu),
+               encoder.differs || decoder.differs ? "DIFFERS"
+               : exact                            ? "alike"
+                                                  : "ran");
     return encoder.differs || decoder.differs;
 }
 
@@ -325,7 +339,10 @@ int main(int argc, char **argv)
         frames += streams[s].frames;
         count++;
     }
-    if (count == stream_count && differ == 0 && digest != expected_digest) {
+    if (!exact) {
+        printf("single precision: %ld of %ld frames are not those of the other builds\n", other_frames, frames);
+        differ += other_frames > frames / 10;
+    } else if (count == stream_count && differ == 0 && digest != expected_digest) {
         printf("DIFFERS: the suite's digest, though no stream does\n");
         differ++;
     }

@@ -19,16 +19,28 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__AVX2__) && defined(__FMA__)
+/* Processors without vector registers, and the width that the vectors below are not made for */
+#if defined(TALV_FLOAT_ONLY) || (defined(__ARM_ARCH_PROFILE) && __ARM_ARCH_PROFILE == 'M')
+#define TALV_SIMD_PLAIN 1
+#elif defined(__AVX2__) && defined(__FMA__)
 #include <immintrin.h>
 #define TALV_SIMD_AVX2 1
 #endif
 
+/* Routines of a block that are to be part of their caller; small machines built for size leave it to the compiler. */
+#if defined(TALV_SIMD_PLAIN) && defined(__OPTIMIZE_SIZE__)
+#define TALV_INLINE inline
+#else
 #define TALV_INLINE inline __attribute__((always_inline))
+#endif
 
 /* In front of a short loop over registers whose length is a constant: without it the optimiser may leave the array of
- * registers in memory. */
+ * registers in memory. A build for size (-Os) leaves it there. */
+#ifdef __OPTIMIZE_SIZE__
+#define TALV_UNROLL
+#else
 #define TALV_UNROLL _Pragma("GCC unroll 16")
+#endif
 
 namespace talv::inline TALV_TARGET
 {
@@ -38,7 +50,9 @@ inline constexpr int ALL_LANES = 15; /* what equal_lanes() says of equal values 
 
 TALV_INLINE wide_t add_exact(wide_t sum, wide_t x, wide_t y) noexcept
 {
-#ifdef __FMA__
+#ifdef TALV_FLOAT_ONLY
+    return __builtin_fmaf(x, y, sum);
+#elif defined(__FMA__)
     return __builtin_fma(x, y, sum);
 #else
     return sum + x * y;
@@ -47,12 +61,23 @@ TALV_INLINE wide_t add_exact(wide_t sum, wide_t x, wide_t y) noexcept
 
 TALV_INLINE wide_t subtract_exact(wide_t sum, wide_t x, wide_t y) noexcept
 {
-#ifdef __FMA__
+#ifdef TALV_FLOAT_ONLY
+    return __builtin_fmaf(-x, y, sum);
+#elif defined(__FMA__)
     return __builtin_fma(-x, y, sum);
 #else
     return sum - x * y;
 #endif
 }
+
+} // namespace talv::inline TALV_TARGET
+
+#ifdef TALV_SIMD_PLAIN
+#include "dsp/simd_plain.h"
+#endif
+
+namespace talv::inline TALV_TARGET
+{
 
 #ifdef TALV_SIMD_AVX2
 
@@ -162,7 +187,7 @@ TALV_INLINE void max_of_8(const int32_t *x, const int32_t *y, int32_t *out) noex
     std::memcpy(out, &larger, sizeof larger);
 }
 
-#else
+#elif !defined(TALV_SIMD_PLAIN)
 
 using Pair64 = wide_t __attribute__((vector_size(16)));
 using Pair32 = float __attribute__((vector_size(8)));
@@ -312,6 +337,8 @@ TALV_INLINE Wide4 load_strided(const float *x, int stride) noexcept
     return make_wide4(wide(x[0]), wide(x[stride]), wide(x[2 * stride]), wide(x[3 * stride]));
 }
 
+#ifndef TALV_SIMD_PLAIN
+
 /** Four elements of four rows, turned: column[d] holds element d of each row
  *  rows  I  [4][row_len]                                                                                             */
 TALV_INLINE void load_columns(const float *rows, int row_len, Wide4 column[LANES]) noexcept
@@ -334,6 +361,8 @@ TALV_INLINE void load_columns(const float *rows, int row_len, Wide4 column[LANES
         column[i] = load_wide(quad);
     }
 }
+
+#endif
 
 } // namespace talv::inline TALV_TARGET
 

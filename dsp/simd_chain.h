@@ -14,6 +14,31 @@
 namespace talv::inline TALV_TARGET
 {
 
+#ifdef TALV_SIMD_PLAIN
+
+/* The chain as it is defined: nothing is quicker there. */
+inline constexpr bool CHAIN_AS_DEFINED = true;
+using FloatLink = float;
+TALV_LANES FloatLink add_square_nearly(FloatLink sum, float x) noexcept
+{
+    return rounded(add_exact(wide(sum), wide(x), wide(x)));
+}
+TALV_LANES FloatLink subtract_square_nearly(FloatLink sum, float x) noexcept
+{
+    return rounded(subtract_exact(wide(sum), wide(x), wide(x)));
+}
+TALV_LANES FloatLink float_link(float x) noexcept
+{
+    return x;
+}
+TALV_LANES float link_value(FloatLink x) noexcept
+{
+    return x;
+}
+
+#else
+
+inline constexpr bool CHAIN_AS_DEFINED = false;
 using Pair64Bits = int64_t __attribute__((vector_size(16)));
 
 /* A double has 29 bits more than a float. */
@@ -65,6 +90,8 @@ TALV_INLINE float link_value(FloatLink x) noexcept
 {
     return rounded(x[0]);
 }
+#endif
+
 #endif
 
 } // namespace talv::inline TALV_TARGET

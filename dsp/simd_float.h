@@ -8,6 +8,8 @@
 
 #include "dsp/simd.h"
 
+#ifndef TALV_SIMD_PLAIN
+
 #if !defined(TALV_SIMD_AVX2) && defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -80,17 +82,6 @@ TALV_INLINE Float4 reversed(Float4 x) noexcept
 TALV_INLINE Float4 last_and_three(Float4 x, Float4 y) noexcept
 {
     return __builtin_shufflevector(x, y, 3, 4, 5, 6);
-}
-
-/** Rows of a 4 by 4 block become its columns */
-TALV_INLINE void transpose(Float4 (&block)[4]) noexcept
-{
-    const Float4 even01 = even_lanes(block[0], block[1]), odd01 = odd_lanes(block[0], block[1]);
-    const Float4 even23 = even_lanes(block[2], block[3]), odd23 = odd_lanes(block[2], block[3]);
-    block[0] = even_lanes(even01, even23);
-    block[1] = even_lanes(odd01, odd23);
-    block[2] = odd_lanes(even01, even23);
-    block[3] = odd_lanes(odd01, odd23);
 }
 
 /* Two doubles. In the links of a recursive chain both lanes hold the same value. */
@@ -345,6 +336,24 @@ TALV_INLINE void store_low_halves(int16_t *out, Float4 x, Float4 y) noexcept
     const Short8 v = __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15);
 #endif
     std::memcpy(out, &v, sizeof v);
+}
+
+} // namespace talv::inline TALV_TARGET
+
+#endif
+
+namespace talv::inline TALV_TARGET
+{
+
+/** Rows of a 4 by 4 block become its columns */
+TALV_INLINE void transpose(Float4 (&block)[4]) noexcept
+{
+    const Float4 even01 = even_lanes(block[0], block[1]), odd01 = odd_lanes(block[0], block[1]);
+    const Float4 even23 = even_lanes(block[2], block[3]), odd23 = odd_lanes(block[2], block[3]);
+    block[0] = even_lanes(even01, even23);
+    block[1] = even_lanes(odd01, odd23);
+    block[2] = odd_lanes(even01, even23);
+    block[3] = odd_lanes(odd01, odd23);
 }
 
 } // namespace talv::inline TALV_TARGET

@@ -26,11 +26,12 @@ void rs_lag_range(int32_t raw_lag, int32_t *lag_lo, int32_t *lag_hi) noexcept
 
 void rs_correlate(const float *y, int lag_lo, int lag_hi, PieceTable *pieces) noexcept
 {
-    wide_t history[LAG_MAX + WINDOW_LEAD + FRAME_LEN];
-    widen(y - WINDOW_LEAD - lag_hi, lag_hi + WINDOW_LEAD + FRAME_LEN, history);
-    for (int s = 0; s < RS_PIECES; s++)
-        correlate_lags(history + lag_hi + s * RS_PIECE_LEN, RS_PIECE_LEN, lag_lo, lag_hi, RS_PIECE_BIAS,
-                       pieces->column[s]);
+    /* A piece and its past at a time: widened all at once they would be the largest array of the encoder. */
+    wide_t history[LAG_MAX + RS_PIECE_LEN];
+    for (int s = 0; s < RS_PIECES; s++) {
+        widen(y - WINDOW_LEAD + s * RS_PIECE_LEN - lag_hi, lag_hi + RS_PIECE_LEN, history);
+        correlate_lags(history + lag_hi, RS_PIECE_LEN, lag_lo, lag_hi, RS_PIECE_BIAS, pieces->column[s]);
+    }
 }
 
 void rs_pair_pieces(const PieceTable *pieces, int first, int lag_lo, int lag_hi, PairTable *pairs) noexcept

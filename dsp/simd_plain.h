@@ -1,0 +1,388 @@
+/** The types of dsp/simd.h and dsp/simd_float.h for processors without vector registers: lanes that are values of their
+ *  own, which the compiler may keep in scalar registers
+ *
+ *  Included by those two headers alone. Lane by lane these are the same operations, so the results are the same bits;
+ *  but where wide_t is float, a fused operation rounds once, in every such build, whether hardware or the C library
+ *  carries it out.
+ */
+#ifndef TALV_DSP_SIMD_PLAIN_H
+#define TALV_DSP_SIMD_PLAIN_H
+
+#include "dsp/wide.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace talv::inline TALV_TARGET
+{
+
+#define TALV_LANES inline __attribute__((always_inline))
+/* Where double is arithmetic by the C library, every operation on lanes is four calls: a build for size makes them in
+ * one place. */
+#if defined(__OPTIMIZE_SIZE__) && !defined(TALV_FLOAT_ONLY) && defined(__ARM_FP) && !(__ARM_FP & 8)
+#define TALV_LANES4 inline __attribute__((noinline))
+#else
+#define TALV_LANES4 TALV_LANES
+#endif
+
+struct Wide4 {
+    wide_t v[4];
+};
+
+TALV_LANES Wide4 broadcast(wide_t x) noexcept
+{
+    return {{x, x, x, x}};
+}
+TALV_LANES Wide4 make_wide4(wide_t a, wide_t b, wide_t c, wide_t d) noexcept
+{
+    return {{a, b, c, d}};
+}
+TALV_LANES Wide4 load(const wide_t *x) noexcept
+{
+    return {{x[0], x[1], x[2], x[3]}};
+}
+TALV_LANES4 Wide4 load_wide(const float *x) noexcept
+{
+    return {{wide(x[0]), wide(x[1]), wide(x[2]), wide(x[3])}};
+}
+TALV_LANES4 Wide4 operator+(const Wide4 &x, const Wide4 &y) noexcept
+{
+    return {{x.v[0] + y.v[0], x.v[1] + y.v[1], x.v[2] + y.v[2], x.v[3] + y.v[3]}};
+}
+TALV_LANES4 Wide4 operator-(const Wide4 &x, const Wide4 &y) noexcept
+{
+    return {{x.v[0] - y.v[0], x.v[1] - y.v[1], x.v[2] - y.v[2], x.v[3] - y.v[3]}};
+}
+TALV_LANES4 Wide4 operator*(const Wide4 &x, const Wide4 &y) noexcept
+{
+    return {{x.v[0] * y.v[0], x.v[1] * y.v[1], x.v[2] * y.v[2], x.v[3] * y.v[3]}};
+}
+TALV_LANES4 Wide4 operator/(const Wide4 &x, const Wide4 &y) noexcept
+{
+    return {{x.v[0] / y.v[0], x.v[1] / y.v[1], x.v[2] / y.v[2], x.v[3] / y.v[3]}};
+}
+TALV_LANES4 Wide4 add_exact(const Wide4 &sum, const Wide4 &x, const Wide4 &y) noexcept
+{
+    return {{add_exact(sum.v[0], x.v[0], y.v[0]), add_exact(sum.v[1], x.v[1], y.v[1]),
+             add_exact(sum.v[2], x.v[2], y.v[2]), add_exact(sum.v[3], x.v[3], y.v[3])}};
+}
+TALV_LANES4 Wide4 subtract_exact(const Wide4 &sum, const Wide4 &x, const Wide4 &y) noexcept
+{
+    return {{subtract_exact(sum.v[0], x.v[0], y.v[0]), subtract_exact(sum.v[1], x.v[1], y.v[1]),
+             subtract_exact(sum.v[2], x.v[2], y.v[2]), subtract_exact(sum.v[3], x.v[3], y.v[3])}};
+}
+TALV_LANES4 Wide4 exact_minus(const Wide4 &x, const Wide4 &y, const Wide4 &z) noexcept
+{
+    return {{add_exact(-z.v[0], x.v[0], y.v[0]), add_exact(-z.v[1], x.v[1], y.v[1]), add_exact(-z.v[2], x.v[2], y.v[2]),
+             add_exact(-z.v[3], x.v[3], y.v[3])}};
+}
+TALV_LANES Wide4 load_wide_reversed(const float *x) noexcept
+{
+    return {{wide(x[3]), wide(x[2]), wide(x[1]), wide(x[0])}};
+}
+TALV_LANES wide_t larger(wide_t x, wide_t y) noexcept
+{
+    return x > y ? x : y;
+}
+TALV_LANES4 Wide4 larger(const Wide4 &x, const Wide4 &y) noexcept
+{
+    return {{larger(x.v[0], y.v[0]), larger(x.v[1], y.v[1]), larger(x.v[2], y.v[2]), larger(x.v[3], y.v[3])}};
+}
+TALV_LANES4 Wide4 positive_or(const Wide4 &x, const Wide4 &other) noexcept
+{
+    return {{x.v[0] > 0 ? x.v[0] : other.v[0], x.v[1] > 0 ? x.v[1] : other.v[1], x.v[2] > 0 ? x.v[2] : other.v[2],
+             x.v[3] > 0 ? x.v[3] : other.v[3]}};
+}
+TALV_LANES wide_t sum_of_lanes(const Wide4 &x) noexcept
+{
+    return (x.v[0] + x.v[2]) + (x.v[1] + x.v[3]);
+}
+TALV_LANES int equal_lanes(const Wide4 &x, const Wide4 &y) noexcept
+{
+    return (x.v[0] == y.v[0] ? 1 : 0) | (x.v[1] == y.v[1] ? 2 : 0) | (x.v[2] == y.v[2] ? 4 : 0) |
+           (x.v[3] == y.v[3] ? 8 : 0);
+}
+TALV_LANES wide_t largest_lane(const Wide4 &x) noexcept
+{
+    return larger(larger(x.v[0], x.v[2]), larger(x.v[1], x.v[3]));
+}
+TALV_LANES void store(wide_t *out, Wide4 x) noexcept
+{
+    std::memcpy(out, x.v, sizeof x.v);
+}
+TALV_LANES4 void store_rounded(float *out, const Wide4 &x) noexcept
+{
+    out[0] = rounded(x.v[0]);
+    out[1] = rounded(x.v[1]);
+    out[2] = rounded(x.v[2]);
+    out[3] = rounded(x.v[3]);
+}
+TALV_LANES void store_rounded_reversed(float *out, Wide4 x) noexcept
+{
+    store_rounded(out, {{x.v[3], x.v[2], x.v[1], x.v[0]}});
+}
+TALV_LANES4 Wide4 rounded_wide(const Wide4 &x) noexcept
+{
+    return {{wide(rounded(x.v[0])), wide(rounded(x.v[1])), wide(rounded(x.v[2])), wide(rounded(x.v[3]))}};
+}
+TALV_LANES4 bool all_positive(const Wide4 &x) noexcept
+{
+    return x.v[0] > 0 && x.v[1] > 0 && x.v[2] > 0 && x.v[3] > 0;
+}
+
+/** out[i] = max(x[i], y[i]), i < 8; out may be x */
+TALV_LANES void max_of_8(const int32_t *x, const int32_t *y, int32_t *out) noexcept
+{
+    int32_t larger[8];
+    for (int i = 0; i < 8; i++)
+        larger[i] = x[i] > y[i] ? x[i] : y[i];
+    std::memcpy(out, larger, sizeof larger);
+}
+
+/** Four elements of four rows, turned: column[d] holds element d of each row
+ *  rows  I  [4][row_len]                                                                                             */
+TALV_LANES void load_columns(const float *rows, int row_len, Wide4 *column) noexcept
+{
+    for (int d = 0; d < 4; d++)
+        column[d] = {
+            {wide(rows[d]), wide(rows[row_len + d]), wide(rows[2 * row_len + d]), wide(rows[3 * row_len + d])}};
+}
+
+struct Float4 {
+    float v[4];
+    TALV_LANES float &operator[](int i) noexcept { return v[i]; }
+    TALV_LANES const float &operator[](int i) const noexcept { return v[i]; }
+};
+struct Int4 {
+    int32_t v[4];
+    TALV_LANES const int32_t &operator[](int i) const noexcept { return v[i]; }
+};
+/* Two wide values */
+struct Pair64 {
+    wide_t v[2];
+};
+
+TALV_LANES Float4 load4(const float *x) noexcept
+{
+    return {{x[0], x[1], x[2], x[3]}};
+}
+TALV_LANES void store4(float *out, Float4 x) noexcept
+{
+    std::memcpy(out, x.v, sizeof x.v);
+}
+TALV_LANES Float4 operator+(Float4 x, Float4 y) noexcept
+{
+    return {{x.v[0] + y.v[0], x.v[1] + y.v[1], x.v[2] + y.v[2], x.v[3] + y.v[3]}};
+}
+TALV_LANES Float4 operator-(Float4 x, Float4 y) noexcept
+{
+    return {{x.v[0] - y.v[0], x.v[1] - y.v[1], x.v[2] - y.v[2], x.v[3] - y.v[3]}};
+}
+TALV_LANES Float4 operator*(Float4 x, Float4 y) noexcept
+{
+    return {{x.v[0] * y.v[0], x.v[1] * y.v[1], x.v[2] * y.v[2], x.v[3] * y.v[3]}};
+}
+TALV_LANES Float4 operator+(Float4 x, float y) noexcept
+{
+    return {{x.v[0] + y, x.v[1] + y, x.v[2] + y, x.v[3] + y}};
+}
+TALV_LANES Float4 operator*(Float4 x, float y) noexcept
+{
+    return {{x.v[0] * y, x.v[1] * y, x.v[2] * y, x.v[3] * y}};
+}
+TALV_LANES Float4 &operator+=(Float4 &x, Float4 y) noexcept
+{
+    return x = x + y;
+}
+
+TALV_LANES Float4 even_lanes(Float4 x, Float4 y) noexcept
+{
+    return {{x.v[0], x.v[2], y.v[0], y.v[2]}};
+}
+TALV_LANES Float4 odd_lanes(Float4 x, Float4 y) noexcept
+{
+    return {{x.v[1], x.v[3], y.v[1], y.v[3]}};
+}
+TALV_LANES Float4 interleave_low(Float4 x, Float4 y) noexcept
+{
+    return {{x.v[0], y.v[0], x.v[1], y.v[1]}};
+}
+TALV_LANES Float4 interleave_high(Float4 x, Float4 y) noexcept
+{
+    return {{x.v[2], y.v[2], x.v[3], y.v[3]}};
+}
+TALV_LANES Float4 low_halves(Float4 x, Float4 y) noexcept
+{
+    return {{x.v[0], x.v[1], y.v[0], y.v[1]}};
+}
+TALV_LANES Float4 high_halves(Float4 x, Float4 y) noexcept
+{
+    return {{x.v[2], x.v[3], y.v[2], y.v[3]}};
+}
+TALV_LANES Float4 reversed(Float4 x) noexcept
+{
+    return {{x.v[3], x.v[2], x.v[1], x.v[0]}};
+}
+TALV_LANES Float4 last_and_three(Float4 x, Float4 y) noexcept
+{
+    return {{x.v[3], y.v[0], y.v[1], y.v[2]}};
+}
+TALV_LANES Float4 load_pairs(const float *x, const float *y) noexcept
+{
+    return {{x[0], x[1], y[0], y[1]}};
+}
+TALV_LANES Float4 not_below_zero(Float4 x) noexcept
+{
+    return {{x.v[0] < 0.0f ? 0.0f : x.v[0], x.v[1] < 0.0f ? 0.0f : x.v[1], x.v[2] < 0.0f ? 0.0f : x.v[2],
+             x.v[3] < 0.0f ? 0.0f : x.v[3]}};
+}
+TALV_LANES float within(float x, float low, float high, float other) noexcept
+{
+    return x >= low && x < high ? x : other;
+}
+TALV_LANES Float4 within(Float4 x, float low, float high, float other) noexcept
+{
+    return {{within(x.v[0], low, high, other), within(x.v[1], low, high, other), within(x.v[2], low, high, other),
+             within(x.v[3], low, high, other)}};
+}
+/** The low halves of eight patterns */
+TALV_LANES void store_low_halves(int16_t *out, Float4 x, Float4 y) noexcept
+{
+    int32_t pattern[8];
+    std::memcpy(pattern, x.v, sizeof x.v);
+    std::memcpy(pattern + 4, y.v, sizeof y.v);
+    for (int i = 0; i < 8; i++)
+        out[i] = static_cast<int16_t>(pattern[i]);
+}
+
+TALV_LANES4 Wide4 widened(const Float4 &x) noexcept
+{
+    return load_wide(x.v);
+}
+TALV_LANES4 Float4 narrowed(const Wide4 &x) noexcept
+{
+    return {{rounded(x.v[0]), rounded(x.v[1]), rounded(x.v[2]), rounded(x.v[3])}};
+}
+TALV_LANES4 Int4 truncated(const Wide4 &x) noexcept
+{
+    return {{static_cast<int32_t>(x.v[0]), static_cast<int32_t>(x.v[1]), static_cast<int32_t>(x.v[2]),
+             static_cast<int32_t>(x.v[3])}};
+}
+TALV_LANES4 Wide4 widened(const Int4 &x) noexcept
+{
+    return {{wide(x.v[0]), wide(x.v[1]), wide(x.v[2]), wide(x.v[3])}};
+}
+TALV_LANES wide_t lane(Wide4 x, int i) noexcept
+{
+    return x.v[i];
+}
+
+TALV_LANES Pair64 twice(wide_t x) noexcept
+{
+    return {{x, x}};
+}
+TALV_LANES Pair64 low_twice(Pair64 x) noexcept
+{
+    return {{x.v[0], x.v[0]}};
+}
+TALV_LANES Pair64 high_twice(Pair64 x) noexcept
+{
+    return {{x.v[1], x.v[1]}};
+}
+TALV_LANES Pair64 low_lanes(Pair64 x, Pair64 y) noexcept
+{
+    return {{x.v[0], y.v[0]}};
+}
+TALV_LANES Pair64 subtract_exact(Pair64 sum, Pair64 x, Pair64 y) noexcept
+{
+    return {{subtract_exact(sum.v[0], x.v[0], y.v[0]), subtract_exact(sum.v[1], x.v[1], y.v[1])}};
+}
+TALV_LANES Pair64 rounded_wide(Pair64 x) noexcept
+{
+    return {{wide(rounded(x.v[0])), wide(rounded(x.v[1]))}};
+}
+TALV_LANES Pair64 low_half(Wide4 x) noexcept
+{
+    return {{x.v[0], x.v[1]}};
+}
+TALV_LANES Pair64 high_half(Wide4 x) noexcept
+{
+    return {{x.v[2], x.v[3]}};
+}
+TALV_LANES Wide4 halves(Pair64 low, Pair64 high) noexcept
+{
+    return {{low.v[0], low.v[1], high.v[0], high.v[1]}};
+}
+/* Lanes 1 and 3 of x in turn with lanes 0 and 2 of y */
+TALV_LANES Wide4 staggered(Wide4 x, Wide4 y) noexcept
+{
+    return {{x.v[1], y.v[0], x.v[3], y.v[2]}};
+}
+
+/** Eight halves of words, modulo 2^16 */
+struct Short8 {
+    uint16_t v[8];
+    TALV_LANES uint16_t operator[](int i) const noexcept { return v[i]; }
+};
+
+TALV_LANES Short8 load8(const uint16_t *x) noexcept
+{
+    Short8 out;
+    std::memcpy(out.v, x, sizeof out.v);
+    return out;
+}
+template <typename Operation>
+TALV_LANES Short8 each(Operation operation) noexcept
+{
+    Short8 out;
+    for (int i = 0; i < 8; i++)
+        out.v[i] = static_cast<uint16_t>(operation(i));
+    return out;
+}
+TALV_LANES Short8 operator+(const Short8 &x, const Short8 &y) noexcept
+{
+    return each([&](int i) { return x.v[i] + y.v[i]; });
+}
+TALV_LANES Short8 operator+(const Short8 &x, uint16_t y) noexcept
+{
+    return each([&](int i) { return x.v[i] + y; });
+}
+TALV_LANES Short8 operator*(const Short8 &x, const Short8 &y) noexcept
+{
+    return each([&](int i) { return uint32_t{x.v[i]} * y.v[i]; });
+}
+TALV_LANES Short8 operator&(const Short8 &x, uint16_t y) noexcept
+{
+    return each([&](int i) { return x.v[i] & y; });
+}
+TALV_LANES Short8 operator>>(const Short8 &x, int n) noexcept
+{
+    return each([&](int i) { return x.v[i] >> n; });
+}
+
+/** Four floats in the form in which multiply_subtract() is quickest */
+struct FloatLanes {
+    Wide4 v;
+};
+TALV_LANES FloatLanes float_lanes(Float4 x) noexcept
+{
+    return {widened(x)};
+}
+TALV_LANES Wide4 widened(const FloatLanes &x) noexcept
+{
+    return x.v;
+}
+TALV_LANES FloatLanes multiply_subtract(const FloatLanes &x, const FloatLanes &y, const FloatLanes &z) noexcept
+{
+    return {rounded_wide(exact_minus(x.v, y.v, z.v))};
+}
+/** The same for two floats, in the low lanes */
+TALV_LANES Float4 multiply_subtract_two(Float4 x, Float4 y, Float4 z) noexcept
+{
+    return {{rounded(add_exact(-wide(z.v[0]), wide(x.v[0]), wide(y.v[0]))),
+             rounded(add_exact(-wide(z.v[1]), wide(x.v[1]), wide(y.v[1]))), 0.0f, 0.0f}};
+}
+
+} // namespace talv::inline TALV_TARGET
+
+#endif
