@@ -50,39 +50,51 @@ struct Reader {
     wide_t n;
 };
 
-/** The position of the next sample; wraps around where the last advance has left the grid
- *  glides  I  whether the ramp is other than 0                                                                       */
-TALV_INLINE wide_t next_position(Reader *reader, bool glides) noexcept
-{
-    if (reader->pos >= reader->n) [[unlikely]]
-        reader->pos -= reader->n;
-    const wide_t pos = reader->pos;
-    reader->pos += wide(reader->step);
-    if (glides)
-        reader->step += reader->ramp;
-    return pos;
-}
-
 /** Where the first sample is read */
 wide_t reduced(const Reader &reader) noexcept
 {
     return reader.pos >= reader.n ? reader.pos - reader.n : reader.pos;
 }
 
-/** The positions of the next four samples, of which `count` are left in the subframe; the others are made up */
-TALV_INLINE Wide4 next_positions(Reader *reader, int count) noexcept
+/** Whether all sums of a reader's positions and steps are exact, so that any order of them gives the same
+ *  Adding 2^12 and taking it away again leaves the multiples of 2^-40 alone, and sums of those below 2^12 fit into 53
+ *  bits. So it is but for positions very close to 0 and those that were divided by an odd number.         */
+bool steps_are_exact(const Reader &reader) noexcept
 {
-    wide_t pos[LANES];
-    if (reader->ramp == 0.0f) { /* two cycles of one lag, the usual case */
-        pos[0] = next_position(reader, false);
-        for (int l = 1; l < LANES; l++)
-            pos[l] = l < count ? next_position(reader, false) : pos[0];
-    } else {
-        pos[0] = next_position(reader, true);
-        for (int l = 1; l < LANES; l++)
-            pos[l] = l < count ? next_position(reader, true) : pos[0];
+    constexpr wide_t ROUNDER = 4096;
+    const wide_t step = wide(reader.step);
+    return reader.ramp == 0.0f && reader.pos < 2 * reader.n && (reader.pos + ROUNDER) - ROUNDER == reader.pos &&
+           (step + ROUNDER) - ROUNDER == step;
+}
+
+constexpr int LENGTH_MAX = 80; /* the longest subframe */
+constexpr int POSITIONS = LENGTH_MAX + LANES;
+
+/** The positions of the next samples, each wrapped around once where the advance before it has left the grid
+ *  count   I               at most LENGTH_MAX
+ *  pos     O  [POSITIONS]  filled up to whole groups of four                                                       */
+void read_positions(Reader *reader, int count, wide_t *pos) noexcept
+{
+    if (steps_are_exact(*reader)) { /* two cycles of one lag, the usual case */
+        const wide_t first = reduced(*reader), step = wide(reader->step);
+        const Wide4 n = broadcast(reader->n), advance = broadcast(LANES * step);
+        Wide4 next = make_wide4(first, first + step, first + 2 * step, first + 3 * step);
+        for (int j = 0; j < count; j += LANES) {
+            next = wrapped(next, n);
+            store(pos + j, next);
+            next = next + advance;
+        }
+        reader->pos = pos[count - 1] + step;
+        return;
     }
-    return make_wide4(pos[0], pos[1], pos[2], pos[3]);
+    for (int j = 0; j < count; j++) {
+        if (reader->pos >= reader->n) [[unlikely]]
+            reader->pos -= reader->n;
+        pos[j] = reader->pos;
+        reader->pos += wide(reader->step);
+        reader->step += reader->ramp;
+    }
+    store(pos + count, Wide4{});
 }
 
 /** The spline between b and c at the fraction x of the way; a, b, c, e are neighbouring coefficients, floats in value:
@@ -99,58 +111,42 @@ TALV_INLINE T spline_cubic(T a, T b, T c, T e, T x, T two, T three, T four) noex
 
 /** Four positions: the grid points before them and how far they lie beyond */
 struct Places {
-    Int4 point;
+    uint32_t point[LANES];
     Wide4 x;
 };
 
 TALV_INLINE Places places_of(Wide4 pos) noexcept
 {
     const Int4 point = truncated(pos);
-    return {point, pos - widened(point)};
+    return {{static_cast<uint32_t>(point[0]), static_cast<uint32_t>(point[1]), static_cast<uint32_t>(point[2]),
+             static_cast<uint32_t>(point[3])},
+            pos - widened(point)};
 }
 
 /** spline_value() at four places */
 TALV_INLINE Wide4 spline_values(const float *coef, const Places &places) noexcept
 {
-    Float4 block[LANES];
+    Wide4 block[LANES];
     TALV_UNROLL
     for (int l = 0; l < LANES; l++)
-        block[l] = load4(coef - 1 + static_cast<uint32_t>(places.point[l]));
+        block[l] = load_wide(coef - 1 + places.point[l]);
     transpose(block);
-    return spline_cubic(widened(block[0]), widened(block[1]), widened(block[2]), widened(block[3]), places.x,
-                        broadcast(2.0), broadcast(3.0), broadcast(4.0));
+    return spline_cubic(block[0], block[1], block[2], block[3], places.x, broadcast(2.0), broadcast(3.0),
+                        broadcast(4.0));
 }
 
-/** The two cycles and how their positions go together */
-struct CyclePair {
-    const float *old_cycle, *new_cycle;
-    Reader old_reader, new_reader;
-    bool together;  /* the positions are at the same fraction of their grids, so that old_reader serves both */
-    bool same_grid; /* and the grids are of one size                                                         */
-    wide_t ratio;   /* size of the new grid over that of the old one                                         */
-};
-
-/** Four samples of the cross-fade, of which the first `count` are wanted
+/** Four samples of the cross-fade
  *  weight  I  of the new cycle                                                                                      */
-TALV_INLINE Float4 cross_fade(CyclePair *pair, Wide4 weight, int count) noexcept
+TALV_INLINE Float4 cross_fade(const float *old_cycle, const Places &old_places, const float *new_cycle,
+                              const Places &new_places, Wide4 weight) noexcept
 {
-    const Wide4 pos_old = next_positions(&pair->old_reader, count);
-    const Places old_places = places_of(pos_old);
-    Places new_places = old_places;
-    if (!pair->same_grid) {
-        if (pair->together)
-            new_places = places_of(pos_old * broadcast(pair->ratio));
-        else
-            new_places = places_of(next_positions(&pair->new_reader, count));
-    }
-    const Wide4 A = rounded_wide(spline_values(pair->old_cycle, old_places));
-    const Wide4 B = spline_values(pair->new_cycle, new_places);
+    const Wide4 A = rounded_wide(spline_values(old_cycle, old_places));
+    const Wide4 B = spline_values(new_cycle, new_places);
     return narrowed(A + weight * (B - A));
 }
 
 /* Weights of the new cycle, for the lengths that subframes have: a running sum of 1/L, rounded to float at each step */
 constexpr int SUBFRAME_LENGTHS[] = {20, 21, 24, 26, 30, 32, 34, 36, 40, 48, 60, 80};
-constexpr int LENGTH_MAX = 80;
 constexpr int WEIGHTS_TOTAL = 451 + LANES; /* the lengths' sum, and room to read four at a time */
 
 struct Weights {
@@ -180,32 +176,36 @@ constexpr Weights make_weights() noexcept
 
 constexpr Weights weights = make_weights();
 
-/** Where the weights come from: the table, or for a length that it lacks the running sum itself */
-struct Fade {
-    const float *table; /* the next weights, or null */
-    float t;
-    wide_t w;
-};
-
-Fade start_fade(int L) noexcept
+/** The next weights of a subframe whose length the table lacks
+ *  t     IO                     the running sum
+ *  room  O  [count up to whole groups of four]                                                                     */
+[[gnu::cold]] const float *make_weights(int L, int count, float *t, float *room) noexcept
 {
-    const bool listed = L >= 0 && L <= LENGTH_MAX && weights.from[L] >= 0;
-    return {listed ? weights.t + weights.from[L] : nullptr, 0.0f, 1 / wide(L)};
+    for (int j = 0; j < count; j++, *t = next_weight(*t, 1 / wide(L)))
+        room[j] = *t;
+    store4(room + count, Float4{});
+    return room;
 }
 
-TALV_INLINE Wide4 next_weights(Fade *fade) noexcept
+/** At most LENGTH_MAX samples
+ *  pos_old, pos_new  I  [POSITIONS]  where each cycle is read; the same array where the grids are of one size and the
+ *                                    positions equal                                                                 */
+void fade_block(const float *old_cycle, const float *new_cycle, const wide_t *pos_old, const wide_t *pos_new,
+                const float *weight, int L, float *out) noexcept
 {
-    if (fade->table != nullptr) [[likely]] {
-        const Wide4 out = load_wide(fade->table);
-        fade->table += LANES;
-        return out;
+    const auto group = [&](int j) noexcept {
+        const Places old_places = places_of(load(pos_old + j));
+        const Places new_places = pos_old == pos_new ? old_places : places_of(load(pos_new + j));
+        return cross_fade(old_cycle, old_places, new_cycle, new_places, load_wide(weight + j));
+    };
+    int j = 0;
+    for (; j + LANES <= L; j += LANES)
+        store4(out + j, group(j));
+    if (j < L) {
+        const Float4 last = group(j);
+        for (int l = 0; j + l < L; l++)
+            out[j + l] = last[l];
     }
-    float t[LANES];
-    for (float &v : t) {
-        v = fade->t;
-        fade->t = next_weight(fade->t, fade->w);
-    }
-    return load_wide(t);
 }
 
 } // namespace
@@ -231,25 +231,26 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
 
     const Glide glide = plan_glide(p_old, p_new, n_new, wide(*phase) / wide(n_old) * wide(n_new));
     const float d = rounded(wide(glide.f1 - glide.f0) * (1 / wide(L)));
+    const float size_old = static_cast<float>(n_old), size_new = static_cast<float>(n_new);
+    Reader old_reader = {wide(*phase), glide.f0 * size_old, d * size_old, wide(size_old)};
+    Reader new_reader = {glide.pos_new, glide.f0 * size_new, d * size_new, wide(size_new)};
     /* Grid sizes are powers of two: all that is multiplied or divided by them stays exact. Two positions that start at
      * the same fraction of their grids therefore stay there. */
-    const float size_old = static_cast<float>(n_old), size_new = static_cast<float>(n_new);
-    const Reader old_reader = {wide(*phase), glide.f0 * size_old, d * size_old, wide(size_old)};
-    const Reader new_reader = {glide.pos_new, glide.f0 * size_new, d * size_new, wide(size_new)};
-    const wide_t ratio = wide(size_new) / wide(size_old);
-    const bool together = reduced(old_reader) * ratio == reduced(new_reader);
-    CyclePair pair = {old_cycle, new_cycle, old_reader, new_reader, together, together && n_old == n_new, ratio};
+    const bool equal = n_old == n_new && reduced(old_reader) == reduced(new_reader);
 
-    Fade fade = start_fade(L);
-    int j = 0;
-    for (; j + LANES <= L; j += LANES)
-        store4(out + j, cross_fade(&pair, next_weights(&fade), LANES));
-    if (j < L) {
-        const Float4 last = cross_fade(&pair, next_weights(&fade), L - j);
-        for (int l = 0; j + l < L; l++)
-            out[j + l] = last[l];
+    const bool listed = L <= LENGTH_MAX && weights.from[L] >= 0;
+    float t = 0.0f;
+    for (int from = 0; from < L; from += LENGTH_MAX) {
+        const int count = L - from < LENGTH_MAX ? L - from : LENGTH_MAX;
+        wide_t pos_old[POSITIONS], pos_new[POSITIONS];
+        read_positions(&old_reader, count, pos_old);
+        if (!equal)
+            read_positions(&new_reader, count, pos_new);
+        float room[POSITIONS];
+        const float *weight = listed ? weights.t + weights.from[L] : make_weights(L, count, &t, room);
+        fade_block(old_cycle, new_cycle, pos_old, equal ? pos_old : pos_new, weight, count, out + from);
     }
-    *phase = rounded(together ? pair.old_reader.pos * ratio : pair.new_reader.pos);
+    *phase = rounded(equal ? old_reader.pos : new_reader.pos);
 }
 
 } // namespace talv::inline TALV_TARGET

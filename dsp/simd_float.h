@@ -165,6 +165,22 @@ TALV_INLINE Wide4 staggered(Wide4 x, Wide4 y) noexcept
 {
     return {__builtin_shufflevector(x.v, y.v, 1, 4, 3, 6)};
 }
+TALV_INLINE void transpose(Wide4 (&block)[4]) noexcept
+{
+    const __m256d low01 = _mm256_unpacklo_pd(block[0].v, block[1].v),
+                  high01 = _mm256_unpackhi_pd(block[0].v, block[1].v);
+    const __m256d low23 = _mm256_unpacklo_pd(block[2].v, block[3].v),
+                  high23 = _mm256_unpackhi_pd(block[2].v, block[3].v);
+    block[0].v = _mm256_permute2f128_pd(low01, low23, 0x20);
+    block[1].v = _mm256_permute2f128_pd(high01, high23, 0x20);
+    block[2].v = _mm256_permute2f128_pd(low01, low23, 0x31);
+    block[3].v = _mm256_permute2f128_pd(high01, high23, 0x31);
+}
+/* x - n where x >= n, else x */
+TALV_INLINE Wide4 wrapped(Wide4 x, Wide4 n) noexcept
+{
+    return {_mm256_sub_pd(x.v, _mm256_and_pd(_mm256_cmp_pd(x.v, n.v, _CMP_GE_OQ), n.v))};
+}
 
 #else
 
@@ -235,6 +251,22 @@ TALV_INLINE Wide4 halves(Pair64 low, Pair64 high) noexcept
 TALV_INLINE Wide4 staggered(Wide4 x, Wide4 y) noexcept
 {
     return {__builtin_shufflevector(x.lo, y.lo, 1, 2), __builtin_shufflevector(x.hi, y.hi, 1, 2)};
+}
+TALV_INLINE void transpose(Wide4 (&block)[4]) noexcept
+{
+    const Wide4 r0 = block[0], r1 = block[1], r2 = block[2], r3 = block[3];
+    block[0] = {__builtin_shufflevector(r0.lo, r1.lo, 0, 2), __builtin_shufflevector(r2.lo, r3.lo, 0, 2)};
+    block[1] = {__builtin_shufflevector(r0.lo, r1.lo, 1, 3), __builtin_shufflevector(r2.lo, r3.lo, 1, 3)};
+    block[2] = {__builtin_shufflevector(r0.hi, r1.hi, 0, 2), __builtin_shufflevector(r2.hi, r3.hi, 0, 2)};
+    block[3] = {__builtin_shufflevector(r0.hi, r1.hi, 1, 3), __builtin_shufflevector(r2.hi, r3.hi, 1, 3)};
+}
+TALV_INLINE Pair64 wrapped(Pair64 x, Pair64 n) noexcept
+{
+    return x >= n ? x - n : x;
+}
+TALV_INLINE Wide4 wrapped(Wide4 x, Wide4 n) noexcept
+{
+    return {wrapped(x.lo, n.lo), wrapped(x.hi, n.hi)};
 }
 
 #endif
