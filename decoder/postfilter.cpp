@@ -102,103 +102,155 @@ namespace
 
 constexpr int BLOCK = 80; /* samples filtered at a time: the longest subframe */
 
-/** The zeros' part: y[q] = zero[0] x[q] + zero[1] x[q-1] + ... for whole groups of four
- *  work  IO [PF_TAPS + count + 3]  x[q] at work[q + PF_TAPS] in, from x[-11] on; y[q] at work[q] out                */
-void apply_zeros(const float *zero, int count, wide_t *work) noexcept
+/** Four samples, of which `count` are there and the others are 0 */
+[[gnu::noinline]] Float4 load_last(const float *x, int count) noexcept
 {
-    Wide4 z[PF_TAPS];
-    TALV_UNROLL
+    float v[LANES] = {};
+    std::memcpy(v, x, static_cast<size_t>(count) * sizeof(float));
+    return load4(v);
+}
+
+void widen_taps(const float *taps, wide_t *out) noexcept
+{
+    for (int j = 0; j < PF_TAPS; j += LANES)
+        store(out + j, load_wide(taps + j));
+}
+
+/** The zeros' part: y[q] = zero[0] x[q] + zero[1] x[q-1] + ... for whole groups of four
+ *  in   I  [-11 .. count-1]
+ *  out  O  [count up to whole groups]                                                                              */
+void apply_zeros(const float *taps, int count, const float *in, wide_t *out) noexcept
+{
+    wide_t tap[PF_TAPS];
+    widen_taps(taps, tap);
+    Wide4 zero[PF_TAPS], x[PF_TAPS]; /* x[j] holds the samples that zero[j] meets */
     for (int j = 0; j < PF_TAPS; j++)
-        z[j] = broadcast(wide(zero[j]));
+        zero[j] = broadcast(tap[j]);
+    TALV_UNROLL
+    for (int j = 0; j < PF_TAPS - LANES; j++)
+        x[j] = load_wide(in - LANES - j);
     for (int q = 0; q < count; q += LANES) {
-        const wide_t *x = work + PF_TAPS + q;
-        Wide4 y = z[0] * load(x);
+        TALV_UNROLL
+        for (int j = PF_TAPS - 1; j >= LANES; j--)
+            x[j] = x[j - LANES];
+        x[0] = q + LANES <= count ? load_wide(in + q) : widened(load_last(in + q, count - q));
+        x[2] = halves(high_half(x[4]), low_half(x[0]));
+        x[1] = staggered(x[2], x[0]);
+        x[3] = staggered(x[4], x[2]);
+        Wide4 y = zero[0] * x[0];
         TALV_UNROLL
         for (int j = 1; j < PF_TAPS; j++)
-            y = add_exact(y, z[j], load(x - j));
-        store(work + q, y);
+            y = add_exact(y, zero[j], x[j]);
+        store(out + q, y);
     }
 }
 
 constexpr int LINKS = 5; /* poles[0] to poles[4] read samples that are computed one by one */
 
-/** The coefficients of the poles, as often as they are wanted side by side */
-struct Poles {
-    Wide4 wide[LPC_ORDER];  /* from LINKS on */
-    Pair64 link[LPC_ORDER]; /* below LINKS   */
-};
-
-/** The last outputs, floats in value. The names give the four of them, y[-1] being the newest. */
+/** The last outputs, floats in value, y[-1] being the newest */
 struct Outputs {
-    Wide4 y4_1, y6_3, y8_5, y10_7;
+    Pair64 y2_1, y4_3, y6_5, y8_7, y10_9; /* older first */
+    Pair64 y9_8;
     Pair64 last[LINKS]; /* y[-1] .. y[-5], each twice */
 };
 
+/** Two samples of the recursive part as far as they can be worked out side by side
+ *  y10 .. y6  I  what pole[9] to pole[5] meet                                                                      */
+TALV_INLINE Pair64 apply_old(const Pair64 *pole, Pair64 sum, Pair64 y10, Pair64 y9, Pair64 y8, Pair64 y7,
+                             Pair64 y6) noexcept
+{
+    sum = subtract_exact(sum, pole[9], y10);
+    sum = subtract_exact(sum, pole[8], y9);
+    sum = subtract_exact(sum, pole[7], y8);
+    sum = subtract_exact(sum, pole[6], y7);
+    return subtract_exact(sum, pole[5], y6);
+}
+
 /** Four samples of the recursive part: sum - pole[9] y[-10] - ... - pole[0] y[-1] for each
- *  pole[9] to pole[5], whose newest sample is y[-3], run side by side. The rest is the chain from one sample to the
- *  next, in which the newest comes last.                                                                            */
-TALV_INLINE Wide4 apply_poles(const Poles &poles, Wide4 sum, Outputs *outputs) noexcept
+ *  pole[9] to pole[5] are applied to two samples at a time. The rest is the chain from one sample to the next, in which
+ *  the newest comes last. Within the chain a sample is rounded to float by round_half_away(), the quickest way; whether
+ *  that was right is found out beside the chain, from the sums themselves.
+ *  doubt   IO  gathers the bits in which the samples of the chain differ from the sums correctly rounded
+ *  return      the samples, correctly rounded: right unless doubt tells of a sample at or before them               */
+TALV_INLINE Float4 apply_poles(const Pair64 *pole, Wide4 sum, Outputs *outputs, Wide4 *doubt) noexcept
 {
     const Outputs past = *outputs;
-    sum = subtract_exact(sum, poles.wide[9], past.y10_7);
-    sum = subtract_exact(sum, poles.wide[8], staggered(past.y10_7, past.y8_5));
-    sum = subtract_exact(sum, poles.wide[7], past.y8_5);
-    sum = subtract_exact(sum, poles.wide[6], staggered(past.y8_5, past.y6_3));
-    sum = subtract_exact(sum, poles.wide[5], past.y6_3);
+    const Pair64 y7_6 = staggered(past.y8_7, past.y6_5);
+    const Pair64 y5_4 = staggered(past.y6_5, past.y4_3);
+    const Pair64 sum0_1 = apply_old(pole, low_half(sum), past.y10_9, past.y9_8, past.y8_7, y7_6, past.y6_5);
+    const Pair64 sum2_3 = apply_old(pole, high_half(sum), past.y8_7, y7_6, past.y6_5, y5_4, past.y4_3);
 
-    const Pair64 start[LANES] = {low_twice(low_half(sum)), high_twice(low_half(sum)), low_twice(high_half(sum)),
-                                 high_twice(high_half(sum))};
+    Pair64 v[LANES] = {low_twice(sum0_1), high_twice(sum0_1), low_twice(sum2_3), high_twice(sum2_3)};
     Pair64 y[LINKS + LANES];
     TALV_UNROLL
     for (int i = 0; i < LINKS; i++)
         y[i] = past.last[LINKS - 1 - i];
     TALV_UNROLL
     for (int l = 0; l < LANES; l++) {
-        Pair64 v = start[l];
         TALV_UNROLL
         for (int i = LINKS - 1; i >= 0; i--)
-            v = subtract_exact(v, poles.link[i], y[LINKS + l - 1 - i]);
-        y[LINKS + l] = rounded_wide(v);
+            v[l] = subtract_exact(v[l], pole[i], y[LINKS + l - 1 - i]);
+        y[LINKS + l] = round_half_away(v[l]);
     }
     const Pair64 y0_1 = low_lanes(y[LINKS], y[LINKS + 1]), y2_3 = low_lanes(y[LINKS + 2], y[LINKS + 3]);
-    outputs->y10_7 = past.y6_3;
-    outputs->y8_5 = past.y4_1;
-    outputs->y6_3 = halves(high_half(past.y4_1), y0_1);
-    outputs->y4_1 = halves(y0_1, y2_3);
+    outputs->y10_9 = past.y6_5;
+    outputs->y9_8 = y5_4;
+    outputs->y8_7 = past.y4_3;
+    outputs->y6_5 = past.y2_1;
+    outputs->y4_3 = y0_1;
+    outputs->y2_1 = y2_3;
     TALV_UNROLL
     for (int i = 0; i < LINKS; i++)
         outputs->last[i] = y[LINKS + LANES - 1 - i];
-    return outputs->y4_1;
+    const Float4 out = narrowed(halves(low_lanes(v[0], v[1]), low_lanes(v[2], v[3])));
+    *doubt = gather_difference(*doubt, widened(out), halves(y0_1, y2_3));
+    return out;
+}
+
+/** The recursive part as it is defined, for a block in which a sample lay at equal distance from two floats or beyond
+ *  the range in which round_half_away() rounds as a conversion does
+ *  work  I  [count]  what apply_zeros() left                                                                        */
+[[gnu::cold]] void apply_poles_plainly(const float *pole, int count, const wide_t *work, float *out) noexcept
+{
+    for (int q = 0; q < count; q++) {
+        wide_t v = work[q];
+        for (int k = LPC_ORDER - 1; k >= 0; k--)
+            v = subtract_exact(v, wide(pole[k]), wide(out[q - 1 - k]));
+        out[q] = rounded(v);
+    }
 }
 
 /** At most BLOCK samples */
 void filter_block(const PostfilterTaps &taps, int count, const float *in, float *out) noexcept
 {
-    wide_t work[PF_TAPS + BLOCK + LANES];
-    int i = 1 - PF_TAPS;
-    for (; i + LANES <= count; i += LANES)
-        store(work + PF_TAPS + i, load_wide(in + i));
-    for (; i < count; i++)
-        work[PF_TAPS + i] = wide(in[i]);
-    store(work + PF_TAPS + count, Wide4{}); /* fills up the last group */
-    apply_zeros(taps.zero, count, work);
+    wide_t work[BLOCK + LANES];
+    apply_zeros(taps.zero, count, in, work);
 
-    Poles poles;
-    for (int k = 0; k < LPC_ORDER; k++) {
-        poles.wide[k] = broadcast(wide(taps.pole[k]));
-        poles.link[k] = twice(wide(taps.pole[k]));
-    }
-    Outputs past = {load_wide(out - 4), load_wide(out - 6), load_wide(out - 8), load_wide(out - 10), {}};
+    wide_t tap[PF_TAPS];
+    widen_taps(taps.pole, tap);
+    Pair64 pole[LPC_ORDER];
+    for (int k = 0; k < LPC_ORDER; k++)
+        pole[k] = twice(tap[k]);
+    Outputs past = {load_pair_wide(out - 2),
+                    load_pair_wide(out - 4),
+                    load_pair_wide(out - 6),
+                    load_pair_wide(out - 8),
+                    load_pair_wide(out - 10),
+                    load_pair_wide(out - 9),
+                    {}};
     for (int k = 0; k < LINKS; k++)
         past.last[k] = twice(wide(out[-1 - k]));
+    Wide4 doubt = {};
     int q = 0;
     for (; q + LANES <= count; q += LANES)
-        store_rounded(out + q, apply_poles(poles, load(work + q), &past));
+        store4(out + q, apply_poles(pole, load(work + q), &past, &doubt));
     if (q < count) {
-        const Float4 y = narrowed(apply_poles(poles, load(work + q), &past));
+        const Float4 y = apply_poles(pole, load(work + q), &past, &doubt);
         for (int l = 0; q + l < count; l++)
             out[q + l] = y[l];
     }
+    if (any_bit(doubt)) [[unlikely]]
+        apply_poles_plainly(taps.pole, count, work, out);
 }
 
 } // namespace

@@ -105,6 +105,15 @@ TALV_INLINE Pair64 low_lanes(Pair64 x, Pair64 y) noexcept
 {
     return __builtin_shufflevector(x, y, 0, 2);
 }
+/* The second of x and the first of y */
+TALV_INLINE Pair64 staggered(Pair64 x, Pair64 y) noexcept
+{
+    return __builtin_shufflevector(x, y, 1, 2);
+}
+TALV_INLINE Pair64 load_pair_wide(const float *x) noexcept
+{
+    return Pair64{wide(x[0]), wide(x[1])};
+}
 
 /** sum - x y; x and y are floats in value */
 TALV_INLINE Pair64 subtract_exact(Pair64 sum, Pair64 x, Pair64 y) noexcept
@@ -124,6 +133,17 @@ TALV_INLINE Pair64 rounded_wide(Pair64 x) noexcept
     using Pair = float __attribute__((vector_size(8)));
     return __builtin_convertvector(__builtin_convertvector(x, Pair), Pair64);
 #endif
+}
+
+/** x rounded to the 24 bits of a float by whole numbers, in a fraction of the time that two conversions take
+ *  Adding half a unit to the pattern and cutting off what is below one rounds to nearest, like a conversion, but a
+ *  value at equal distance from two floats goes away from 0 instead of to the even one, and what is too large or too
+ *  small for a float keeps its exponent.                                                                            */
+TALV_INLINE Pair64 round_half_away(Pair64 x) noexcept
+{
+    using Pattern = uint64_t __attribute__((vector_size(16)));
+    constexpr uint64_t UNIT = uint64_t{1} << (52 - 23);
+    return reinterpret_cast<Pair64>((reinterpret_cast<Pattern>(x) + UNIT / 2) & ~(UNIT - 1));
 }
 
 #ifdef TALV_SIMD_AVX2
@@ -159,6 +179,16 @@ TALV_INLINE Pair64 high_half(Wide4 x) noexcept
 TALV_INLINE Wide4 halves(Pair64 low, Pair64 high) noexcept
 {
     return {_mm256_setr_m128d(low, high)};
+}
+/* The bits in which x and y differ, added to those found before; and whether there are any */
+TALV_INLINE Wide4 gather_difference(Wide4 found, Wide4 x, Wide4 y) noexcept
+{
+    return {_mm256_or_pd(found.v, _mm256_xor_pd(x.v, y.v))};
+}
+TALV_INLINE bool any_bit(Wide4 found) noexcept
+{
+    const __m256i bits = _mm256_castpd_si256(found.v);
+    return _mm256_testz_si256(bits, bits) == 0;
 }
 /* Lanes 1 and 3 of x in turn with lanes 0 and 2 of y */
 TALV_INLINE Wide4 staggered(Wide4 x, Wide4 y) noexcept
@@ -247,6 +277,21 @@ TALV_INLINE Pair64 high_half(Wide4 x) noexcept
 TALV_INLINE Wide4 halves(Pair64 low, Pair64 high) noexcept
 {
     return {low, high};
+}
+using PairBits = uint64_t __attribute__((vector_size(16)));
+TALV_INLINE Pair64 gather_difference(Pair64 found, Pair64 x, Pair64 y) noexcept
+{
+    return reinterpret_cast<Pair64>(reinterpret_cast<PairBits>(found) |
+                                    (reinterpret_cast<PairBits>(x) ^ reinterpret_cast<PairBits>(y)));
+}
+TALV_INLINE Wide4 gather_difference(Wide4 found, Wide4 x, Wide4 y) noexcept
+{
+    return {gather_difference(found.lo, x.lo, y.lo), gather_difference(found.hi, x.hi, y.hi)};
+}
+TALV_INLINE bool any_bit(Wide4 found) noexcept
+{
+    const PairBits bits = reinterpret_cast<PairBits>(found.lo) | reinterpret_cast<PairBits>(found.hi);
+    return (bits[0] | bits[1]) != 0;
 }
 TALV_INLINE Wide4 staggered(Wide4 x, Wide4 y) noexcept
 {

@@ -1,6 +1,7 @@
 /** Post-filter: worked coefficients, the gains it promises at both ends of the band, and its memory */
 #include "decoder/postfilter.h"
 #include "dsp/lsf.h"
+#include "dsp/wide.h"
 #include "tests/support/compare.h"
 #include "tests/support/signals.h"
 
@@ -163,6 +164,51 @@ TEST(Postfilter, FrequencyResponse)
 }
 
 /** A stretch cut anywhere comes out the same, sample for sample: input and output are the only memory */
+/** The filter sample by sample, as it is defined: zeros in rising order, then poles from the oldest output on */
+float plain_sample(const PostfilterTaps &taps, const float *in, const float *out)
+{
+    wide_t v = wide(taps.zero[0]) * wide(in[0]);
+    for (int j = 1; j < PF_TAPS; j++)
+        v += wide(taps.zero[j]) * wide(in[-j]);
+    for (int j = LPC_ORDER - 1; j >= 0; j--)
+        v -= wide(taps.pole[j]) * wide(out[-1 - j]);
+    return rounded(v);
+}
+
+TEST(Postfilter, RoundsLikeTheDefinition)
+{
+    struct Case {
+        const char *what;
+        float zero0, zero1, pole0, x;
+    };
+    const Case cases[] = {
+        {"halfway, to the even float below", 1.0f, 0x1p-24f, 0.0f, 1.0f},
+        {"halfway, to the even float above", 1.0f + 0x1p-23f, 0x1p-24f, 0.0f, 1.0f},
+        {"halfway, negative", 1.0f, 0x1p-24f, 0.0f, -1.0f},
+        {"below the normal floats", 1.0f, 0.3f, 0.77f, 0x1.8p-126f},
+        {"dying out", 1.0f, 0.5f, -0.25f, 1e-30f},
+        {"beyond the largest float", 3e38f, 1.0f, 0.5f, 3.0f},
+    };
+    for (const Case &c : cases) {
+        PostfilterTaps taps = {};
+        taps.zero[0] = c.zero0;
+        taps.zero[1] = c.zero1;
+        taps.pole[0] = c.pole0;
+        for (const int count : {7, 80, 93}) {
+            std::vector<float> in(static_cast<size_t>(IN_PAST + count)), out(static_cast<size_t>(OUT_PAST + count));
+            std::fill_n(in.begin() + IN_PAST, 5, c.x);
+            std::vector<float> want = out;
+            for (int q = 0; q < count; q++)
+                want[static_cast<size_t>(OUT_PAST + q)] =
+                    plain_sample(taps, in.data() + IN_PAST + q, want.data() + OUT_PAST + q);
+            postfilter_run(&taps, count, in.data() + IN_PAST, out.data() + OUT_PAST);
+            for (size_t i = 0; i < want.size(); i++)
+                ASSERT_TRUE(out[i] == want[i] || (std::isnan(out[i]) && std::isnan(want[i])))
+                    << c.what << ", sample " << i << ": " << out[i] << ", wanted " << want[i];
+        }
+    }
+}
+
 TEST(Postfilter, CutInPieces)
 {
     const uint64_t seed = 47;
