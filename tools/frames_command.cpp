@@ -188,21 +188,30 @@ private:
         return COLUMNS; /* columns of the user's own are passed over */
     }
 
+    /* Nothing else fits a row: a conversion of 1e300 would have no result, and that of 2.5 a wrong one. */
+    int64_t whole(const nlohmann::json &value) const
+    {
+        const bool fits = value.is_number_unsigned() ? value.get<uint64_t>() <= INT64_MAX : value.is_number_integer();
+        if (!fits)
+            throw wrong("has a value that is no whole number");
+        return value.get<int64_t>();
+    }
+
     bool parse_json(const std::string &line, Row &row)
     {
         try {
             const nlohmann::json j = nlohmann::json::parse(line);
-            row[SAMPLE] = j.value("sample", int64_t{0});
-            row[SAMPLES] = j.value("samples", int64_t{TALV_FRAME_SAMPLES});
+            row[SAMPLE] = j.contains("sample") ? whole(j.at("sample")) : 0;
+            row[SAMPLES] = j.contains("samples") ? whole(j.at("samples")) : TALV_FRAME_SAMPLES;
             row[LOST] = j.value("lost", false);
             size_t k = FIELDS;
-            row[k++] = j.at("pitch").get<int64_t>();
+            row[k++] = whole(j.at("pitch"));
             for (size_t i = 0; i < 10; i++)
-                row[k++] = j.at("lsf").at(i).get<int64_t>();
+                row[k++] = whole(j.at("lsf").at(i));
             for (size_t i = 0; i < 2; i++)
-                row[k++] = j.at("gain").at(i).get<int64_t>();
-            row[k++] = j.at("rs").get<int64_t>();
-            row[k++] = j.at("as").get<int64_t>();
+                row[k++] = whole(j.at("gain").at(i));
+            row[k++] = whole(j.at("rs"));
+            row[k++] = whole(j.at("as"));
         } catch (const nlohmann::json::exception &) {
             throw wrong("is no frame");
         }
@@ -223,7 +232,8 @@ void from_text(const FramesJob &job)
     std::string held; /* the last frame, kept back until it is known whether it is the last */
     int64_t samples = 0;
     const auto open = [&](int64_t first_sample) {
-        const int64_t pre_skip = std::clamp<int64_t>(-first_sample, 0, 65535);
+        /* Limited first: INT64_MIN has no opposite. */
+        const int64_t pre_skip = -std::clamp<int64_t>(first_sample, -65535, 0);
         out = std::make_unique<CodedOut>(job.out, job.coded, OggHead{static_cast<int>(pre_skip), 0},
                                          OggTags{VERSION, {}});
     };

@@ -275,6 +275,22 @@ TEST(Frames, GoToTextAndBack)
     EXPECT_NE(
         run({"frames", folder / "bad.csv", folder / "z.talv"}).err.find("line 2 has 128 for pitch, which is 0 to 127"),
         std::string::npos);
+
+    /* Found by the fuzzer: conversions without a result */
+    const auto line = [](const std::string &pitch, const std::string &sample) {
+        return "{\"sample\":" + sample + ",\"pitch\":" + pitch +
+               ",\"lsf\":[0,0,0,0,0,0,0,0,0,0],\"gain\":[0,0],\"rs\":0,\"as\":0}\n";
+    };
+    for (const char *number : {"1e300", "2.5", "18446744073709551615", "\"1\"", "[[]]"}) {
+        for (const std::string &bad : {line(number, "0"), line("0", number)}) {
+            write_file(folder / "bad.jsonl", bad);
+            const Outcome got = run({"frames", folder / "bad.jsonl", folder / "z.talv"});
+            EXPECT_EQ(got.status, 4) << bad;
+            EXPECT_NE(got.err.find("line 1 has a value that is no whole number"), std::string::npos) << got.err;
+        }
+    }
+    write_file(folder / "early.jsonl", line("0", "-9223372036854775808"));
+    EXPECT_EQ(run({"frames", folder / "early.jsonl", folder / "z.talv"}).status, 0);
 }
 
 TEST(Channel, LosesWhatTheModelSays)
