@@ -72,9 +72,13 @@ void frame_loudness(const float *x, Loudness *out) noexcept
 {
     Float4 samples[SPECTRUM_POINTS], power[SPECTRUM_BINS];
     const float *from = x - WINDOW_PAST;
-    for (int n = 0; n < WINDOW_LEN; n++)
-        samples[n] = Float4{from[n], from[n + WINDOW_STEP], from[n + 2 * WINDOW_STEP], from[n + 3 * WINDOW_STEP]} *
-                     window.entry[n];
+    for (int n = 0; n < WINDOW_LEN; n += LANES) {
+        Float4 block[LANES] = {load4(from + n), load4(from + n + WINDOW_STEP), load4(from + n + 2 * WINDOW_STEP),
+                               load4(from + n + 3 * WINDOW_STEP)};
+        transpose(block);
+        for (int i = 0; i < LANES; i++)
+            samples[n + i] = block[i] * window.entry[n + i];
+    }
     power_spectra(samples, power);
     for (int b = 0; b < BANDS; b++) {
         const Band &band = bands.entry[b];

@@ -14,23 +14,25 @@ constexpr int POINTS = SPECTRUM_POINTS / 2; /* of the complex transform */
 constexpr int STAGES = 7;
 static_assert(1 << STAGES == POINTS);
 
+constexpr int ANGLES = 3 * SPECTRUM_POINTS / 4; /* the largest asked for is 3 * 31 * 2 */
+
 /* e^(-2 pi i k / 256) = cosine - i sine */
-constexpr Table<float, POINTS> make_cosines() noexcept
+constexpr Table<float, ANGLES> make_cosines() noexcept
 {
-    Table<float, POINTS> table{};
-    for (int k = 0; k < POINTS; k++)
-        table.entry[k] = rounded(cos_wide(3.14159265358979323846 * k / POINTS));
+    Table<float, ANGLES> table{};
+    for (int k = 0; k < ANGLES; k++)
+        table.entry[k] = rounded(cos_wide(PI * k / POINTS));
     return table;
 }
-constexpr Table<float, POINTS> make_sines() noexcept
+constexpr Table<float, ANGLES> make_sines() noexcept
 {
-    Table<float, POINTS> table{};
-    for (int k = 0; k < POINTS; k++)
-        table.entry[k] = rounded(sin_wide(3.14159265358979323846 * k / POINTS));
+    Table<float, ANGLES> table{};
+    for (int k = 0; k < ANGLES; k++)
+        table.entry[k] = rounded(sin_wide(PI * k / POINTS));
     return table;
 }
-constexpr Table<float, POINTS> cosines = make_cosines();
-constexpr Table<float, POINTS> sines = make_sines();
+constexpr Table<float, ANGLES> cosines = make_cosines();
+constexpr Table<float, ANGLES> sines = make_sines();
 
 constexpr Table<uint8_t, POINTS> make_reversal() noexcept
 {
@@ -45,20 +47,62 @@ constexpr Table<uint8_t, POINTS> make_reversal() noexcept
 }
 constexpr Table<uint8_t, POINTS> reversal = make_reversal();
 
-/** One stage: butterflies of elements `half` apart */
-TALV_INLINE void stage(Float4 *z, int half) noexcept
+/** A complex value of four transforms */
+struct Complex4 {
+    Float4 re, im;
+};
+
+TALV_INLINE Complex4 operator+(Complex4 x, Complex4 y) noexcept
 {
-    const int stride = SPECTRUM_POINTS / (2 * half);
-    for (int j = 0; j < half; j++) {
-        const float c = cosines.entry[j * stride], s = sines.entry[j * stride];
-        for (int from = j; from < POINTS; from += 2 * half) {
-            Float4 *a = z + 2 * from, *b = z + 2 * (from + half);
-            const Float4 re = a[0] - b[0], im = a[1] - b[1];
-            a[0] += b[0];
-            a[1] += b[1];
-            b[0] = re * c + im * s;
-            b[1] = im * c - re * s;
+    return {x.re + y.re, x.im + y.im};
+}
+TALV_INLINE Complex4 operator-(Complex4 x, Complex4 y) noexcept
+{
+    return {x.re - y.re, x.im - y.im};
+}
+
+/** x e^(-2 pi i k / 256) */
+TALV_INLINE Complex4 turned(Complex4 x, int k) noexcept
+{
+    const float c = cosines.entry[k], s = sines.entry[k];
+    return {x.re * c + x.im * s, x.im * c - x.re * s};
+}
+
+TALV_INLINE Complex4 load(const Float4 *z) noexcept
+{
+    return {z[0], z[1]};
+}
+TALV_INLINE void store(Float4 *z, Complex4 x) noexcept
+{
+    z[0] = x.re;
+    z[1] = x.im;
+}
+
+/** Two stages at once: butterflies of elements `quarter`, twice and three times that apart. Element j + quarter receives
+ *  what two single stages would leave there, so that the order at the end is that of reversed bits.                  */
+TALV_INLINE void two_stages(Float4 *z, int quarter) noexcept
+{
+    const int stride = SPECTRUM_POINTS / (4 * quarter);
+    for (int from = 0; from < POINTS; from += 4 * quarter)
+        for (int j = 0; j < quarter; j++) {
+            Float4 *a = z + 2 * (from + j), *b = a + 2 * quarter, *c = b + 2 * quarter, *d = c + 2 * quarter;
+            const Complex4 ac = load(a) + load(c), a_c = load(a) - load(c);
+            const Complex4 bd = load(b) + load(d), b_d = load(b) - load(d);
+            const Complex4 side = {b_d.im, -b_d.re}; /* -i (b - d) */
+            store(a, ac + bd);
+            store(b, turned(ac - bd, 2 * j * stride));
+            store(c, turned(a_c + side, j * stride));
+            store(d, turned(a_c - side, 3 * j * stride));
         }
+}
+
+/** The last stage: butterflies of neighbours */
+TALV_INLINE void last_stage(Float4 *z) noexcept
+{
+    for (int k = 0; k < POINTS; k += 2) {
+        const Complex4 a = load(z + 2 * k), b = load(z + 2 * k + 2);
+        store(z + 2 * k, a + b);
+        store(z + 2 * k + 2, a - b);
     }
 }
 
@@ -67,8 +111,10 @@ TALV_INLINE void stage(Float4 *z, int half) noexcept
 void power_spectra(Float4 *x, Float4 *power) noexcept
 {
     /* Even samples are the real, odd ones the imaginary parts. */
-    for (int half = POINTS / 2; half >= 1; half /= 2)
-        stage(x, half);
+    two_stages(x, 32);
+    two_stages(x, 8);
+    two_stages(x, 2);
+    last_stage(x);
 
     power[0] = (x[0] + x[1]) * (x[0] + x[1]);
     for (int k = 1; k <= POINTS / 2; k++) {

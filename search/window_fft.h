@@ -14,7 +14,7 @@ inline constexpr int SPECTRUM_BINS = SPECTRUM_POINTS / 2; /* bins 0 to 127; the 
 /** Power of each bin
  *  x      IO [SPECTRUM_POINTS]   element n holds sample n of four windows, one a lane; overwritten
  *  power  O  [SPECTRUM_BINS]     |X[k]|^2
- *  A real transform by way of a complex one of half the length: Cooley and Tukey, Math. Comp. 19, 1965. Radix 2,
+ *  A real transform by way of a complex one of half the length: Cooley and Tukey, Math. Comp. 19, 1965. Radix 4,
  *  decimation in frequency.                                                                                        */
 void power_spectra(Float4 *x, Float4 *power) noexcept;
 
