@@ -1,0 +1,129 @@
+/** The envelope's spectrum: every copy of it against its recurrences taken one value at a time, to the last bit */
+#include "decoder/envelope.h"
+#include "dsp/trig.h"
+#include "dsp/wide.h"
+#include "tests/support/signals.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <gtest/gtest.h>
+#include <vector>
+
+#ifdef TALV_WITH_AVX2
+namespace talv::avx2
+{
+struct Complex {
+    float re, im;
+};
+void lpc_spectrum(const float *poly, int terms, int p, Complex *out) noexcept;
+void lpc_spectrum_two(const float *poly0, const float *poly1, int terms, int p, Complex *out0, Complex *out1) noexcept;
+} // namespace talv::avx2
+#endif
+
+namespace
+{
+
+using talv::LAG_MAX_FRAME;
+using talv::LAG_MIN;
+using talv::POLY_TERMS;
+using talv::rounded;
+using talv::wide;
+
+using Poly = std::array<float, POLY_TERMS>;
+
+/** v(m+1) = 2 cos(step) v(m) - v(m-1), rounded to float */
+float next_value(float two_cos, float v, float before)
+{
+    return rounded(wide(two_cos) * wide(v) - wide(before));
+}
+
+/** One bin from the cosine and sine of its angle */
+template <typename Complex>
+Complex plain_bin(const Poly &poly, float c, float s)
+{
+    const float two_cos = c + c;
+    float c_before = 1.0f, s_before = 0.0f;
+    auto re = wide(poly[0]), im = wide(0.0);
+    for (size_t j = 1; j < poly.size(); j++) {
+        re += wide(poly[j]) * wide(c);
+        im -= wide(poly[j]) * wide(s);
+        const float c_next = next_value(two_cos, c, c_before), s_next = next_value(two_cos, s, s_before);
+        c_before = c, s_before = s;
+        c = c_next, s = s_next;
+    }
+    return {rounded(re), rounded(im)};
+}
+
+template <typename Complex>
+std::vector<Complex> plain_spectrum(const Poly &poly, int p)
+{
+    const float theta = rounded(wide(6.283185307) / wide(p));
+    float c = rounded(talv::cos_wide(wide(theta))), s = rounded(talv::sin_wide(wide(theta)));
+    float c_before = 1.0f, s_before = 0.0f;
+    const float two_cos = 2.0f * c;
+    auto sum = wide(0.0);
+    for (const float v : poly)
+        sum += wide(v);
+    std::vector<Complex> out = {{rounded(sum), 0.0f}};
+    for (int k = 1; k <= p / 2; k++) {
+        out.push_back(plain_bin<Complex>(poly, c, s));
+        const float c_next = next_value(two_cos, c, c_before), s_next = next_value(two_cos, s, s_before);
+        c_before = c, s_before = s;
+        c = c_next, s = s_next;
+    }
+    return out;
+}
+
+template <typename Complex>
+::testing::AssertionResult same(const std::vector<Complex> &got, const std::vector<Complex> &want)
+{
+    for (size_t k = 0; k < want.size(); k++)
+        if (std::bit_cast<uint32_t>(got[k].re) != std::bit_cast<uint32_t>(want[k].re) ||
+            std::bit_cast<uint32_t>(got[k].im) != std::bit_cast<uint32_t>(want[k].im))
+            return ::testing::AssertionFailure() << "bin " << k << ": (" << got[k].re << ", " << got[k].im
+                                                 << "), wanted (" << want[k].re << ", " << want[k].im << ")";
+    return ::testing::AssertionSuccess();
+}
+
+/** Every lag, with coefficients of every size that an envelope has */
+template <typename Complex, typename One, typename Two>
+void check_all_lags(One one, Two two)
+{
+    const uint64_t seed = 131;
+    SCOPED_TRACE(talv::test::seed_note(seed));
+    talv::test::Random random(seed);
+    for (int p = LAG_MIN; p <= LAG_MAX_FRAME; p++) {
+        for (const double size : {0.01, 1.0, 40.0}) {
+            Poly a = {1.0f}, b = {1.0f};
+            for (size_t j = 1; j < a.size(); j++) {
+                a[j] = static_cast<float>(random.uniform(-size, size));
+                b[j] = static_cast<float>(random.uniform(-size, size));
+            }
+            const auto bins = static_cast<size_t>(p / 2 + 1);
+            std::vector<Complex> alone(bins), first(bins), second(bins);
+            one(a.data(), POLY_TERMS, p, alone.data());
+            two(a.data(), b.data(), POLY_TERMS, p, first.data(), second.data());
+            const auto want = plain_spectrum<Complex>(a, p);
+            ASSERT_TRUE(same(alone, want)) << "lag " << p << ", alone";
+            ASSERT_TRUE(same(first, want)) << "lag " << p << ", first of two";
+            ASSERT_TRUE(same(second, plain_spectrum<Complex>(b, p))) << "lag " << p << ", second of two";
+        }
+    }
+}
+
+TEST(LpcSpectrum, EveryMachinesCopyIsTheRecurrence)
+{
+    check_all_lags<talv::baseline::Complex>(talv::baseline::lpc_spectrum, talv::baseline::lpc_spectrum_two);
+}
+
+#ifdef TALV_WITH_AVX2
+TEST(LpcSpectrum, FusedStepsAreTheRecurrence)
+{
+    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma"))
+        GTEST_SKIP() << "this processor has no AVX2";
+    check_all_lags<talv::avx2::Complex>(talv::avx2::lpc_spectrum, talv::avx2::lpc_spectrum_two);
+}
+#endif
+
+} // namespace
