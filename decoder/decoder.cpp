@@ -121,25 +121,34 @@ const Complex *envelope(const DecoderState *dec, const Tracks *tracks, int32_t k
     return now;
 }
 
-/** Build the cycle of subframe k in dec->cycle_new, as spline coefficients; its grid size is the result */
-int32_t build_cycle(DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
+/** The excitation's spectrum of subframe k; its working arrays are given back before the inverse transform asks for its
+ *  own
+ *  spec  O  [h+1]                                                                                                   */
+[[gnu::noinline]] void excitation(DecoderState *dec, const Tracks *tracks, int32_t k, Complex *spec) noexcept
 {
-    const int32_t p = tracks->pitch[k];
-    const int32_t h = p / 2;
+    const int32_t h = tracks->pitch[k] / 2;
     float noise_weight[MAX_HARMONICS + 1], amp_weight[MAX_HARMONICS + 1];
     noise_profile(h, MAX_HARMONICS, tracks->rs[k], noise_weight);
     amp_profile(AS_DIM, tracks->as[k], h, MAX_HARMONICS, amp_weight);
+    mix_excitation(&dec->noise_seed, h, amp_weight, noise_weight, spec);
+}
+
+/** Build the cycle of subframe k in dec->cycle_new, as spline coefficients; its grid size is the result */
+[[gnu::noinline]] int32_t build_cycle(DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
+{
+    const int32_t p = tracks->pitch[k];
+    const int32_t h = p / 2;
     int32_t n;
     fft_size_for(p, FFT_MAX, &n);
 
-    Complex exc_spec[MAX_HARMONICS + 1], cycle_spec[MAX_HARMONICS + 1];
+    Complex spec[MAX_HARMONICS + 1]; /* of the excitation, then of the cycle */
+    excitation(dec, tracks, k, spec);
     const Complex *lpc_spec = envelope(dec, tracks, k, ahead);
-    mix_excitation(&dec->noise_seed, h, amp_weight, noise_weight, exc_spec);
     const float scale = rounded(wide(n) * wide(dec->gain_track[k + 1]) * wide(CYCLE_LEVEL) / wide(p));
-    spectrum_shape(h, exc_spec, lpc_spec, scale, cycle_spec);
-    spectrum_trim(p, n, cycle_spec);
-    spline_prefilter(FFT_MAX, spline_table, n, cycle_spec);
-    real_ifft(cycle_spec, dec->cycle_new + 1, n, FFT_MAX, fft_bitrev, fft_twiddle);
+    spectrum_shape(h, spec, lpc_spec, scale, spec);
+    spectrum_trim(p, n, spec);
+    spline_prefilter(FFT_MAX, spline_table, n, spec);
+    real_ifft(spec, dec->cycle_new + 1, n, FFT_MAX, fft_bitrev, fft_twiddle);
     return n;
 }
 

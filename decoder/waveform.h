@@ -30,7 +30,7 @@ void fft_size_for(int length, int cap, int32_t *out) noexcept;
 /** Divide the excitation by the envelope's polynomial and scale the whole to a level
  *  exc, lpc  I  [h+1]
  *  scale I            n g 0.6 / p gives a cycle of RMS 0.6 g on the grid
- *  out   O  [h+1]                                                                                               */
+ *  out   O  [h+1]     may be exc                                                                                 */
 void spectrum_shape(int h, const Complex *exc, const Complex *lpc, float scale, Complex *out) noexcept;
 
 /** On a grid longer than the cycle: clear the bins above h, and for even p halve bin h
