@@ -319,6 +319,56 @@ TALV_LANES Wide4 staggered(Wide4 x, Wide4 y) noexcept
     return {{x.v[1], y.v[0], x.v[3], y.v[2]}};
 }
 
+/* The second of x and the first of y */
+TALV_LANES Pair64 staggered(Pair64 x, Pair64 y) noexcept
+{
+    return {{x.v[1], y.v[0]}};
+}
+TALV_LANES Pair64 load_pair_wide(const float *x) noexcept
+{
+    return {{wide(x[0]), wide(x[1])}};
+}
+/* A conversion is quick enough here: nothing is left in doubt. */
+TALV_LANES Pair64 round_half_away(Pair64 x) noexcept
+{
+    return rounded_wide(x);
+}
+/* Lanes other than 0 where x and y differ, or differed before; and whether there are any */
+TALV_LANES Wide4 gather_difference(const Wide4 &found, const Wide4 &x, const Wide4 &y) noexcept
+{
+    Wide4 out = found;
+    for (int i = 0; i < 4; i++)
+        if (x.v[i] != y.v[i])
+            out.v[i] = 1;
+    return out;
+}
+TALV_LANES bool any_bit(const Wide4 &found) noexcept
+{
+    return found.v[0] != 0 || found.v[1] != 0 || found.v[2] != 0 || found.v[3] != 0;
+}
+TALV_LANES void transpose(Wide4 (&block)[4]) noexcept
+{
+    for (int i = 0; i < 4; i++)
+        for (int j = 0; j < i; j++) {
+            const wide_t v = block[i].v[j];
+            block[i].v[j] = block[j].v[i];
+            block[j].v[i] = v;
+        }
+}
+/* x - n where x >= n, else x */
+TALV_LANES Wide4 wrapped(const Wide4 &x, const Wide4 &n) noexcept
+{
+    Wide4 out = x;
+    for (int i = 0; i < 4; i++)
+        if (x.v[i] >= n.v[i])
+            out.v[i] = x.v[i] - n.v[i];
+    return out;
+}
+TALV_LANES Float4 square_root(Float4 x) noexcept
+{
+    return {{__builtin_sqrtf(x.v[0]), __builtin_sqrtf(x.v[1]), __builtin_sqrtf(x.v[2]), __builtin_sqrtf(x.v[3])}};
+}
+
 /** Eight halves of words, modulo 2^16 */
 struct Short8 {
     uint16_t v[8];
