@@ -114,6 +114,19 @@ TEST(Frame, EverySingleBit)
         EXPECT_EQ(lsf_level_bits[k], WIDTH[k + 1]) << "LSF " << k;
 }
 
+/** An index beyond its field is cut to the field's low bits; its neighbours keep theirs */
+TEST(Frame, NoIndexSpillsOver)
+{
+    for (int f = 0; f < FIELDS; f++) {
+        FrameParams full = {}, beyond = {};
+        *field(full, f) = (1 << WIDTH[f]) - 1;
+        for (const int32_t value : {-1, (2 << WIDTH[f]) - 1}) {
+            *field(beyond, f) = value;
+            EXPECT_EQ(packed(beyond), packed(full)) << "field " << f << " of " << value;
+        }
+    }
+}
+
 TEST(Frame, RandomRoundTrip)
 {
     const uint64_t seed = 2000;
