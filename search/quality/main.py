@@ -11,7 +11,7 @@ def arguments():
     ap.add_argument("--yardsticks", required=True, help="folder with evaluate.py, metrics.py and peers.json")
     ap.add_argument("--collection", required=True, help="folder with MANIFEST.csv and the recordings")
     ap.add_argument("--talv", required=True, help="the program")
-    ap.add_argument("--work", required=True, help="folder for what is coded and scored; an earlier run's is gone on with")
+    ap.add_argument("--work", required=True, help="folder for what is coded and scored, an earlier run's too")
     ap.add_argument("--report", help="where the tables go (standard output)")
     ap.add_argument("--picture", help="where the picture goes (.svg)")
     ap.add_argument("--revision", default="", help="what is said about the build in the report")
@@ -68,14 +68,14 @@ def code_all(pool, everyone, items, within, a, here):
 
 
 def rate_all(pool, everyone, items, within, coded, lags, a, here):
-    """{"CODER CHANNEL": {item: scores}}. Lost frames and late joins: of the own encoders, some of the items."""
+    """{"CODER CHANNEL": {item: scores}}. Lost frames and late joins: of some encoders and items."""
     cache = os.path.join(a.work, "scores")
     os.makedirs(cache, exist_ok=True)
     jobs, rows = [], {}
     for n, _, x in items:
         todo = [(c, channel, coded[c["name"], n]["bits"], lags[c["name"]])
                 for c in everyone if (c["name"], n) in coded
-                for channel in (("", "lost", "late") if "build" in c and n in within else ("",))]
+                for channel in (("", "lost", "late") if c.get("channels") and n in within else ("",))]
         jobs.append((n, x, todo, here, cache))
     for k, (name, scored) in enumerate(pool.imap(rate, jobs), 1):
         for coder, channel, row in scored:
@@ -98,6 +98,8 @@ def run(a):
     efforts = [int(v) for v in a.efforts.split(",") if v]
     own = coders.talv_coders(os.path.abspath(a.talv), efforts)
     peers = [] if a.no_peers else coders.peer_coders(os.path.join(here, "peers.json"))
+    for c in own:
+        c["channels"] = c is own[0] or c is own[-1] or c["name"] == "effort %d" % a.live
     for c in own + peers:
         c["digest"] = coders.build_digest(c)
     with multiprocessing.get_context("fork").Pool(a.jobs) as pool:
@@ -106,8 +108,8 @@ def run(a):
     persons = {n: "/".join(n.split("+")[0].split("/")[:2]) for n, _, _ in items}
     spoken = np.concatenate([x for n, _, x in talk if n in within])[:60 * dsp.FS]
     return {"paired": intervals.Paired(rows, {n: g for n, g, _ in items}, persons), "own": own, "peers": peers,
-            "efforts": efforts, "seconds": {n: len(x) / dsp.FS for n, _, x in items}, "cpu_of": len(spoken) / dsp.FS,
-            "cpu": coders.cpu_seconds(own + peers, spoken, here, a.rounds) if a.rounds else {}}
+            "lags": lags, "efforts": efforts, "seconds": {n: len(x) / dsp.FS for n, _, x in items},
+            "cpu_of": len(spoken) / dsp.FS, "cpu": coders.cpu_seconds(own + peers, spoken, here, a.rounds)}
 
 
 if __name__ == "__main__":

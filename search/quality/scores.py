@@ -81,8 +81,8 @@ def score(ref, deg, cache):
 
 
 def jumps(y):
-    """Clicks between frames: |first sample of a frame - last of the one before| over the RMS of the 120 samples on either
-    side, for every boundary that is not silent. y as decoded, so that frames begin at multiples of 240."""
+    """Clicks between frames: |first sample of a frame - last of the one before| over the RMS of the 120 samples on
+    either side, for every boundary that is not silent. y as decoded, so that frames begin at multiples of 240."""
     at = np.arange(FRAME, len(y) - FRAME, FRAME)
     if not len(at):
         return np.zeros(0)

@@ -144,7 +144,7 @@ def mixed_items(items, count=6, snr_db=10):
             state = pole * state + (1 - pole) * w
             car[i] = state
         car += 0.02 * rng.normal(size=len(x))
-        babble = sum(np.resize(others[j], len(x)) for j in rng.permutation(len(others))[:8])
+        babble = sum(np.roll(np.resize(o, len(x)), rng.integers(len(x))) for o in others[:8])
         for what, noise in (("car", car), ("babble", babble)):
             gain = 10 ** ((dsp.active_level_db(x) - snr_db) / 20) / np.sqrt(np.mean(noise ** 2))
             y = np.rint(dsp.set_level(x + gain * noise))

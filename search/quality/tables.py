@@ -79,22 +79,27 @@ class Report:
                              (self.efforts[-1] if self.efforts else None, {"estoi": 0.08})):
             for m, limit in limits.items() if name else ():
                 g = self.gain(name, m)
-                goal("%s, %s" % (METRICS[m][1], name), "%+.2f" % limit, shown(m, g), METRICS[m][2] * (g[0] - limit) >= 0)
+                met = METRICS[m][2] * (g[0] - limit) >= 0
+                goal("%s, %s" % (METRICS[m][1], name), "%+.2f" % limit, shown(m, g), met)
         for name in self.efforts:
-            vuv, off, level = (self.gain(name, m)[0] for m in ("vuv", "per_off", "lvl_off"))
+            vuv, off = (self.gain(name, m)[0] for m in ("vuv", "per_off"))
+            level, itself = self.gain(name, "lvl_off")[0], self.p.mean(name, "lvl_off", self.all)[0]
             gpe = self.gain(name, "gpe")
             goal("Voicing agreement, " + name, "-1 point", "%+.2f" % vuv, vuv >= -1)
             goal("Periodicity offset, " + name, "within 2 points", "%+.2f" % off, abs(off) <= 2)
             goal("Gross pitch errors, " + name, "not more", shown("gpe", gpe), gpe[0] <= 0, gpe[1] > 0)
-            goal("Level, " + name, "within 1 dB", "%+.2f dB" % level, abs(level) <= 1)
+            goal("Level, " + name, "within 1 dB", "%+.2f dB (%+.2f to the original)" % (level, itself), abs(level) <= 1)
+            moved = self.r["lags"][name] - self.r["lags"]["plain"]
+            goal("Alignment, " + name, "as plain", "%+d samples" % moved, abs(moved) <= 20)
             jump = self.p.jumps(name, self.all)[1] / self.p.jumps("plain", self.all)[1]
             goal("Largest jump between frames, " + name, "as plain", "× %.2f" % jump, jump <= 1.1)
-            for channel in ("lost", "late"):
+            for channel in ("lost", "late") if name + " lost" in self.p.rows else ():
                 share = [self.kept(name, channel, m) for m in YARDSTICKS]
                 goal("Gain kept, %s, %s" % ("5 % lost" if channel == "lost" else "joined late", name), "75 %",
                      ", ".join("%.0f %%" % (100 * s) for s in share), min(share) >= 0.75)
             worse, sure = self.worse_groups(name)
-            goal("Groups worse than plain, " + name, "none", "%d, for sure %d" % (len(worse), len(sure)), not worse, sure)
+            got = "%d of %d, for sure %d" % (len(worse), 3 * len(set(self.p.groups.values())), len(sure))
+            goal("Groups and yardsticks worse than plain, " + name, "none", got, not worse, sure)
         return table(["what", "goal", "measured", ""], rows)
 
     # ---- Tables
@@ -119,7 +124,7 @@ class Report:
     def channels(self):
         rows = []
         for channel, what in (("lost", "5 % of the frames lost"), ("late", "decoder joins after 1.2 s")):
-            for n in self.efforts:
+            for n in [e for e in self.efforts if e + " " + channel in self.p.rows]:
                 items = self.p.items(n + " " + channel, "plain " + channel, of=is_speech)
                 rows.append([what, n] + ["%s, %.0f %%" % (
                     shown(m, self.p.difference(n + " " + channel, "plain " + channel, m, items)),
@@ -159,7 +164,8 @@ class Report:
         out = [HEAD % dict(revision=self.a.revision, date=datetime.date.today().isoformat(), minutes=seconds / 60,
                            items=len(self.all), people=len(people), efforts=", ".join(self.efforts) or "none")]
         if self.efforts:
-            out += ["## Goals\n\n" + self.goals(), "## Gain at every effort\n\n" + self.overall(YARDSTICKS + ("phone",)),
+            out += ["## Goals\n\n" + self.goals(),
+                    "## Gain at every effort\n\n" + self.overall(YARDSTICKS + ("phone",)),
                     "### Guards\n\n" + self.overall(GUARDS), CLICKS + "\n\n" + self.clicks(),
                     KINDS + "\n\n" + self.kinds(self.efforts, lambda g: g.split(".")[0])]
             one = self.live or self.efforts[-1]
