@@ -13,17 +13,6 @@ namespace talv::inline TALV_TARGET
 namespace
 {
 
-/** The track's lag and its neighbours */
-void try_lags(Trial *trial, int frame) noexcept
-{
-    const int32_t centre = trial->target[frame].pitch.lag - LAG_MIN;
-    for (int32_t offset = -trial->effort->lags; offset <= trial->effort->lags; offset++) {
-        FrameParams params = trial->chosen[frame];
-        params.pitch_index = std::clamp(centre + offset, int32_t{0}, int32_t{LAGS - 1});
-        try_choice(trial, frame, &params);
-    }
-}
-
 /** The chosen gains, each moved by what the windows that it decides lack of the loudness wanted */
 void corrected_gains(const Trial *trial, int frame, float *gain) noexcept
 {
@@ -117,8 +106,6 @@ void quantise_targets(const Targets *targets, FrameParams *params) noexcept
 
 void descend(Trial *trial, int frame, int pass) noexcept
 {
-    if (pass == 0)
-        try_lags(trial, frame);
     try_gains(trial, frame, pass);
     if (pass == 0)
         try_envelopes(trial, frame);

@@ -7,11 +7,13 @@
 namespace talv::inline TALV_TARGET
 {
 
+inline constexpr int FRAMES_MAX = 4;
+
 struct Effort {
-    int ahead;  /* frames searched beyond the one to be sent, 1 to AHEAD_MAX: each beyond the first delays by one */
-    int passes; /* over the fields of the frame to be sent; 0: the measured targets, each quantised by itself     */
+    int frames;    /* searched together: the one to be sent and those after it, up to FRAMES_MAX                     */
+    int held_back; /* frames of delay beyond the plain encoder's; at most held_back + 3 frames can be searched       */
+    int passes;    /* over the fields of the frame to be sent; 0: the measured targets, each quantised by itself     */
     int next_passes; /* over the fields of each frame after it                                                        */
-    int lags;        /* lags on either side of the track to try                                                       */
     int gains;       /* length of the short list of each field                                                        */
     int envelopes;
     int amplitudes;

@@ -2,6 +2,7 @@
 
 #include "dsp/lsf.h"
 #include "encoder/conditioning.h"
+#include "encoder/lpc.h"
 #include "encoder/pitch.h"
 #include "encoder/rs.h"
 
@@ -39,10 +40,10 @@ void low_pass(int order, const float *taps, int from, int end, const float *in, 
 
 } // namespace
 
-void history_reset(SpeechHistory *history, int ahead) noexcept
+void history_reset(SpeechHistory *history, int blocks) noexcept
 {
     *history = {};
-    history->ahead = ahead;
+    history->blocks = blocks;
     for (auto &lsf : history->lsf)
         for (int k = 0; k < LPC_ORDER; k++)
             lsf[k] = START_LSF_STEP * static_cast<float>(k + 1);
@@ -53,16 +54,18 @@ void history_advance(SpeechHistory *history, const EncoderState *enc) noexcept
     const int length = PAST + future(history);
     for (float *array : {history->sig, history->res, history->low, history->mid})
         move_down(array, length);
-    for (int frame = 0; frame < history->ahead; frame++)
-        std::copy_n(history->lsf[frame + 1], LPC_ORDER, history->lsf[frame]);
-    float *newest_lsf = history->lsf[history->ahead];
-    std::copy_n(enc->lsf_prev, LPC_ORDER, newest_lsf);
-
     const int newest = length - FRAME_LEN;
     std::copy_n(enc->sig_hist + NEWEST_SIGNAL, FRAME_LEN, history->sig + newest);
     std::copy_n(enc->res_hist + NEWEST_RESIDUAL, FRAME_LEN, history->res + newest - FRAME_LEN);
+
+    for (int block = 0; block < history->blocks - 2; block++)
+        std::copy_n(history->lsf[block + 1], LPC_ORDER, history->lsf[block]);
+    float *lsf = history->lsf[history->blocks - 2], *newest_lsf = history->lsf[history->blocks - 1];
+    std::copy_n(enc->lsf_prev, LPC_ORDER, lsf);
+    if (getlsf2(history->sig + newest, FRAME_LEN, LPC_ORDER, newest_lsf) < 0)
+        std::copy_n(lsf, LPC_ORDER, newest_lsf); /* a tone: as the encoder does */
     float lpc[LPC_ORDER];
-    lsf_to_lpc(LPC_ORDER, newest_lsf, lpc);
+    lsf_to_lpc(LPC_ORDER, lsf, lpc);
     lpc_residual(LPC_ORDER, FRAME_LEN, history->sig + newest, lpc, history->res + newest);
 
     /* The low-passed residual anew from where the last call had to do without the true one */

@@ -29,6 +29,14 @@ int path_steps(const SpeechHistory *history) noexcept
     return (future(history) - REACH) / PATH_STEP;
 }
 
+/** The block that a step speaks for: the one that ends there, or for the last step the newest one; none: -1 */
+int block_of(const SpeechHistory *history, int step, int steps) noexcept
+{
+    if (step == steps)
+        return history->blocks - 1;
+    return step % STEPS_A_FRAME == 0 ? step / STEPS_A_FRAME - 1 : -1;
+}
+
 /** One step of the dynamic programming
  *  before  I  [LAGS]   costs a step earlier
  *  score   I  [LAGS]
@@ -89,14 +97,14 @@ void lag_path_advance(LagPath *path, const SpeechHistory *history, LagPoint *poi
         float score[LAGS];
         lag_scores(at(history->low, s * PATH_STEP), score);
         extend(cost[s - 1], score, cost[s], from[s]);
-        if (s % STEPS_A_FRAME == 0)
-            std::copy_n(score, LAGS, point[s / STEPS_A_FRAME - 1].score);
+        if (const int block = block_of(history, s, steps); block >= 0)
+            std::copy_n(score, LAGS, point[block].score);
     }
 
     int i = static_cast<int>(std::min_element(cost[steps], cost[steps] + LAGS) - cost[steps]);
     for (int s = steps; s > 0; i = from[s][i], s--)
-        if (s % STEPS_A_FRAME == 0)
-            point[s / STEPS_A_FRAME - 1].lag = LAG_MIN + i;
+        if (const int block = block_of(history, s, steps); block >= 0)
+            point[block].lag = LAG_MIN + i;
 
     const float *end = cost[STEPS_A_FRAME];
     const float least = *std::min_element(end, end + LAGS);

@@ -39,7 +39,7 @@ struct LagPoint {
 void lag_scores(const float *x, float *score) noexcept;
 
 /** Carry the track on through the next frame, looking ahead as far as the signal is known
- *  point  O  [history->ahead + 1]   at the end of each frame                                                        */
+ *  point  O  [history->blocks]   at the end of each block, or as near to it as the signal known allows              */
 void lag_path_advance(LagPath *path, const SpeechHistory *history, LagPoint *point) noexcept;
 
 } // namespace talv::inline TALV_TARGET

@@ -15,7 +15,7 @@ int reset(void *state, int effort) noexcept
 {
     SearchState *search = static_cast<SearchState *>(state);
     search_reset(search, effort);
-    return search->trial.effort->ahead - 1;
+    return search->trial.effort->held_back;
 }
 
 void frame(void *state, const int16_t *pcm, FrameParams *params) noexcept

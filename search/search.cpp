@@ -53,7 +53,7 @@ void advance(Trial *trial) noexcept
 void measure(SearchState *search) noexcept
 {
     Trial *trial = &search->trial;
-    LagPoint points[FRAMES_MAX];
+    LagPoint points[BLOCKS_MAX];
     lag_path_advance(&search->path, &search->history, points);
     for (int frame = 0; frame < trial->frames; frame++) {
         trial->target[frame].pitch = points[frame];
@@ -62,16 +62,30 @@ void measure(SearchState *search) noexcept
     measure_wanted(&search->history, trial->frames - 1, &trial->wanted[trial->frames - 1]);
 }
 
+/** Where the speech is periodic, a choice keeps to the track: whatever lag it was made with */
+void keep_to_track(const Targets *target, FrameParams *params) noexcept
+{
+    constexpr float PERIODIC = 0.5f;
+    const int32_t index = target->pitch.lag - LAG_MIN;
+    if (target->pitch.score[index] >= PERIODIC)
+        params->pitch_index = index;
+}
+
 /** Search the frames, the one to be sent before and after those that follow it
  *  plain  I   the plain encoder's choice for frame 0                                                                */
 void choose(Trial *trial, const FrameParams *plain) noexcept
 {
-    FrameParams measured;
-    quantise_targets(&trial->target[trial->frames - 1], &trial->chosen[trial->frames - 1]);
+    const int last = trial->frames - 1;
+    quantise_targets(&trial->target[last], &trial->chosen[last]);
+    for (int frame = 0; frame < last; frame++)
+        keep_to_track(&trial->target[frame], &trial->chosen[frame]);
     settle(trial, 0);
-    quantise_targets(&trial->target[0], &measured);
-    try_choice(trial, 0, &measured);
-    try_choice(trial, 0, plain);
+    FrameParams other;
+    quantise_targets(&trial->target[0], &other);
+    try_choice(trial, 0, &other);
+    other = *plain;
+    keep_to_track(&trial->target[0], &other);
+    try_choice(trial, 0, &other);
     for (int pass = 0; pass < trial->effort->passes; pass++) {
         descend(trial, 0, pass);
         if (pass < trial->effort->next_passes)
@@ -89,11 +103,11 @@ void search_reset(SearchState *search, int effort) noexcept
     *search = {};
     Trial *trial = &search->trial;
     trial->effort = effort_level(effort);
-    trial->frames = trial->effort->ahead + 1;
+    trial->frames = trial->effort->frames;
     encoder_reset(&search->enc);
     decoder_reset(&trial->before[0].dec);
     trial->before[1] = trial->before[0]; /* the first call moves on to here */
-    history_reset(&search->history, trial->effort->ahead);
+    history_reset(&search->history, 3 + trial->effort->held_back);
     for (int frame = 0; frame < trial->frames; frame++)
         measure_wanted(&search->history, frame, &trial->wanted[frame]);
 }
@@ -101,7 +115,7 @@ void search_reset(SearchState *search, int effort) noexcept
 void search_frame(SearchState *search, const int16_t *pcm, FrameParams *params) noexcept
 {
     Trial *trial = &search->trial;
-    const int newest = trial->effort->ahead - 1;
+    const int newest = trial->effort->held_back;
     std::copy_n(search->plain + 1, newest, search->plain);
     encoder_analyse(&search->enc, pcm, &search->plain[newest]);
     history_advance(&search->history, &search->enc);

@@ -14,12 +14,14 @@
 namespace talv::inline TALV_TARGET
 {
 
+inline constexpr int HELD_BACK_MAX = BLOCKS_MAX - 3;
+
 /** All that a stream remembers */
 struct SearchState {
     EncoderState enc;
     SpeechHistory history;
     LagPath path;
-    FrameParams plain[AHEAD_MAX]; /* the plain encoder's newest frames, the one for frame 0 first */
+    FrameParams plain[HELD_BACK_MAX + 1]; /* the plain encoder's newest frames, the one for frame 0 first */
     Trial trial; /* before[0] mirrors the decoder; chosen, one frame on, is where the next call starts from */
 };
 
@@ -27,7 +29,7 @@ struct SearchState {
  *  effort   I   1 to EFFORT_MAX                                                                                     */
 void search_reset(SearchState *search, int effort) noexcept;
 
-/** Take in 240 samples and describe the block delivered 1 + effort->ahead calls before
+/** Take in 240 samples and describe the block delivered 2 + effort->held_back calls before
  *  pcm      I  [FRAME_LEN]
  *  params   O                                                                                                       */
 void search_frame(SearchState *search, const int16_t *pcm, FrameParams *params) noexcept;

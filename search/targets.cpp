@@ -16,13 +16,14 @@ namespace
 constexpr int QUARTER = FRAME_LEN / QUARTERS;
 constexpr int RS_WINDOW_LEAD = FRAME_LEN / 2; /* the first of the two windows starts this far before the second */
 
-/** Gains in windows of whole cycles, centred on the quarters' ends */
+/** Gains in windows of whole cycles, centred on the quarters' ends where the signal behind them is known */
 void measure_gains(const SpeechHistory *history, int end, int32_t lag, float *gain) noexcept
 {
     int window = lag;
     while (window < QUARTER)
         window += lag;
-    subframe_rms(at(history->sig, end - FRAME_LEN + window / 2), FRAME_LEN, lag, QUARTERS, gain);
+    const int later = std::min(window / 2, future(history) - end);
+    subframe_rms(at(history->sig, end - FRAME_LEN + later), FRAME_LEN, lag, QUARTERS, gain);
 }
 
 /** Periodicity in windows of a frame's length, centred on 3/4 and 5/4 of the frame */
@@ -32,7 +33,8 @@ void measure_periodicity(const SpeechHistory *history, int end, int32_t lag, flo
     PieceTable pieces;
     PairTable pairs;
     rs_lag_range(lag, &lag_lo, &lag_hi);
-    const float *second = at(history->mid, end + QUARTER - FRAME_LEN / 2);
+    const int start = std::min(end + QUARTER - FRAME_LEN / 2, future(history) - FRAME_LEN);
+    const float *second = at(history->mid, start);
     rs_correlate(second, lag_lo, lag_hi, &pieces);
     rs_pair_pieces(&pieces, 0, lag_lo, lag_hi, &pairs);
     rs_search(RS_COLUMNS, FRAME_LEN, lag_lo, lag_hi, second - RS_WINDOW_LEAD, &rs[0], &pairs);
@@ -46,7 +48,8 @@ void measure_amplitudes(const SpeechHistory *history, int end, int32_t lag, floa
     float cycle[LAG_MAX + 3], spline_coef[LAG_MAX + 3], cycle_128[FFT_MAX]; /* a guard in front and two behind */
     Complex spectrum[FFT_MAX / 2 + 1];
     const int periods = FRAME_LEN / lag;
-    cycle_fold(lag, periods, at(history->res, end - periods * lag / 2), cycle + 1);
+    const int start = std::min(end - periods * lag / 2, future(history) - periods * lag);
+    cycle_fold(lag, periods, at(history->res, start), cycle + 1);
     cycle_resample(lag, cycle + 1, spline_coef + 1, FFT_MAX, cycle_128);
     real_fft(cycle_128, spectrum, FFT_MAX, FFT_MAX, fft_bitrev, fft_twiddle);
     cycle_amplitudes(AS_DIM, spectrum, as);

@@ -26,7 +26,7 @@ struct Targets {
 };
 
 /** Measure the targets of one frame
- *  frame    I   0 to history->ahead
+ *  frame    I   0 to history->blocks - 1. Of the newest one each value is measured as late as the signal known allows.
  *  targets  IO  pitch in, all else out                                                                              */
 void measure_targets(const SpeechHistory *history, int frame, Targets *targets) noexcept;
 

@@ -16,23 +16,36 @@ namespace
 constexpr int OUT_PAST = 10; /* samples of history in front of a frame in DecoderState::out_hist */
 
 constexpr float NEXT_HOPE = 0.85f;     /* the least that a choice is thought to leave of the next frame's cost */
-constexpr float RS_PRICE = 8.0f;       /* of a squared difference from the periodicity measured                */
-constexpr float LAG_PRICE = 20.0f;     /* of a correlation lost, where the speech is periodic                  */
+constexpr float RS_PRICE = 8.0f;       /* of a squared difference from the periodicity measured, towards noise  */
+constexpr float RS_BUZZ_PRICE = 32.0f; /* and towards more periodic than the speech is                         */
+constexpr int JUMP_SPAN = 120;         /* samples on either side that tell the level                            */
+constexpr float JUMP_FREE = 3.0f;      /* steps of up to three times the RMS are speech's own                   */
+constexpr float JUMP_PRICE = 4.0f;     /* of what goes beyond, for each RMS                                     */
+constexpr float QUIET_ENERGY = 2e5f;   /* of an RMS of about 30                                                 */
 constexpr float FULL_SCALE = 32767.0f; /* beyond it the decoder does not saturate but breaks                   */
 constexpr float BREAK_PRICE = 1000.0f; /* of a frame that does, and another for each step beyond               */
 
+/** A click: the step from frame to frame, beyond what speech of its level has
+ *  x  I  [-JUMP_SPAN .. JUMP_SPAN-1]   around the first sample of a frame                                            */
+float jump_price(const float *x) noexcept
+{
+    float energy = QUIET_ENERGY;
+    for (int n = -JUMP_SPAN; n < JUMP_SPAN; n++)
+        energy += x[n] * x[n];
+    const float jump = std::fabs(x[0] - x[-1]) / std::sqrt(energy / (2.0f * JUMP_SPAN));
+    return JUMP_PRICE * std::max(jump - JUMP_FREE, 0.0f);
+}
+
 /** What the fields claim that the speech does not say, whatever it sounds like: the distance alone would trade voicing
- *  and pitch for a fraction of loudness                                                                             */
+ *  for a fraction of loudness                                                                             */
 float price(const Targets *target, const FrameParams *params) noexcept
 {
     float sum = 0.0f;
     const float *rs = rs_codebook + params->rs_index * RS_DIM;
-    for (int i = 0; i < RS_DIM; i++)
-        sum += RS_PRICE * (rs[i] - target->rs[i]) * (rs[i] - target->rs[i]);
-    const float best = target->pitch.score[target->pitch.lag - LAG_MIN];
-    const float lost = best - target->pitch.score[params->pitch_index];
-    if (best > 0.0f && lost > 0.0f)
-        sum += LAG_PRICE * best * lost;
+    for (int i = 0; i < RS_DIM; i++) {
+        const float d = rs[i] - target->rs[i];
+        sum += (d < 0.0f ? RS_BUZZ_PRICE : RS_PRICE) * d * d;
+    }
     return sum;
 }
 
@@ -59,7 +72,7 @@ Outcome judge(const Trial *trial, int frame, const Mirror *before, const FramePa
     float peak = 0.0f;
     for (int n = 0; n < FRAME_LEN; n++)
         peak = std::max(peak, std::fabs(x[WINDOW_PAST + n]));
-    float extra = price(&trial->target[frame], params);
+    float extra = price(&trial->target[frame], params) + jump_price(x + WINDOW_PAST);
     if (peak > FULL_SCALE)
         extra += BREAK_PRICE * (1.0f + peak - FULL_SCALE);
     return {(distance[0] + distance[1]) + (distance[2] + distance[3]) + extra, total_loudness(&heard)};

@@ -123,14 +123,14 @@ TEST(LagPath, FollowsAGlideThroughAGap)
     std::vector<float> x = test::voiced(FRAMES * FRAME_LEN + 1000, 60.0, 60.0 + 30.0 * 5800.0 / 4800.0, 4000.0, 5);
     std::fill_n(x.begin() + 10 * FRAME_LEN, 100, 0.0f);
     const auto history = std::make_unique<SpeechHistory>();
-    history_reset(history.get(), 1);
+    history_reset(history.get(), 3);
     LagPath path{};
     for (int frame = 0; frame < FRAMES; frame++) {
         for (int n = -PAST; n < future(history.get()); n++) {
             const int from = frame * FRAME_LEN + n;
             history->low[PAST + n] = from < 0 ? 0.0f : x[static_cast<size_t>(from)];
         }
-        LagPoint points[2];
+        LagPoint points[BLOCKS_MAX];
         lag_path_advance(&path, history.get(), points);
         if (frame >= 2)
             for (int ahead = 0; ahead < 2; ahead++) {
