@@ -1,8 +1,6 @@
 #include "dsp/lsf_quant.h"
 
-#include "dsp/float_order.h"
-
-#include <cmath>
+#include "dsp/simd_float.h"
 
 namespace talv::inline TALV_TARGET
 {
@@ -28,17 +26,17 @@ const float lsf_levels[LSF_LEVEL_TOTAL] = {
 
 const int32_t lsf_level_counts[LPC_ORDER] = {16, 16, 8, 8, 8, 8, 8, 8, 8, 4};
 
+namespace
+{
+constexpr int LEVELS_MAX = 16;
+}
+
 int nearest_value(float *value, float x, const float *list, int count) noexcept
 {
-    float best = std::fabs(x - list[0]);
-    int i = 0;
-    for (int j = 1; j < count; j++) {
-        const float e = std::fabs(x - list[j]);
-        if (float_order(e) < float_order(best)) { /* both are >= 0: the order of their patterns is their own */
-            best = e;
-            i = j;
-        }
-    }
+    float distance[LEVELS_MAX] = {};
+    for (int j = 0; j < count; j += LANES)
+        store4(distance + j, magnitude(x - load4(list + j)));
+    const int i = place_of_least(distance, count);
     *value = list[i];
     return i;
 }

@@ -24,7 +24,7 @@ inline constexpr int32_t lsf_level_bits[LPC_ORDER] = {4, 4, 3, 3, 3,
 /** Find the level nearest to a value
  *  value   O            the level chosen
  *  x       I            the value to be coded, radians
- *  list    I  [count]   ascending levels
+ *  list    I  [count]   ascending levels; count is 4, 8, 12 or 16
  *  return               index of the level; of equal (float-rounded) distances the lower index wins                */
 int nearest_value(float *value, float x, const float *list, int count) noexcept;
 

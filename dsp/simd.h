@@ -16,6 +16,7 @@
 #include "dsp/target.h"
 #include "dsp/wide.h"
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -151,17 +152,21 @@ TALV_INLINE Wide4 exact_minus(Wide4 x, Wide4 y, Wide4 z) noexcept
 {
     return {_mm256_fmsub_pd(x.v, y.v, z.v)};
 }
-TALV_INLINE bool all_positive(Wide4 x) noexcept
+TALV_INLINE int positive_lanes(Wide4 x) noexcept
 {
-    return _mm256_movemask_pd(_mm256_cmp_pd(x.v, _mm256_setzero_pd(), _CMP_GT_OQ)) == 15;
+    return _mm256_movemask_pd(_mm256_cmp_pd(x.v, _mm256_setzero_pd(), _CMP_GT_OQ));
 }
 TALV_INLINE Wide4 larger(Wide4 x, Wide4 y) noexcept
 {
     return {_mm256_max_pd(x.v, y.v)};
 }
-TALV_INLINE Wide4 positive_or(Wide4 x, Wide4 other) noexcept
+TALV_INLINE Wide4 choose(Wide4 test, Wide4 x, Wide4 other) noexcept
 {
-    return {_mm256_blendv_pd(other.v, x.v, _mm256_cmp_pd(x.v, _mm256_setzero_pd(), _CMP_GT_OQ))};
+    return {_mm256_blendv_pd(other.v, x.v, _mm256_cmp_pd(test.v, _mm256_setzero_pd(), _CMP_GT_OQ))};
+}
+TALV_INLINE Wide4 square_root(Wide4 x) noexcept
+{
+    return {_mm256_sqrt_pd(x.v)};
 }
 TALV_INLINE wide_t sum_of_lanes(Wide4 x) noexcept
 {
@@ -279,19 +284,24 @@ TALV_INLINE Wide4 exact_minus(Wide4 x, Wide4 y, Wide4 z) noexcept
 {
     return x * y - z;
 }
-TALV_INLINE bool all_positive(Wide4 x) noexcept
+/** Bit i tells whether lane i is above 0, and whether lanes i are equal */
+TALV_INLINE int positive_lanes(Wide4 x) noexcept
 {
-    return x.lo[0] > 0.0 && x.lo[1] > 0.0 && x.hi[0] > 0.0 && x.hi[1] > 0.0;
+    return (x.lo[0] > 0.0 ? 1 : 0) | (x.lo[1] > 0.0 ? 2 : 0) | (x.hi[0] > 0.0 ? 4 : 0) | (x.hi[1] > 0.0 ? 8 : 0);
 }
 /** The larger of two, lane by lane; no lane may be without a value */
 TALV_INLINE Wide4 larger(Wide4 x, Wide4 y) noexcept
 {
     return {x.lo > y.lo ? x.lo : y.lo, x.hi > y.hi ? x.hi : y.hi};
 }
-/** x where it is above 0, else `other` */
-TALV_INLINE Wide4 positive_or(Wide4 x, Wide4 other) noexcept
+/** x where `test` is above 0, else `other` */
+TALV_INLINE Wide4 choose(Wide4 test, Wide4 x, Wide4 other) noexcept
 {
-    return {x.lo > 0.0 ? x.lo : other.lo, x.hi > 0.0 ? x.hi : other.hi};
+    return {test.lo > 0.0 ? x.lo : other.lo, test.hi > 0.0 ? x.hi : other.hi};
+}
+TALV_INLINE Wide4 square_root(Wide4 x) noexcept
+{
+    return {Pair64{std::sqrt(x.lo[0]), std::sqrt(x.lo[1])}, Pair64{std::sqrt(x.hi[0]), std::sqrt(x.hi[1])}};
 }
 /** (lane 0 + lane 2) + (lane 1 + lane 3) */
 TALV_INLINE wide_t sum_of_lanes(Wide4 x) noexcept
@@ -299,7 +309,6 @@ TALV_INLINE wide_t sum_of_lanes(Wide4 x) noexcept
     const Pair64 two = x.lo + x.hi;
     return two[0] + two[1];
 }
-/** Bit i tells whether lanes i are equal */
 TALV_INLINE int equal_lanes(Wide4 x, Wide4 y) noexcept
 {
     return (x.lo[0] == y.lo[0] ? 1 : 0) | (x.lo[1] == y.lo[1] ? 2 : 0) | (x.hi[0] == y.hi[0] ? 4 : 0) |
@@ -336,33 +345,6 @@ TALV_INLINE Wide4 load_strided(const float *x, int stride) noexcept
 {
     return make_wide4(wide(x[0]), wide(x[stride]), wide(x[2 * stride]), wide(x[3 * stride]));
 }
-
-#ifndef TALV_SIMD_PLAIN
-
-/** Four elements of four rows, turned: column[d] holds element d of each row
- *  rows  I  [4][row_len]                                                                                             */
-TALV_INLINE void load_columns(const float *rows, int row_len, Wide4 column[LANES]) noexcept
-{
-    using QuadF = float __attribute__((vector_size(16)));
-    QuadF r[LANES];
-    for (int i = 0; i < LANES; i++)
-        std::memcpy(&r[i], rows + i * row_len, sizeof r[i]);
-    const QuadF a = __builtin_shufflevector(r[0], r[1], 0, 4, 1, 5),
-                b = __builtin_shufflevector(r[2], r[3], 0, 4, 1, 5);
-    const QuadF c = __builtin_shufflevector(r[0], r[1], 2, 6, 3, 7),
-                d = __builtin_shufflevector(r[2], r[3], 2, 6, 3, 7);
-    r[0] = __builtin_shufflevector(a, b, 0, 1, 4, 5);
-    r[1] = __builtin_shufflevector(a, b, 2, 3, 6, 7);
-    r[2] = __builtin_shufflevector(c, d, 0, 1, 4, 5);
-    r[3] = __builtin_shufflevector(c, d, 2, 3, 6, 7);
-    for (int i = 0; i < LANES; i++) {
-        float quad[LANES];
-        std::memcpy(quad, &r[i], sizeof quad);
-        column[i] = load_wide(quad);
-    }
-}
-
-#endif
 
 } // namespace talv::inline TALV_TARGET
 

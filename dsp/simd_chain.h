@@ -35,6 +35,28 @@ TALV_LANES float link_value(FloatLink x) noexcept
 {
     return x;
 }
+TALV_LANES Pair64 nearly_rounded(Pair64 x) noexcept
+{
+    return rounded_wide(x);
+}
+struct Ties {
+};
+TALV_LANES Wide4 nearly_rounded(const Wide4 &x, Ties *) noexcept
+{
+    return rounded_wide(x);
+}
+TALV_LANES bool any(const Ties &) noexcept
+{
+    return false;
+}
+TALV_LANES bool all_moderate(const float *, int) noexcept
+{
+    return true;
+}
+TALV_LANES Pair64 subtract_nearly(Pair64 sum, Pair64 x, Pair64 y) noexcept
+{
+    return subtract_exact(sum, x, y);
+}
 
 #else
 
@@ -50,6 +72,69 @@ inline constexpr int64_t FLOAT_BITS_MASK = -(int64_t{1} << 29);
 TALV_INLINE Pair64 nearly_rounded(Pair64 x) noexcept
 {
     return reinterpret_cast<Pair64>((reinterpret_cast<Pair64Bits>(x) + HALF_FLOAT_STEP) & FLOAT_BITS_MASK);
+}
+
+/** Ties that nearly_rounded() met in a Wide4: a lane that is not 0 tells of one */
+#ifdef TALV_SIMD_AVX2
+struct Ties {
+    __m256i seen = _mm256_setzero_si256();
+};
+
+TALV_INLINE Wide4 nearly_rounded(Wide4 x, Ties *ties) noexcept
+{
+    const __m256i raised = _mm256_add_epi64(_mm256_castpd_si256(x.v), _mm256_set1_epi64x(HALF_FLOAT_STEP));
+    const __m256i cut = _mm256_and_si256(raised, _mm256_set1_epi64x(FLOAT_BITS_MASK));
+    ties->seen = _mm256_or_si256(ties->seen, _mm256_cmpeq_epi64(raised, cut));
+    return {_mm256_castsi256_pd(cut)};
+}
+TALV_INLINE bool any(const Ties &ties) noexcept
+{
+    return _mm256_testz_si256(ties.seen, ties.seen) == 0;
+}
+#else
+struct Ties {
+    Pair64Bits seen = {};
+};
+
+/* Compared in halves, which SSE2 can do: the upper half of a pattern is never cut. */
+TALV_INLINE Pair64 nearly_rounded(Pair64 x, Ties *ties) noexcept
+{
+    const Pair64Bits raised = reinterpret_cast<Pair64Bits>(x) + HALF_FLOAT_STEP;
+    const Pair64Bits cut = raised & FLOAT_BITS_MASK;
+    ties->seen |= reinterpret_cast<Pair64Bits>(reinterpret_cast<Int4>(raised) == reinterpret_cast<Int4>(cut));
+    return reinterpret_cast<Pair64>(cut);
+}
+TALV_INLINE Wide4 nearly_rounded(Wide4 x, Ties *ties) noexcept
+{
+    return {nearly_rounded(x.lo, ties), nearly_rounded(x.hi, ties)};
+}
+TALV_INLINE bool any(const Ties &ties) noexcept
+{
+    constexpr int64_t LOWER_HALF = 0xffffffff;
+    return ((ties.seen[0] | ties.seen[1]) & LOWER_HALF) != 0;
+}
+#endif
+
+/** Whether every value is 0 or 2^-51 to 2^59 in magnitude. Sums of up to 500 products of such floats are then multiples
+ *  of 2^-148 and below 2^127, so that rounding them never leaves the range of normal floats: what is below 2^-126 has
+ *  few enough digits to stay as it is.                                                                             */
+inline bool all_moderate(const float *x, int n) noexcept
+{
+    constexpr uint32_t LEAST = (127u - 51u) << 23, SPAN = (51u + 59u) << 23;
+    uint32_t odd_ones = 0;
+    for (int i = 0; i < n; i++) {
+        uint32_t bits;
+        std::memcpy(&bits, x + i, sizeof bits);
+        bits &= 0x7fffffffu;
+        odd_ones |= bits != 0 && bits - LEAST > SPAN ? 1u : 0u;
+    }
+    return odd_ones == 0;
+}
+
+/** sum - x y in a quick chain, fused where the machine can, whether the product is exact or not */
+TALV_INLINE Pair64 subtract_nearly(Pair64 sum, Pair64 x, Pair64 y) noexcept
+{
+    return subtract_exact(sum, x, y);
 }
 
 /** A link of a chain of floats, to which squares of floats are added: where there are fused operations they work on

@@ -395,6 +395,27 @@ TALV_INLINE Float4 multiply_subtract_two(Float4 x, Float4 y, Float4 z) noexcept
 #endif
 }
 
+/** Bit i tells whether lanes i are equal */
+TALV_INLINE int equal_lanes(Float4 x, Float4 y) noexcept
+{
+#ifdef __SSE2__
+    return _mm_movemask_ps(_mm_cmpeq_ps(x, y));
+#else
+    const Int4 same = x == y;
+    return (same[0] & 1) | (same[1] & 2) | (same[2] & 4) | (same[3] & 8);
+#endif
+}
+
+/** The smaller of two, lane by lane, y where either has no value */
+TALV_INLINE Float4 smaller(Float4 x, Float4 y) noexcept
+{
+    return x < y ? x : y;
+}
+TALV_INLINE Float4 magnitude(Float4 x) noexcept
+{
+    return reinterpret_cast<Float4>(reinterpret_cast<Int4>(x) & INT32_MAX);
+}
+
 /** x where low <= x < high, else `other` */
 TALV_INLINE Float4 within(Float4 x, float low, float high, float other) noexcept
 {
@@ -431,6 +452,25 @@ TALV_INLINE void transpose(Float4 (&block)[4]) noexcept
     block[1] = even_lanes(odd01, odd23);
     block[2] = odd_lanes(even01, even23);
     block[3] = odd_lanes(odd01, odd23);
+}
+
+/** Place of the least of n values, the first one of equals; read up to a multiple of LANES */
+TALV_INLINE int place_of_least(const float *x, int n) noexcept
+{
+    Float4 least = load4(x);
+    for (int i = LANES; i < n; i += LANES) {
+        least = smaller(load4(x + i), least);
+    }
+    least = smaller(high_halves(least, least), least);
+    least = smaller(odd_lanes(least, least), least);
+    least = Float4{least[0], least[0], least[0], least[0]};
+    int i = 0;
+    int same = equal_lanes(load4(x), least);
+    while (same == 0 && i + LANES < n) {
+        i += LANES;
+        same = equal_lanes(load4(x + i), least);
+    }
+    return same == 0 ? 0 : i + __builtin_ctz(static_cast<unsigned>(same));
 }
 
 } // namespace talv::inline TALV_TARGET

@@ -10,6 +10,7 @@
 
 #include "dsp/wide.h"
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -88,10 +89,14 @@ TALV_LANES4 Wide4 larger(const Wide4 &x, const Wide4 &y) noexcept
 {
     return {{larger(x.v[0], y.v[0]), larger(x.v[1], y.v[1]), larger(x.v[2], y.v[2]), larger(x.v[3], y.v[3])}};
 }
-TALV_LANES4 Wide4 positive_or(const Wide4 &x, const Wide4 &other) noexcept
+TALV_LANES4 Wide4 choose(const Wide4 &test, const Wide4 &x, const Wide4 &other) noexcept
 {
-    return {{x.v[0] > 0 ? x.v[0] : other.v[0], x.v[1] > 0 ? x.v[1] : other.v[1], x.v[2] > 0 ? x.v[2] : other.v[2],
-             x.v[3] > 0 ? x.v[3] : other.v[3]}};
+    return {{test.v[0] > 0 ? x.v[0] : other.v[0], test.v[1] > 0 ? x.v[1] : other.v[1],
+             test.v[2] > 0 ? x.v[2] : other.v[2], test.v[3] > 0 ? x.v[3] : other.v[3]}};
+}
+TALV_LANES4 Wide4 square_root(const Wide4 &x) noexcept
+{
+    return {{std::sqrt(x.v[0]), std::sqrt(x.v[1]), std::sqrt(x.v[2]), std::sqrt(x.v[3])}};
 }
 TALV_LANES wide_t sum_of_lanes(const Wide4 &x) noexcept
 {
@@ -125,9 +130,9 @@ TALV_LANES4 Wide4 rounded_wide(const Wide4 &x) noexcept
 {
     return {{wide(rounded(x.v[0])), wide(rounded(x.v[1])), wide(rounded(x.v[2])), wide(rounded(x.v[3]))}};
 }
-TALV_LANES4 bool all_positive(const Wide4 &x) noexcept
+TALV_LANES4 int positive_lanes(const Wide4 &x) noexcept
 {
-    return x.v[0] > 0 && x.v[1] > 0 && x.v[2] > 0 && x.v[3] > 0;
+    return (x.v[0] > 0 ? 1 : 0) | (x.v[1] > 0 ? 2 : 0) | (x.v[2] > 0 ? 4 : 0) | (x.v[3] > 0 ? 8 : 0);
 }
 
 /** out[i] = max(x[i], y[i]), i < 8; out may be x */
@@ -137,15 +142,6 @@ TALV_LANES void max_of_8(const int32_t *x, const int32_t *y, int32_t *out) noexc
     for (int i = 0; i < 8; i++)
         larger[i] = x[i] > y[i] ? x[i] : y[i];
     std::memcpy(out, larger, sizeof larger);
-}
-
-/** Four elements of four rows, turned: column[d] holds element d of each row
- *  rows  I  [4][row_len]                                                                                             */
-TALV_LANES void load_columns(const float *rows, int row_len, Wide4 *column) noexcept
-{
-    for (int d = 0; d < 4; d++)
-        column[d] = {
-            {wide(rows[d]), wide(rows[row_len + d]), wide(rows[2 * row_len + d]), wide(rows[3 * row_len + d])}};
 }
 
 struct Float4 {
@@ -160,6 +156,7 @@ struct Int4 {
 /* Two wide values */
 struct Pair64 {
     wide_t v[2];
+    TALV_LANES const wide_t &operator[](int i) const noexcept { return v[i]; }
 };
 
 TALV_LANES Float4 load4(const float *x) noexcept
@@ -185,6 +182,10 @@ TALV_LANES Float4 operator*(Float4 x, Float4 y) noexcept
 TALV_LANES Float4 operator+(Float4 x, float y) noexcept
 {
     return {{x.v[0] + y, x.v[1] + y, x.v[2] + y, x.v[3] + y}};
+}
+TALV_LANES Float4 operator-(float x, Float4 y) noexcept
+{
+    return {{x - y.v[0], x - y.v[1], x - y.v[2], x - y.v[3]}};
 }
 TALV_LANES Float4 operator*(Float4 x, float y) noexcept
 {
@@ -235,6 +236,20 @@ TALV_LANES Float4 not_below_zero(Float4 x) noexcept
 {
     return {{x.v[0] < 0.0f ? 0.0f : x.v[0], x.v[1] < 0.0f ? 0.0f : x.v[1], x.v[2] < 0.0f ? 0.0f : x.v[2],
              x.v[3] < 0.0f ? 0.0f : x.v[3]}};
+}
+TALV_LANES Float4 magnitude(Float4 x) noexcept
+{
+    return {{std::fabs(x.v[0]), std::fabs(x.v[1]), std::fabs(x.v[2]), std::fabs(x.v[3])}};
+}
+TALV_LANES Float4 smaller(Float4 x, Float4 y) noexcept
+{
+    return {{x.v[0] < y.v[0] ? x.v[0] : y.v[0], x.v[1] < y.v[1] ? x.v[1] : y.v[1], x.v[2] < y.v[2] ? x.v[2] : y.v[2],
+             x.v[3] < y.v[3] ? x.v[3] : y.v[3]}};
+}
+TALV_LANES int equal_lanes(Float4 x, Float4 y) noexcept
+{
+    return (x.v[0] == y.v[0] ? 1 : 0) | (x.v[1] == y.v[1] ? 2 : 0) | (x.v[2] == y.v[2] ? 4 : 0) |
+           (x.v[3] == y.v[3] ? 8 : 0);
 }
 TALV_LANES float within(float x, float low, float high, float other) noexcept
 {
@@ -292,6 +307,14 @@ TALV_LANES Pair64 high_twice(Pair64 x) noexcept
 TALV_LANES Pair64 low_lanes(Pair64 x, Pair64 y) noexcept
 {
     return {{x.v[0], y.v[0]}};
+}
+TALV_LANES Pair64 operator-(Pair64 x, Pair64 y) noexcept
+{
+    return {{x.v[0] - y.v[0], x.v[1] - y.v[1]}};
+}
+TALV_LANES Pair64 operator*(Pair64 x, Pair64 y) noexcept
+{
+    return {{x.v[0] * y.v[0], x.v[1] * y.v[1]}};
 }
 TALV_LANES Pair64 subtract_exact(Pair64 sum, Pair64 x, Pair64 y) noexcept
 {

@@ -1,7 +1,9 @@
 #include "dsp/vq.h"
 
-#include "dsp/simd.h"
+#include "dsp/simd_float.h"
 #include "dsp/wide.h"
+
+#include <algorithm>
 
 namespace talv::inline TALV_TARGET
 {
@@ -144,26 +146,35 @@ void squared_distances(int row_len, int dim, const float *vector, int rows, cons
 {
     int i = 0;
     for (; i + LANES <= rows; i += LANES) {
-        const float *row = table + i * row_len;
-        Wide4 e = broadcast(0.0);
+        const float *row[LANES];
+        for (int r = 0; r < LANES; r++)
+            row[r] = table + (i + r) * row_len;
+        Wide4 e = broadcast(wide(0));
         int d = 0;
         for (; d + LANES <= dim; d += LANES) {
-            Wide4 column[LANES];
-            load_columns(row + d, row_len, column);
+            Float4 column[LANES] = {load4(row[0] + d), load4(row[1] + d), load4(row[2] + d), load4(row[3] + d)};
+            transpose(column);
             TALV_UNROLL
             for (int c = 0; c < LANES; c++) {
-                const Wide4 t = broadcast(wide(vector[d + c])) - column[c];
+                const Wide4 t = broadcast(wide(vector[d + c])) - widened(column[c]);
                 e = e + t * t;
             }
         }
+        for (; d + 2 <= dim; d += 2) {
+            const Float4 low = load_pairs(row[0] + d, row[1] + d), high = load_pairs(row[2] + d, row[3] + d);
+            const Wide4 t = broadcast(wide(vector[d])) - widened(even_lanes(low, high));
+            e = e + t * t;
+            const Wide4 u = broadcast(wide(vector[d + 1])) - widened(odd_lanes(low, high));
+            e = e + u * u;
+        }
         for (; d < dim; d++) {
-            const Wide4 t = broadcast(wide(vector[d])) - load_strided(row + d, row_len);
+            const Wide4 t = broadcast(wide(vector[d])) - load_strided(row[0] + d, row_len);
             e = e + t * t;
         }
         store_rounded(distance + i, e);
     }
     for (; i < rows; i++) {
-        wide_t e = 0;
+        wide_t e = wide(0);
         for (int d = 0; d < dim; d++) {
             const wide_t t = wide(vector[d]) - wide(table[i * row_len + d]);
             e += t * t;
@@ -176,16 +187,12 @@ void squared_distances(int row_len, int dim, const float *vector, int rows, cons
 
 void vq_search(int row_len, int dim, float *vector, int rows, const float *table, int32_t *index) noexcept
 {
-    float distance[ROWS_MAX];
+    float distance[ROWS_MAX + LANES];
+    std::fill_n(distance + rows, LANES, COST_BOUND); /* for the last group, if it is not whole */
     squared_distances(row_len, dim, vector, rows, table, distance);
-    float best = COST_BOUND;
-    int best_row = 0;
-    for (int i = 0; i < rows; i++) {
-        if (distance[i] < best) {
-            best = distance[i];
-            best_row = i;
-        }
-    }
+    int best_row = place_of_least(distance, rows);
+    if (!(distance[best_row] < COST_BOUND))
+        best_row = 0;
     *index = best_row;
     for (int d = 0; d < dim; d++)
         vector[d] = table[best_row * row_len + d];

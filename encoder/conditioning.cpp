@@ -2,7 +2,7 @@
 
 #include "dsp/as_codebook.h"
 #include "dsp/correlate.h"
-#include "dsp/simd.h"
+#include "dsp/simd_chain.h"
 #include "dsp/wide.h"
 
 #include <cmath>
@@ -33,25 +33,36 @@ constexpr Table<float, FRAME_LEN> make_floor_noise() noexcept
 
 constexpr Table<float, FRAME_LEN> floor_noise = make_floor_noise();
 
-void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n) noexcept
+namespace
 {
-    constexpr int PAST = PREFILTER_TERMS - 1;
-    wide_t w[FRAME_LEN];             /* output of the recursive part, not rounded                    */
-    wide_t stored[PAST + FRAME_LEN]; /* the same as the memory keeps it: rounded, after PAST older ones */
-    wide_t d[PREFILTER_TERMS];
-    for (int k = 0; k < PREFILTER_TERMS; k++)
-        d[k] = wide(den[k]);
-    for (int k = 1; k <= PAST; k++)
-        stored[PAST - k] = wide(state[k]);
 
+constexpr int PAST = PREFILTER_TERMS - 1;
+
+/** Both parts of the filter
+ *  quick   whether to round nearly in the recursion
+ *  stored  IO [PAST + n]   w as the memory keeps it: rounded, after PAST older ones, which are given
+ *  return  whether it is rounded as rounded() would                                                                  */
+template <bool quick>
+bool run_filter(const float *den, const float *num, const int16_t *pcm, float *out, wide_t *stored, int n) noexcept
+{
     /* The recursive part. The newest term comes last: all the others are then ready before it is. */
+    wide_t w[FRAME_LEN]; /* its output, not rounded */
+    Pair64 d[PREFILTER_TERMS], past[PREFILTER_TERMS];
+    for (int k = 1; k <= PAST; k++) {
+        d[k] = twice(wide(den[k]));
+        past[k] = twice(stored[PAST - k]);
+    }
     for (int i = 0; i < n; i++) {
-        const wide_t *past = stored + PAST + i;
-        wide_t sum = subtract_exact(wide(pcm[i]), past[-4], d[4]);
-        sum = subtract_exact(sum, past[-3], d[3]);
-        sum = subtract_exact(sum, past[-2], d[2]);
-        w[i] = subtract_exact(sum, past[-1], d[1]);
-        stored[PAST + i] = wide(rounded(w[i]));
+        Pair64 sum = twice(wide(pcm[i]));
+        TALV_UNROLL
+        for (int k = PAST; k >= 1; k--)
+            sum = subtract_exact(sum, past[k], d[k]);
+        TALV_UNROLL
+        for (int k = PAST; k > 1; k--)
+            past[k] = past[k - 1];
+        past[1] = quick ? nearly_rounded(sum) : rounded_wide(sum);
+        w[i] = sum[0];
+        stored[PAST + i] = past[1][0];
     }
 
     /* The other part reads the present w unrounded. */
@@ -59,14 +70,29 @@ void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float
     TALV_UNROLL
     for (int k = 0; k < PREFILTER_TERMS; k++)
         c[k] = broadcast(wide(num[k]));
+    bool holds = true;
     for (int i = 0; i < n; i += LANES) {
-        const wide_t *past = stored + PAST + i;
-        Wide4 sum = load(past - 4) * c[4];
-        sum = add_exact(sum, load(past - 3), c[3]);
-        sum = add_exact(sum, load(past - 2), c[2]);
-        sum = add_exact(sum, load(past - 1), c[1]);
-        store_rounded(out + i, sum + load(w + i) * c[0]);
+        const wide_t *now = stored + PAST + i;
+        const Wide4 unrounded = load(w + i);
+        Wide4 sum = load(now - 4) * c[4];
+        sum = add_exact(sum, load(now - 3), c[3]);
+        sum = add_exact(sum, load(now - 2), c[2]);
+        sum = add_exact(sum, load(now - 1), c[1]);
+        store_rounded(out + i, sum + unrounded * c[0]);
+        holds = holds && equal_lanes(rounded_wide(unrounded), load(now)) == ALL_LANES;
     }
+    return holds;
+}
+
+} // namespace
+
+void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n) noexcept
+{
+    wide_t stored[PAST + FRAME_LEN];
+    for (int k = 1; k <= PAST; k++)
+        stored[PAST - k] = wide(state[k]);
+    if (CHAIN_AS_DEFINED || !run_filter<true>(den, num, pcm, out, stored, n))
+        run_filter<false>(den, num, pcm, out, stored, n);
 
     state[0] = rounded(stored[PAST + n - 1]);
     for (int k = 1; k <= PAST; k++)

@@ -1,8 +1,9 @@
 #include "encoder/cycle.h"
 
-#include "dsp/simd.h"
+#include "dsp/simd_chain.h"
 #include "dsp/wide.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace talv::inline TALV_TARGET
@@ -17,6 +18,53 @@ constexpr wide_t SPLINE_POLE = wide(0.267949192); /* 2 - sqrt(3): the pole of th
 struct Segments {
     wide_t a[LAG_MAX], b[LAG_MAX], c[LAG_MAX], d[LAG_MAX];
 };
+
+/** The two recursive passes over [-1 .. P+1], forward and backward */
+void spline_passes(int P, const float *cycle, float *spline_coef) noexcept
+{
+    float y = 0.0f;
+    for (int i = -1; i <= P + 1; i++) {
+        y = rounded(-SPLINE_POLE * wide(y) + wide(cycle[i]));
+        spline_coef[i] = y;
+    }
+    y = 0.0f;
+    for (int i = P + 1; i >= -1; i--) {
+        y = rounded(SPLINE_POLE * (wide(spline_coef[i]) - wide(y)));
+        spline_coef[i] = y;
+    }
+}
+
+/** The same by quick chains; returns whether they hold (dsp/simd_chain.h) */
+bool spline_passes_quickly(int P, const float *cycle, float *spline_coef) noexcept
+{
+    const int count = P + 3;
+    wide_t forward[1 + LAG_MAX + 3];  /* the value before the first, then one a sample           */
+    wide_t backward[LAG_MAX + 3 + 1]; /* one a sample, then the value before the first, the last */
+    const Pair64 pole = twice(SPLINE_POLE);
+    Pair64 y = twice(wide(0));
+    forward[0] = wide(0);
+    for (int k = 0; k < count; k++) {
+        y = nearly_rounded(subtract_nearly(twice(wide(cycle[k - 1])), y, pole));
+        forward[1 + k] = y[0];
+    }
+    y = twice(wide(0));
+    backward[count] = wide(0);
+    for (int k = count - 1; k >= 0; k--) {
+        y = nearly_rounded(subtract_nearly(twice(SPLINE_POLE * forward[1 + k]), y, pole));
+        backward[k] = y[0];
+    }
+
+    bool holds = true;
+    for (int k = 0; k < count; k += LANES) {
+        const int at = std::min(k, count - LANES); /* the last ones may be looked at twice */
+        const Wide4 f = load(forward + 1 + at), b = load(backward + at);
+        const Wide4 f_due = broadcast(-SPLINE_POLE) * load(forward + at) + load_wide(cycle - 1 + at);
+        const Wide4 b_due = broadcast(SPLINE_POLE) * (f - load(backward + at + 1));
+        holds = holds && (equal_lanes(f, rounded_wide(f_due)) & equal_lanes(b, rounded_wide(b_due))) == ALL_LANES;
+        store_rounded(spline_coef - 1 + at, b);
+    }
+    return holds;
+}
 
 } // namespace
 
@@ -36,16 +84,8 @@ void cycle_resample(int P, const float *cycle, float *spline_coef, int points, f
 {
     const float step = static_cast<float>(P) / static_cast<float>(points); /* exact, and so is every j step */
 
-    float y = 0.0f;
-    for (int i = -1; i <= P + 1; i++) {
-        y = rounded(-SPLINE_POLE * wide(y) + wide(cycle[i]));
-        spline_coef[i] = y;
-    }
-    y = 0.0f;
-    for (int i = P + 1; i >= -1; i--) {
-        y = rounded(SPLINE_POLE * (wide(spline_coef[i]) - wide(y)));
-        spline_coef[i] = y;
-    }
+    if (CHAIN_AS_DEFINED || !spline_passes_quickly(P, cycle, spline_coef))
+        spline_passes(P, cycle, spline_coef);
 
     /* Cubic of each segment. The passes have the gain 1/6 at 0 Hz and the polynomials carry a factor 6. */
     Segments segment;

@@ -1,7 +1,7 @@
 #include "encoder/gain.h"
 
 #include "dsp/constants.h"
-#include "dsp/simd.h"
+#include "dsp/simd_chain.h"
 #include "dsp/wide.h"
 
 #include <cmath>
@@ -14,6 +14,24 @@ namespace
 
 static_assert(QUARTERS == LANES); /* the four windows run side by side */
 
+/** Sums of squares of four windows of L samples, `step` apart, the first of which ends at signal[step], each rounded to
+ *  float at every term
+ *  quick   whether to round nearly
+ *  return  whether sum is the rounded one, if the samples are moderate                                              */
+template <bool quick>
+bool square_sums(const float *signal, int L, int step, float *sum) noexcept
+{
+    Wide4 acc = broadcast(wide(0));
+    Ties ties;
+    for (int i = step - L; i < step; i++) {
+        const Wide4 s = load_strided(signal + i, step);
+        const Wide4 next = add_exact(acc, s, s);
+        acc = quick ? nearly_rounded(next, &ties) : rounded_wide(next);
+    }
+    store_rounded(sum, acc);
+    return !any(ties);
+}
+
 } // namespace
 
 void subframe_rms(const float *signal, int length, int P, int segments, float *out) noexcept
@@ -24,13 +42,9 @@ void subframe_rms(const float *signal, int length, int P, int segments, float *o
         L += P;
     const wide_t r = wide(1.0f / static_cast<float>(L));
 
-    Wide4 acc = broadcast(0.0); /* rounded to float at every term */
-    for (int i = seg - L; i < seg; i++) {
-        const Wide4 s = load_strided(signal + i, seg);
-        acc = rounded_wide(add_exact(acc, s, s));
-    }
     float sum[LANES];
-    store_rounded(sum, acc);
+    if (!square_sums<true>(signal, L, seg, sum) || !all_moderate(signal + seg - L, length - seg + L))
+        square_sums<false>(signal, L, seg, sum);
     for (int s = 0; s < segments; s++)
         out[s] = rounded(std::sqrt(std::sqrt(wide(sum[s]) * r)));
 }

@@ -95,8 +95,8 @@ int best_lag(const float *S, const float *energy, int lag_lo, int lag_hi, wide_t
         const int at = std::min(i, count - LANES); /* the last ones may be done twice */
         const Wide4 lag = broadcast(wide(lag_lo + at)) + make_wide4(wide(0), wide(1), wide(2), wide(3));
         const Wide4 s = load_wide(S + at);
-        const Wide4 e = positive_or(load_wide_reversed(energy + count - LANES - at), none);
-        const Wide4 now = (broadcast(wide(1)) - broadcast(LAG_WEIGHT) * lag) * (s * s / e);
+        const Wide4 E = load_wide_reversed(energy + count - LANES - at);
+        const Wide4 now = (broadcast(wide(1)) - broadcast(LAG_WEIGHT) * lag) * (s * s / choose(E, E, none));
         store(score + at, now);
         top = larger(top, now);
     }

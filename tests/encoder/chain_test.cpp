@@ -1,0 +1,114 @@
+/* Chains that round at every step, and sums whose order is fixed, against their plain loops: on signals whose sums are
+ * ties, leave the range of normal floats, or cancel, where the quick ways must not be trusted. */
+#include "dsp/correlate.h"
+#include "encoder/cycle.h"
+#include "encoder/gain.h"
+#include "encoder/lag_score.h"
+#include "encoder/lpc.h"
+#include "tests/support/compare.h"
+#include "tests/support/signals.h"
+
+#include <algorithm>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace talv
+{
+namespace
+{
+
+using test::Random;
+
+constexpr int PAST = LAG_MAX;
+
+float square_added(float sum, float x, double sign)
+{
+    return static_cast<float>(static_cast<double>(sum) + sign * (static_cast<double>(x) * static_cast<double>(x)));
+}
+
+/** Odd whole numbers, whose squares make ties with sums above 2^24; values below 1e-19, whose squares are no normal
+ *  floats; both in turn; and two equal blocks of very different levels                                             */
+std::vector<float> awkward(int kind, uint64_t seed)
+{
+    Random random(seed);
+    std::vector<float> x(static_cast<size_t>(PAST + FRAME_LEN));
+    for (size_t i = 0; i < x.size(); i++) {
+        const float whole = static_cast<float>(2 * random.integer(-4000, 4000) + 1);
+        const float tiny = whole * 0x1p-76f;
+        x[i] = kind == 0   ? whole
+               : kind == 1 ? tiny
+               : kind == 2 ? (i % 2 == 0 ? whole : tiny)
+                           : whole * (i < 200 ? 1e3f : 1e-3f);
+    }
+    return x;
+}
+
+TEST(Chains, AreThoseOfThePlainLoops)
+{
+    for (int trial = 0; trial < 80; trial++) {
+        const int kind = trial % 4;
+        const std::vector<float> signal = awkward(kind, 8100 + static_cast<uint64_t>(trial));
+        const float *x = signal.data() + PAST;
+        SCOPED_TRACE("kind " + std::to_string(kind) + ", " + test::seed_note(8100 + static_cast<uint64_t>(trial)));
+
+        float r[LPC_ORDER + 1], work[FRAME_LEN];
+        const std::vector<float> flat(FRAME_LEN, 1.0f);
+        window_autocorr(x, FRAME_LEN, r, LPC_ORDER, work, flat.data());
+        for (int lag = 0; lag <= LPC_ORDER; lag++) {
+            float sum = 0.0f;
+            for (int i = 0; i + lag < FRAME_LEN; i++)
+                sum = static_cast<float>(static_cast<double>(sum) +
+                                         static_cast<double>(x[i]) * static_cast<double>(x[i + lag]));
+            ASSERT_TRUE(test::same_bits(r[lag], sum)) << "autocorrelation, lag " << lag;
+        }
+
+        const int L = 60 + trial, quarter = FRAME_LEN / QUARTERS;
+        float rms[QUARTERS];
+        subframe_rms(x, FRAME_LEN, L, QUARTERS, rms);
+        for (int s = 0; s < QUARTERS; s++) {
+            float sum = 0.0f;
+            for (int i = (s + 1) * quarter - L; i < (s + 1) * quarter; i++)
+                sum = square_added(sum, x[i], 1.0);
+            const double mean = static_cast<double>(sum) * static_cast<double>(1.0f / static_cast<float>(L));
+            ASSERT_TRUE(test::same_bits(rms[s], static_cast<float>(std::sqrt(std::sqrt(mean))))) << "gain " << s;
+        }
+
+        const int lag_lo = 20 + trial % 5, lag_hi = 160 - trial % 7;
+        float E[ENERGIES_MAX];
+        const float own = slide_energy(x, FRAME_LEN, lag_lo, lag_hi, E);
+        double total = 0.0;
+        for (int i = 0; i < FRAME_LEN; i++)
+            total += static_cast<double>(x[i - lag_hi]) * static_cast<double>(x[i - lag_hi]);
+        float now = static_cast<float>(total);
+        for (int lag = lag_hi; lag >= lag_lo; lag--) {
+            ASSERT_TRUE(test::same_bits(E[lag_hi - lag], now)) << "energy, lag " << lag;
+            now = square_added(square_added(now, x[-lag], -1.0), x[FRAME_LEN - lag], 1.0);
+        }
+        total = static_cast<double>(now);
+        for (int i = 1 - lag_lo; i < 0; i++) {
+            total -= static_cast<double>(x[i]) * static_cast<double>(x[i]);
+            total += static_cast<double>(x[i + FRAME_LEN]) * static_cast<double>(x[i + FRAME_LEN]);
+        }
+        ASSERT_TRUE(test::same_bits(own, static_cast<float>(total))) << "energy of the block";
+
+        const int P = LAG_MIN + trial;
+        std::vector<float> coef(static_cast<size_t>(P + 3)), want(coef.size());
+        float points[FFT_MAX];
+        cycle_resample(P, x + 1, coef.data() + 1, FFT_MAX, points);
+        double y = 0.0;
+        for (int i = 0; i < P + 3; i++)
+            want[static_cast<size_t>(i)] = static_cast<float>(
+                y = static_cast<double>(static_cast<float>(-0.267949192 * y + static_cast<double>(x[i]))));
+        y = 0.0;
+        for (int i = P + 2; i >= 0; i--)
+            want[static_cast<size_t>(i)] =
+                static_cast<float>(y = static_cast<double>(static_cast<float>(
+                                       0.267949192 * (static_cast<double>(want[static_cast<size_t>(i)]) - y))));
+        ASSERT_TRUE(test::same_bits(coef.data(), want.data(), P + 3)) << "spline coefficients";
+    }
+}
+
+} // namespace
+} // namespace talv
