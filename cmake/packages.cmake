@@ -1,6 +1,6 @@
 # The Debian packages: scripts/debs makes them.
 #
-#   libtalvcodec0      the shared library
+#   libtalvcodec0      the shared libraries: the codec, and the searching encoder
 #   libtalvcodec-dev   headers, static libraries, CMake package, pkg-config files; libtalvhost too
 #   talvcodec-tools    talv, its manual page and completions, and what tells desktops and file(1) of .talv files
 #
@@ -44,7 +44,8 @@ set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "speech codec at 2000 bit/s: shared library
 A codec for narrow-band speech that turns 30 ms of it into 8 bytes and back,
 with the same result on every machine.
 
-This package holds the shared library.")
+This package holds the shared library, and libtalvsearch, an encoder that
+searches for the frames that sound best.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libtalvcodec-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
