@@ -138,6 +138,16 @@ void AudioIn::drain()
     }
 }
 
+/* A decoder of libsndfile's gave up: because the file is cut off, if there is no more of it. */
+Failure AudioIn::format_failure() const
+{
+    const int64_t missing = promised_ - count_;
+    if (missing > 0 && in_.bytes_left() == 0)
+        return Failure(name(), "ends " + std::to_string(missing) + " samples before its end (" + reason_of(file_) + ")",
+                       Status::truncated);
+    return Failure(name(), reason_of(file_), Status::unreadable);
+}
+
 void AudioIn::finish() const
 {
     if (fault_)
@@ -163,8 +173,6 @@ size_t AudioIn::read(float *x, size_t n)
     /* What came before a fault counts; the fault itself is told by finish(). */
     if (!fault_ && interrupting_signal() != 0)
         fault_ = std::make_exception_ptr(Interrupted(name()));
-    if (!fault_ && sf_error(file_) != SF_ERR_NO_ERROR)
-        fault_ = std::make_exception_ptr(Failure(name(), reason_of(file_), Status::unreadable));
     for (size_t i = 0; i < static_cast<size_t>(got); i++) {
         float sum = 0;
         for (size_t c = 0; c < channels; c++)
@@ -175,6 +183,8 @@ size_t AudioIn::read(float *x, size_t n)
     if (left_ >= 0)
         left_ -= got;
     count_ += got;
+    if (!fault_ && sf_error(file_) != SF_ERR_NO_ERROR)
+        fault_ = std::make_exception_ptr(format_failure());
     return static_cast<size_t>(got);
 }
 

@@ -6,6 +6,7 @@
 #ifndef TALV_TOOLS_AUDIO_IN_H
 #define TALV_TOOLS_AUDIO_IN_H
 
+#include "failure.h"
 #include "input_file.h"
 
 #include <exception>
@@ -61,6 +62,7 @@ private:
     void open_stream();
     void check_length();
     void drain();
+    Failure format_failure() const;
     SF_VIRTUAL_IO stream_io();
 
     InputFile in_;

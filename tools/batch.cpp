@@ -91,6 +91,18 @@ bool is_done(const BatchFile &file)
     return !error && out >= in;
 }
 
+/* What was kept of a file is not all of it: dated before its input, it is done again by --resume. */
+void date_before_input(const BatchFile &file, fs::file_time_type since)
+{
+    std::error_code error;
+    if (!fs::is_regular_file(file.out, error) || !fs::is_regular_file(file.in, error) ||
+        fs::last_write_time(file.out, error) < since)
+        return;
+    const auto in = fs::last_write_time(file.in, error);
+    if (!error)
+        fs::last_write_time(file.out, in - std::chrono::seconds(1), error);
+}
+
 std::string text_line(const std::string &what, const BatchFile &file, const FileReport &report, double took_s)
 {
     char text[128];
@@ -151,6 +163,9 @@ Status run_batch(const std::string &what, const BatchOptions &options, const std
         std::string error;
         bool skipped = false;
         const auto start = std::chrono::steady_clock::now();
+        const auto since =
+            fs::file_time_type::clock::now() - std::chrono::seconds(1); /* file systems' clocks are coarse */
+        bool working = false;
         try {
             Progress::File part(progress);
             const std::string &owner = owners.at(fs::path(file.out).lexically_normal().string());
@@ -164,11 +179,14 @@ Status run_batch(const std::string &what, const BatchOptions &options, const std
                     if (failed)
                         throw Failure(fs::path(file.out).parent_path().string(), failed.message(), Status::unwritable);
                 }
+                working = true;
                 work(file, report, part);
             }
         } catch (const Failure &failure) {
             statuses[i] = failure.status;
             error = failure.what();
+            if (working && options.keep_partial && failure.status != Status::damaged)
+                date_before_input(file, since);
         } catch (const std::exception &failure) {
             statuses[i] = Status::failed;
             error = file.in + ": " + failure.what();

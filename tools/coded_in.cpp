@@ -55,16 +55,26 @@ std::string Damage::text() const
     return s;
 }
 
-CodedIn::CodedIn(const std::string &path, bool keep) : in_(path), keep_(keep)
+CodedIn::CodedIn(const std::string &path, bool keep) : in_(path), path_(path), keep_(keep)
+{
+    open();
+}
+
+CodedIn::CodedIn(const std::string &name, const uint8_t *bytes, size_t n, bool keep) : in_(name, bytes, n), keep_(keep)
+{
+    open();
+}
+
+void CodedIn::open()
 {
     const int64_t nbytes = in_.bytes_left();
     peeked_.resize(4);
     peeked_.resize(in_.read(peeked_.data(), peeked_.size()));
     if (is_recording(peeked_))
         throw Failure(name(), "is a recording, not coded speech", Status::alien);
-    ogg_ = peeked_ == "OggS" || ends_with(path, ".talv");
+    ogg_ = peeked_ == "OggS" || ends_with(name(), ".talv");
     if (!ogg_) {
-        if (nbytes % TALV_FRAME_BYTES > 0 && !keep)
+        if (nbytes % TALV_FRAME_BYTES > 0 && !keep_)
             throw cut_short(name(), nbytes);
         return;
     }
@@ -89,7 +99,9 @@ int64_t CodedIn::length()
         return -1;
     if (!ogg_)
         return (left + static_cast<int64_t>(peeked_.size())) / TALV_FRAME_BYTES * TALV_FRAME_SAMPLES;
-    CodedIn other(in_.name(), true);
+    if (path_.empty() || is_stdin(path_))
+        return -1; /* there is no second way to it */
+    CodedIn other(path_, true);
     int64_t samples = 0;
     CodedFrame frame;
     try {

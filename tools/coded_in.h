@@ -41,6 +41,11 @@ public:
      *  throws   Failure; also when bare frames do not fill the file, or it is a recording
      */
     explicit CodedIn(const std::string &path, bool keep = false);
+
+    /** The same of bytes in memory, under a name for messages that tells bare frames by its ending as a path does
+     *  bytes    [n], to be kept as long as this is read
+     */
+    CodedIn(const std::string &name, const uint8_t *bytes, size_t n, bool keep = false);
     CodedIn(const CodedIn &) = delete;
     CodedIn &operator=(const CodedIn &) = delete;
 
@@ -51,7 +56,9 @@ public:
     const Damage &damage() const { return damage_; }
     int64_t bytes() const { return bytes_; }
 
-    /** Samples of the recording, by reading all of it once; -1 when that cannot be known beforehand, on a pipe */
+    /** Samples of the recording, by reading the file once more; -1 when that cannot be known beforehand: from standard
+     *  input, a pipe or memory
+     */
     int64_t length();
 
     /** Read one frame
@@ -61,6 +68,7 @@ public:
     bool read(CodedFrame &frame);
 
 private:
+    void open();
     bool fill();
     bool next_page(ogg_page &page);
     bool take_page(ogg_page &page);
@@ -70,6 +78,7 @@ private:
     void note_skip(int64_t nbytes);
 
     InputFile in_;
+    std::string path_; /* empty: in memory                                                        */
     bool keep_;
     bool ogg_ = false;
     std::string peeked_; /* bare frames: what was read to tell them                             */

@@ -31,6 +31,7 @@ void decode_file(const DecodeJob &job, const BatchFile &file, FileReport &report
     TALV_ConcealInit(&conceal);
     progress.expect(length);
 
+    int64_t beyond = 0;
     CodedFrame frame;
     int16_t pcm[TALV_FRAME_SAMPLES];
     std::optional<Failure> cut; /* where the input failed, and what was read of it is kept */
@@ -63,7 +64,9 @@ void decode_file(const DecodeJob &job, const BatchFile &file, FileReport &report
             const int64_t n = std::min<int64_t>(frame.count - before, left);
             skip -= before;
             left -= n;
-            out.write(pcm + frame.from + before, static_cast<size_t>(n));
+            const int16_t *first = pcm + frame.from + before;
+            beyond += std::count(first, first + n, INT16_MIN); /* what leaves the range of 16 bits becomes this */
+            out.write(first, static_cast<size_t>(n));
             report.samples += n;
             progress.advance(n);
         }
@@ -74,6 +77,9 @@ void decode_file(const DecodeJob &job, const BatchFile &file, FileReport &report
         throw;
     }
     report.bytes = in.bytes();
+    if (beyond > 0)
+        report.warnings.push_back("leaves the range of 16 bits in " + std::to_string(beyond) +
+                                  " samples, heard as clicks (encode with --normalize or a lower --gain)");
     if (!job.channel.loss.empty() || job.channel.ber > 0)
         report.warnings.push_back("went through a simulated channel: " + std::to_string(channel.lost()) + " of " +
                                   std::to_string(report.frames) + " frames lost, " +

@@ -1,5 +1,6 @@
 #include "documents.h"
 
+#include "failure.h"
 #include "version.h"
 
 #include <cstdio>
@@ -9,6 +10,26 @@ namespace talv
 {
 namespace
 {
+
+/* The exit statuses (failure.h), for the manual */
+struct StatusText {
+    Status status;
+    const char *text;
+};
+constexpr StatusText STATUS_TEXTS[] = {
+    {Status::done, "done"},
+    {Status::failed, "failed otherwise, or in several ways"},
+    {Status::usage, "wrong arguments"},
+    {Status::unreadable, "input cannot be read"},
+    {Status::alien, "input is not what it should be"},
+    {Status::truncated, "input is cut off"},
+    {Status::odd_length, "bare frames of a length that is no multiple of 8"},
+    {Status::damaged, "input was damaged in places, and the rest is decoded"},
+    {Status::unwritable, "output cannot be written"},
+    {Status::full, "no space for the output"},
+    {Status::pipe_closed, "the reader of the output has gone"},
+    {Status::collision, "an output is an input, or the output of another input"},
+};
 
 std::vector<const CLI::App *> commands_of(const CLI::App &app)
 {
@@ -71,13 +92,16 @@ void man_options(const CLI::App &app)
 void print_man(const CLI::App &app)
 {
     std::printf(".TH TALV 1 \"\" \"%s\"\n.SH NAME\ntalv \\- speech at 2000 bit/s\n.SH SYNOPSIS\n", VERSION);
+    const char *between = "";
     for (const CLI::App *command : commands_of(app)) {
-        std::printf(".B talv %s\n[\\fIOPTION\\fR]...", command->get_name().c_str());
+        std::printf("%s.B talv %s\n[\\fIOPTION\\fR]...", between, command->get_name().c_str());
         for (const CLI::Option *positional : positionals_of(*command))
             std::printf(" \\fI%s\\fR", roff(positional->get_name()).c_str());
-        std::printf("\n.br\n");
+        std::printf("\n");
+        between = ".br\n";
     }
-    std::printf(".SH DESCRIPTION\n%s\n.SH OPTIONS\n", roff(app.get_footer()).c_str());
+    const std::string notes = app.get_footer();
+    std::printf(".SH DESCRIPTION\n%s\n.SH OPTIONS\n", roff(notes.substr(0, notes.find("\nExit status:"))).c_str());
     man_options(app);
     std::printf(".SH COMMANDS\n");
     for (const CLI::App *command : commands_of(app)) {
@@ -88,6 +112,9 @@ void print_man(const CLI::App &app)
                         roff(positional->get_description()).c_str());
         man_options(*command);
     }
+    std::printf(".SH EXIT STATUS\n");
+    for (const StatusText &s : STATUS_TEXTS)
+        std::printf(".TP\n.B %d\n%s\n", static_cast<int>(s.status), s.text);
     std::printf(".SH FILES\n.TP\n\\fI.talv\\fR\nspeech in Ogg\n.TP\n\\fI.frames\\fR\nbare frames of 8 bytes\n");
     std::printf(
         ".SH EXAMPLES\n.nf\ntalv encode speech.flac speech.talv\ntalv decode speech.talv speech.wav\n"
@@ -174,6 +201,16 @@ void print_fish(const CLI::App &app)
 }
 
 } // namespace
+
+std::string exit_statuses()
+{
+    std::string lines;
+    for (const StatusText &s : STATUS_TEXTS) {
+        const std::string number = std::to_string(static_cast<int>(s.status));
+        lines += std::string(5 - number.size(), ' ') + number + "  " + s.text + "\n";
+    }
+    return lines;
+}
 
 void print_document(const CLI::App &app, const std::string &kind)
 {

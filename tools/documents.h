@@ -8,6 +8,9 @@
 namespace talv
 {
 
+/** The exit statuses and what they mean, one a line */
+std::string exit_statuses();
+
 /** Print to standard output
  *  kind     "man", "bash", "zsh" or "fish"
  */

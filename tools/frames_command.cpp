@@ -231,6 +231,8 @@ void from_text(const FramesJob &job)
     std::unique_ptr<CodedOut> out;
     std::string held; /* the last frame, kept back until it is known whether it is the last */
     int64_t samples = 0;
+    TALV_Conceal conceal;
+    TALV_ConcealInit(&conceal);
     const auto open = [&](int64_t first_sample) {
         /* Limited first: INT64_MIN has no opposite. */
         const int64_t pre_skip = -std::clamp<int64_t>(first_sample, -65535, 0);
@@ -255,7 +257,12 @@ void from_text(const FramesJob &job)
         if (!held.empty())
             out->write(reinterpret_cast<const uint8_t *>(held.data()));
         held.resize(TALV_FRAME_BYTES);
-        TALV_FramePack(&fields, reinterpret_cast<uint8_t *>(held.data()));
+        auto *frame = reinterpret_cast<uint8_t *>(held.data());
+        TALV_FramePack(&fields, frame);
+        if (row[LOST] != 0) /* its numbers mean nothing: what decoding would put there is written */
+            TALV_ConcealLost(&conceal, frame);
+        else
+            TALV_ConcealReceived(&conceal, frame);
         if (row[SAMPLES] < 0 || row[SAMPLES] > TALV_FRAME_SAMPLES)
             throw parser.wrong("has " + std::to_string(row[SAMPLES]) + " samples, which is 0 to 240");
         samples += row[SAMPLES];
@@ -273,8 +280,8 @@ void from_text(const FramesJob &job)
 void frames_command(const FramesJob &job)
 {
     refuse_same_file(job.in, job.out);
-    const bool out_coded = ends(job.out, ".frames") || ends(job.out, ".talv") || job.coded.bare;
-    if (is_text(job.in) || (!is_text(job.out) && job.format.empty() && out_coded))
+    const auto coded = [](const std::string &path) { return ends(path, ".frames") || ends(path, ".talv"); };
+    if (is_text(job.in) || coded(job.out) || job.coded.bare)
         from_text(job);
     else
         to_text(job);

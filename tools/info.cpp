@@ -20,9 +20,10 @@ double quantile(std::vector<double> &x, double share)
     return x[static_cast<size_t>(std::lround(share * static_cast<double>(x.size() - 1)))];
 }
 
-double rounded(double x, double step)
+/* To so many parts of one: 10 for tenths. A quotient of whole numbers is printed as short as it is. */
+double rounded(double x, double parts)
 {
-    return std::round(x / step) * step;
+    return std::round(x * parts) / parts;
 }
 
 struct Statistics {
@@ -76,12 +77,12 @@ Status inspect(const std::string &name, Json &j, std::string &failure)
         j["frames"] = all.frames;
         j["bytes"] = in.bytes();
         if (lasts > 0)
-            j["bit_rate"] = rounded(static_cast<double>(in.bytes()) * 8 / lasts, 0.1);
+            j["bit_rate"] = rounded(static_cast<double>(in.bytes()) * 8 / lasts, 10);
         if (in.is_ogg()) {
             const int64_t sound = (all.frames - in.damage().frames) * TALV_FRAME_BYTES;
             if (sound > 0)
                 j["overhead_percent"] =
-                    rounded(100 * static_cast<double>(in.bytes() - sound) / static_cast<double>(sound), 0.01);
+                    rounded(100 * static_cast<double>(in.bytes() - sound) / static_cast<double>(sound), 100);
             j["pre_skip"] = in.head().pre_skip;
             j["original_rate_hz"] = in.head().original_hz;
             j["vendor"] = in.tags().vendor;
@@ -95,14 +96,14 @@ Status inspect(const std::string &name, Json &j, std::string &failure)
         if (!all.level_dbov.empty()) {
             const auto n = static_cast<double>(all.level_dbov.size());
             Json &s = j["speech"];
-            s["level_dbov"] = rounded(10 * std::log10(all.power / n), 0.1);
-            s["level_p95_dbov"] = rounded(quantile(all.level_dbov, 0.95), 0.1);
-            s["voicing"] = rounded(all.voicing / n, 0.001);
-            s["voiced_percent"] = rounded(100 * static_cast<double>(all.pitch_hz.size()) / n, 0.1);
+            s["level_dbov"] = rounded(10 * std::log10(all.power / n), 10);
+            s["level_p95_dbov"] = rounded(quantile(all.level_dbov, 0.95), 10);
+            s["voicing"] = rounded(all.voicing / n, 1000);
+            s["voiced_percent"] = rounded(100 * static_cast<double>(all.pitch_hz.size()) / n, 10);
             if (!all.pitch_hz.empty())
-                s["pitch_hz"] = {{"p05", rounded(quantile(all.pitch_hz, 0.05), 0.1)},
-                                 {"median", rounded(quantile(all.pitch_hz, 0.5), 0.1)},
-                                 {"p95", rounded(quantile(all.pitch_hz, 0.95), 0.1)}};
+                s["pitch_hz"] = {{"p05", rounded(quantile(all.pitch_hz, 0.05), 10)},
+                                 {"median", rounded(quantile(all.pitch_hz, 0.5), 10)},
+                                 {"p95", rounded(quantile(all.pitch_hz, 0.95), 10)}};
         }
         if (!cut.empty())
             failure = cut;

@@ -4,6 +4,7 @@
 #include "interrupt.h"
 #include "standard_streams.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,13 +26,18 @@ InputFile::InputFile(const std::string &path) : name_(is_stdin(path) ? STDIN_NAM
     }
 }
 
+InputFile::InputFile(const std::string &name, const uint8_t *bytes, size_t n) : name_(name), memory_(bytes), size_(n) {}
+
 InputFile::~InputFile()
 {
-    close(fd_);
+    if (fd_ >= 0)
+        close(fd_);
 }
 
 int64_t InputFile::bytes_left() const
 {
+    if (fd_ < 0)
+        return static_cast<int64_t>(size_ - at_);
     struct stat st = {};
     const off_t here = lseek(fd_, 0, SEEK_CUR);
     if (here < 0 || fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode))
@@ -54,6 +60,12 @@ size_t InputFile::read(void *data, size_t n)
 
 size_t InputFile::read_some(void *data, size_t n)
 {
+    if (fd_ < 0) {
+        n = std::min(n, size_ - at_);
+        std::copy_n(memory_ + at_, n, static_cast<uint8_t *>(data));
+        at_ += n;
+        return n;
+    }
     for (;;) {
         if (!wait_for_input(fd_))
             throw Interrupted(name_);
@@ -67,7 +79,8 @@ size_t InputFile::read_some(void *data, size_t n)
 
 void InputFile::rewind()
 {
-    if (lseek(fd_, 0, SEEK_SET) != 0)
+    at_ = 0;
+    if (fd_ >= 0 && lseek(fd_, 0, SEEK_SET) != 0)
         throw read_failure(name_, errno);
 }
 

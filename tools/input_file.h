@@ -17,6 +17,12 @@ public:
      *  throws   Failure
      */
     explicit InputFile(const std::string &path);
+
+    /** Read what is in memory already, as if it were a file
+     *  name     for messages
+     *  bytes    [n], to be kept as long as this is read
+     */
+    InputFile(const std::string &name, const uint8_t *bytes, size_t n);
     ~InputFile();
     InputFile(const InputFile &) = delete;
     InputFile &operator=(const InputFile &) = delete;
@@ -37,7 +43,7 @@ public:
     /** Read what is there, at least one byte and n at most; 0 at the end */
     size_t read_some(void *data, size_t n);
 
-    /** Back to the start of a file */
+    /** Back to the start of a file or of the memory */
     void rewind();
 
     /** Copy the rest of a pipe into a nameless temporary file, after the bytes of head that were read from it already,
@@ -47,7 +53,9 @@ public:
 
 private:
     std::string name_;
-    int fd_ = -1;
+    int fd_ = -1;                     /* -1: in memory               */
+    const uint8_t *memory_ = nullptr; /* [size_], read as far as at_ */
+    size_t size_ = 0, at_ = 0;
 };
 
 } // namespace talv

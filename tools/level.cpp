@@ -13,8 +13,9 @@ namespace
 constexpr double RATE = TALV_SAMPLE_RATE;
 constexpr int64_t HANGOVER = TALV_SAMPLE_RATE / 5; /* 0.2 s                                    */
 constexpr double MARGIN_DB = 15.9;
-constexpr double LOW_DBOV = -50; /* 20 dB and more below usual speech                          */
-constexpr int SILENT_PEAK = 4;   /* no more than the noise of 16 bits                          */
+constexpr double LOW_DBOV = -50;  /* 20 dB and more below usual speech                          */
+constexpr double LOUD_DBOV = -15; /* from here on decoded speech leaves the range of 16 bits now and then */
+constexpr int SILENT_PEAK = 4;    /* no more than the noise of 16 bits                          */
 
 } // namespace
 
@@ -94,6 +95,9 @@ std::string LevelMeter::warning() const
     if (clipped_ > 0)
         std::snprintf(text, sizeof text, "is clipped: %lld samples at full scale (--gain or --normalize)",
                       static_cast<long long>(clipped_));
+    else if (active_dbov() > LOUD_DBOV)
+        std::snprintf(text, sizeof text, "is very loud: %.1f dBov, may crackle when decoded (--gain or --normalize)",
+                      active_dbov());
     else if (active_dbov() < LOW_DBOV)
         std::snprintf(text, sizeof text, "is very low: %.1f dBov where there is speech (--gain or --normalize)",
                       active_dbov());

@@ -22,12 +22,7 @@ constexpr const char *NOTES =
 and damage is noticed. Bare frames (.frames, or --bare) are nothing but 8 bytes for every
 30 ms. What a file is, its content tells.
 - stands for standard input or output. An output file appears when it is complete;
-until then, and after a failure, what stood in its place is untouched.
-Exit status: 0 done, 1 failed otherwise or in several ways, 2 wrong arguments, 3 input
-cannot be read, 4 input is not what it should be, 5 input is cut off, 6 bare frames of a
-length that is no multiple of 8, 7 input was damaged in places and the rest is decoded,
-8 output cannot be written, 9 no space, 10 the reader of the output has gone, 11 an output
-is an input or that of another input.)";
+until then, and after a failure, what stood in its place is untouched.)";
 
 constexpr const char *ENCODE_HELP =
     R"(One recording IN to the coded file OUT, or any number of them into a folder: the last
@@ -36,7 +31,7 @@ IN may be WAV, FLAC, Ogg, MP3, AIFF or any other format of libsndfile, at any ra
 and with any number of channels: they are averaged and resampled to 8 kHz. From a
 pipe, WAV and --raw are coded as they come and every frame is passed on at once;
 another format is read to its end first.
-Recordings that are clipped, silent or very low are warned of.)";
+Recordings that are clipped, silent, very low or very loud are warned of.)";
 
 constexpr const char *DECODE_HELP =
     R"(One coded file IN to the recording OUT, or any number of them into a folder: the last
@@ -60,12 +55,14 @@ constexpr const char *FRAMES_HELP =
     R"(IN is coded speech and OUT receives a line for each frame, as CSV (.csv) or JSON lines
 (.jsonl): its number, its first sample's place in the recording, how many of its 240
 samples belong to it, whether it was lost, and its fields. Or IN is such lines, and OUT a
-coded file (.talv, .frames). Columns besides are passed over.)";
+coded file (.talv, .frames, or any with --bare). Columns besides are passed over; a frame
+that was lost is replaced as decode does.)";
 
 constexpr const char *PLOT_HELP =
     R"(plot [ORIGINAL] DECODED OUT: ORIGINAL and DECODED are recordings in any format; DECODED
 may be a coded file, which is then decoded, and its pitch, voicing, gain and LSFs are
-drawn too. OUT is a picture: SVG if it ends in .svg, else PNG.)";
+drawn too (the pitch where the frame is voiced by half or more). OUT is a picture: SVG if
+it ends in .svg, else PNG.)";
 
 /* What encode and convert share */
 struct RawArguments {
@@ -102,7 +99,9 @@ void add_batch(CLI::App *command, talv::BatchOptions &batch)
         ->check(CLI::Range(1, 256))
         ->capture_default_str();
     command->add_flag("-r,--recursive", batch.recursive, "IN may be a folder: all that is in it");
-    command->add_flag("--resume", batch.resume, "Leave out what is done: outputs no older than their input");
+    command->add_flag(
+        "--resume", batch.resume,
+        "Leave out what is done: outputs no older than their input. What was kept in part is dated before it");
     command->add_flag("--keep-partial", batch.keep_partial,
                       "Keep a valid shorter file after a failure or an interruption");
     command->add_flag("-q,--quiet", batch.quiet, "Tell failures alone");
@@ -124,7 +123,7 @@ int main(int argc, char **argv)
     std::signal(SIGPIPE, SIG_IGN); /* a reader that has gone is a failure like any other, with a line and a status */
 
     CLI::App app{"Speech at 2000 bit/s", "talv"};
-    app.footer(NOTES);
+    app.footer(NOTES + std::string("\nExit status:\n") + talv::exit_statuses());
     app.set_version_flag("--version", talv::VERSION);
     app.require_subcommand(1);
     Status status = Status::done;

@@ -17,11 +17,12 @@ namespace
 /* Sizes in pixels, for a picture that is shown at half of them. */
 constexpr int WIDTH = 1800, LEFT = 140, RIGHT = 170, TOP = 84, BOTTOM = 92;
 constexpr int LABEL = 50, WAVE = 150, GAP = 12, SPECTRUM = 380, TRACK = LABEL + WAVE + GAP + SPECTRUM, APART = 22;
-constexpr int PANELS = 4, PANEL = 150, PANEL_APART = 20;
+constexpr int PANELS = 4, PANEL = 150, PANEL_APART = 34;
 constexpr int COLUMNS = WIDTH - LEFT - RIGHT;
 constexpr double TITLE_SIZE = 36, NAME_SIZE = 27, TICK_SIZE = 24, TICK = 8;
 constexpr uint32_t INK = 0x20242c, SOFT = 0x8a919c, GRID = 0xe4e7eb;
 constexpr uint32_t WAVE_COLOURS[] = {0x2b5c9e, 0xb5482a};
+constexpr uint32_t TRACK_COLOUR = 0x37474f; /* what was sent is neither the one recording nor the other */
 
 constexpr double RANGE_DB = 70;
 constexpr double RATE = TALV_SAMPLE_RATE;
@@ -143,10 +144,10 @@ void draw_levels(Canvas &canvas, const Scale &scale, const Rect &beside)
         const double inward = down == 0 ? TICK_SIZE / 2 - 2 : down == RANGE_DB ? 2 - TICK_SIZE / 2 : 0;
         canvas.text(bar.right() + 66, at + inward, number(scale.top_db - down, 0), TICK_SIZE, Align::right, INK);
     }
-    canvas.text_upward(bar.right() + 92, bar.y + bar.height / 2, "dB of full scale", TICK_SIZE, INK);
+    canvas.text_upward(bar.right() + 92, bar.y + bar.height / 2, "level, dB of full scale", TICK_SIZE, INK);
 }
 
-/* A small panel for one parameter: its box, name, unit and range */
+/* A small panel for one parameter: its box and range */
 struct Panel {
     Rect box;
     double low, high;
@@ -157,8 +158,8 @@ struct Panel {
     }
 };
 
-Panel draw_panel(Canvas &canvas, const Rect &box, const std::string &name, const std::string &unit, double low,
-                 double high, double step, int decimals)
+Panel draw_panel(Canvas &canvas, const Rect &box, const std::string &name, double low, double high, double step,
+                 int decimals)
 {
     const Panel panel{box, low, high};
     canvas.fill(box, 0xffffff);
@@ -167,11 +168,9 @@ Panel draw_panel(Canvas &canvas, const Rect &box, const std::string &name, const
         if (v > low && v < high - 1e-9)
             canvas.line(box.x, at, box.right(), at, GRID, 1);
         canvas.line(box.x - 1 - TICK, at, box.x - 1, at, SOFT, 1);
-        const double inward = v == low ? 2 - TICK_SIZE / 2 : v >= high - 1e-9 ? TICK_SIZE / 2 - 2 : 0;
-        canvas.text(box.x - 16, at + inward, number(v, decimals), TICK_SIZE, Align::right, INK);
+        canvas.text(box.x - 16, at, number(v, decimals), TICK_SIZE, Align::right, INK);
     }
-    canvas.text_upward(box.x - 100, box.y + box.height / 2, unit, TICK_SIZE, INK);
-    canvas.text(box.right() + 16, box.y + box.height / 2, name, TICK_SIZE, Align::left, INK);
+    canvas.text_upward(box.x - 100, box.y + box.height / 2, name, TICK_SIZE, INK);
     canvas.frame(box, SOFT);
     return panel;
 }
@@ -188,10 +187,10 @@ void draw_tracks(Canvas &canvas, const Scale &scale, const CodedTrack &coded, do
         box.y += PANEL + PANEL_APART;
         return now;
     };
-    const Panel pitch = draw_panel(canvas, next(), "pitch", "Hz", 0, 400, 100, 0);
-    const Panel voicing = draw_panel(canvas, next(), "voicing", "0..1", 0, 1, 0.5, 1);
-    const Panel gain = draw_panel(canvas, next(), "gain", "dBov", -80, 0, 20, 0);
-    const Panel lsf = draw_panel(canvas, next(), "LSF", "kHz", 0, 4, 1, 0);
+    const Panel pitch = draw_panel(canvas, next(), "pitch, Hz", 0, 400, 100, 0);
+    const Panel voicing = draw_panel(canvas, next(), "voicing", 0, 1, 0.5, 1);
+    const Panel gain = draw_panel(canvas, next(), "gain, dBov", -80, 0, 20, 0);
+    const Panel lsf = draw_panel(canvas, next(), "LSF, kHz", 0, 4, 1, 0);
 
     std::vector<double> vx, vy, gx, gy, lx;
     std::vector<std::vector<double>> ly(10);
@@ -206,7 +205,7 @@ void draw_tracks(Canvas &canvas, const Scale &scale, const CodedTrack &coded, do
         }
         const TALV_FrameSound &s = frame.sound;
         if ((s.voicing[0] + s.voicing[1]) / 2 >= static_cast<float>(VOICED))
-            canvas.dot(x(N), pitch.y(static_cast<double>(s.pitch_hz)), radius, WAVE_COLOURS[0]);
+            canvas.dot(x(N), pitch.y(static_cast<double>(s.pitch_hz)), radius, TRACK_COLOUR);
         for (int i = 0; i < 2; i++) {
             vx.push_back(x(N * (1 + 2 * i) / 4));
             vy.push_back(voicing.y(static_cast<double>(s.voicing[i])));
@@ -219,10 +218,10 @@ void draw_tracks(Canvas &canvas, const Scale &scale, const CodedTrack &coded, do
         for (size_t k = 0; k < ly.size(); k++)
             ly[k].push_back(lsf.y(static_cast<double>(s.lsf_hz[k]) / 1000));
     }
-    canvas.polyline(vx, vy, WAVE_COLOURS[0], 2);
-    canvas.polyline(gx, gy, WAVE_COLOURS[0], 2);
-    for (size_t k = 0; k < ly.size(); k++)
-        canvas.polyline(lx, ly[k], WAVE_COLOURS[k % 2], 1.5);
+    canvas.polyline(vx, vy, TRACK_COLOUR, 2);
+    canvas.polyline(gx, gy, TRACK_COLOUR, 2);
+    for (const std::vector<double> &y : ly)
+        canvas.polyline(lx, y, TRACK_COLOUR, 1.5);
     draw_time_axis(canvas, scale, lsf.box, true);
 }
 

@@ -81,15 +81,30 @@ std::vector<std::string> SpeechIn::comments() const
     return comments;
 }
 
-/* All of the recording, and the gain that brings its active level to the normal one. */
+/* All of the recording, and the gain that brings its active level to the normal one. The measure's thresholds lie 6 dB
+ * apart and do not move with the gain, so that the reading may rise several times as fast as the gain does: each look
+ * corrects the one before, by less once that was too much. */
 void SpeechIn::normalize()
 {
+    constexpr int LOOKS = 12;
+    constexpr double NEAR_DB = 0.05;
     while (!ended_)
         pull();
-    ActiveLevel level;
-    level.add(ready_.data(), ready_.size());
-    if (level.dbov() > SILENCE_DBOV)
-        gain_ *= static_cast<float>(std::pow(10, (NORMAL_DBOV - level.dbov()) / 20));
+    double share = 1, before_db = 0;
+    for (int look = 0; look < LOOKS; look++) {
+        ActiveLevel level;
+        for (const float x : ready_) {
+            const float y = gain_ * x;
+            level.add(&y, 1);
+        }
+        const double off_db = NORMAL_DBOV - level.dbov();
+        if (level.dbov() <= SILENCE_DBOV || std::abs(off_db) < NEAR_DB)
+            return;
+        if (off_db * before_db < 0)
+            share /= 2;
+        gain_ *= static_cast<float>(std::pow(10, share * off_db / 20));
+        before_db = off_db;
+    }
 }
 
 /* One block of input through the resampler, which takes out its own delay. */

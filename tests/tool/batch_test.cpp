@@ -1,4 +1,5 @@
 /* Many files in one run, what is said about them, and what is left when something goes wrong */
+#include "coded.h"
 #include "process.h"
 #include "sound.h"
 
@@ -7,9 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <sndfile.h>
-#include <sstream>
 #include <thread>
 
 using namespace talv_test;
@@ -18,26 +17,6 @@ namespace
 {
 
 namespace fs = std::filesystem;
-
-Pcm part(size_t n, size_t from = 0)
-{
-    const Pcm x = read_pcm(sample("en_m_jfk"));
-    return Pcm(x.begin() + static_cast<int>(from), x.begin() + static_cast<int>(from + n));
-}
-
-void write_wav(const std::string &path, const Pcm &x)
-{
-    write_pcm(path, SF_FORMAT_WAV | SF_FORMAT_PCM_16, x);
-}
-
-std::vector<nlohmann::json> json_lines(const std::string &text)
-{
-    std::vector<nlohmann::json> all;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        all.push_back(nlohmann::json::parse(line));
-    return all;
-}
 
 /* As Folder::names, of any folder */
 std::vector<std::string> names_in(const std::string &path)
@@ -106,11 +85,80 @@ TEST(Batch, ResumeDoesOnlyWhatIsNotDone)
     EXPECT_TRUE(lines[1]["skipped"]);
 }
 
+TEST(Batch, ResumeDoesAgainWhatWasKeptInPart)
+{
+    Folder folder;
+    write_wav(folder / "a.wav", part(24000));
+    const std::string whole = read_file(folder / "a.wav");
+    write_file(folder / "a.wav", whole.substr(0, 20000));
+    const Args again{"encode", "--resume", "--keep-partial", "-q", folder / "a.wav", "-d", folder / "out"};
+    EXPECT_EQ(run(again).status, 5);
+    ASSERT_TRUE(fs::exists(folder / "out/a.talv"));
+    EXPECT_EQ(run(again).status, 5) << "still in part, and not taken for done";
+    write_file(folder / "a.wav", whole);
+    EXPECT_EQ(run(again).status, 0);
+    EXPECT_EQ(json_lines(run({"info", "--json", folder / "out/a.talv"}).out).at(0)["samples"], 24000);
+    const auto done = fs::last_write_time(folder / "out/a.talv");
+    EXPECT_EQ(run(again).status, 0);
+    EXPECT_EQ(fs::last_write_time(folder / "out/a.talv"), done);
+}
+
+TEST(Batch, AnInterruptedBatchLeavesNothingHalfDone)
+{
+    Folder folder;
+    Pcm x;
+    for (int k = 0; k < 30; k++)
+        for (const int16_t v : part(40000))
+            x.push_back(v);
+    Args args{"encode", "-j", "3", "-q", "-d", folder / "out"};
+    for (const char *name : {"a.wav", "b.wav", "c.wav"}) {
+        write_wav(folder / name, x);
+        args.push_back(folder / name);
+    }
+    Process tool(args);
+    const auto under_way = [&] { return fs::exists(folder / "out") ? names_in(folder / "out").size() : 0; };
+    for (int i = 0; i < 4000 && under_way() < 3; i++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    tool.kill(SIGINT);
+    EXPECT_EQ(tool.finish().signal, SIGINT);
+    for (const std::string &name : names_in(folder / "out")) /* a quick machine may be done with some */
+        EXPECT_EQ(run({"info", folder / "out/" + name}).status, 0) << name;
+}
+
+TEST(Batch, AProgressBarOnATerminalAlone)
+{
+    const Pcm x = part(40000);
+    Folder folder;
+    write_wav(folder / "x.wav", x);
+    const std::string wav = read_file(folder / "x.wav");
+    for (const bool quiet : {false, true}) {
+        Args args{"encode", "--gain", "-12", "-", folder / "x.talv"};
+        if (quiet)
+            args.push_back("-q");
+        Process tool(args, 0, true);
+        for (size_t at = 0; at < wav.size(); at += 20000) { /* slowly: the bar is drawn ten times a second at most */
+            tool.feed(wav.substr(at, 20000));
+            tool.wait_until_fed();
+            std::this_thread::sleep_for(std::chrono::milliseconds(120));
+        }
+        const Outcome got = tool.finish();
+        ASSERT_EQ(got.status, 0) << got.err;
+        if (quiet) {
+            EXPECT_EQ(got.err, "");
+            continue;
+        }
+        for (const char *sign : {"\rencode [", "====", " %  ", " times real time, ", " s left", "\r\x1b[K"})
+            EXPECT_NE(got.err.find(sign), std::string::npos) << sign << " is not in " << got.err;
+        const size_t cleared = got.err.rfind("\r\x1b[K");
+        EXPECT_EQ(got.err.find("encode standard input -> ", cleared), cleared + 4) << "the bar gives way to the line";
+    }
+}
+
 TEST(Batch, TellsOneLineAFileAndNothingWhenQuiet)
 {
     Folder folder;
     write_wav(folder / "a.wav", part(24000));
-    Outcome got = run({"encode", folder / "a.wav", folder / "a.talv"});
+    Outcome got = run({"encode", "--gain", "-12", folder / "a.wav", folder / "a.talv"});
     EXPECT_EQ(got.out, "");
     EXPECT_EQ(got.err.find("encode " + (folder / "a.wav") + " -> " + (folder / "a.talv") + ": 3.00 s in "), 0u);
     EXPECT_EQ(std::count(got.err.begin(), got.err.end(), '\n'), 1) << got.err;
@@ -121,7 +169,7 @@ TEST(Batch, TellsOneLineAFileAndNothingWhenQuiet)
 TEST(Level, WarnsAndMends)
 {
     Folder folder;
-    const Pcm x = part(40000);
+    const Pcm x = read_pcm(sample("en_m_libri"));
     const auto encode = [&](const Pcm &pcm, const Args &more) {
         write_wav(folder / "x.wav", pcm);
         Args args{"encode", "--json", folder / "x.wav", folder / "x.talv"};
@@ -135,6 +183,19 @@ TEST(Level, WarnsAndMends)
     EXPECT_NE(warning(encode(x, {"--gain", "40"})).find("is clipped"), std::string::npos);
     EXPECT_NE(warning(encode(x, {"--gain", "-45"})).find("is very low"), std::string::npos);
     EXPECT_NE(warning(encode(Pcm(8000, 0), {})).find("is silent"), std::string::npos);
+    const Pcm loud = read_pcm(sample("en_m_jfk"));
+    EXPECT_NE(warning(encode(loud, {})).find("is very loud"), std::string::npos);
+    for (const bool normal : {false, true}) { /* what then happens to it, and what helps */
+        encode(loud, normal ? Args{"--normalize"} : Args{});
+        const auto decoded = json_lines(run({"decode", "--json", folder / "x.talv", folder / "y.wav"}).out).at(0);
+        const Pcm y = read_pcm(folder / "y.wav");
+        const auto beyond = std::count(y.begin(), y.end(), INT16_MIN);
+        EXPECT_EQ(warning(decoded).find("leaves the range of 16 bits in " + std::to_string(beyond) + " samples") !=
+                      std::string::npos,
+                  !normal)
+            << warning(decoded);
+        EXPECT_EQ(beyond > 0, !normal);
+    }
     for (const char *gain : {"-20", "6"}) {
         Pcm y;
         for (const int16_t v : x)
@@ -184,7 +245,7 @@ TEST(Partial, InterruptedRunsKeepAValidShorterFile)
         tool.feed(bytes_of(x));
         for (int i = 0; i < 2000 && folder.names().empty(); i++)
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        tool.wait_until_fed();
         tool.kill(signal);
         const Outcome got = tool.finish();
         EXPECT_EQ(got.signal, signal) << got.err;
@@ -215,6 +276,24 @@ TEST(Partial, CutInputsAndFullDisks)
     ASSERT_EQ(run({"decode", "-q", folder / "cut.talv", folder / "y.wav"}).status, 0);
     EXPECT_EQ(read_pcm(folder / "y.wav").size(), 30000u);
 
+    /* FLAC knows its length too, and is read to its end before it is coded when it comes from a pipe. */
+    write_pcm(folder / "x.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16, part(40000));
+    const std::string flac = read_file(folder / "x.flac").substr(0, fs::file_size(folder / "x.flac") * 2 / 3);
+    write_file(folder / "cut.flac", flac);
+    for (const char *name : {"cut.flac", "-"}) {
+        const std::string in = name[0] == '-' ? name : folder / name;
+        Outcome got = run({"encode", "-q", in, folder / "f.talv"}, flac);
+        EXPECT_EQ(got.status, 5) << got.err;
+        EXPECT_NE(got.err.find(" samples before its end"), std::string::npos) << got.err;
+        EXPECT_FALSE(fs::exists(folder / "f.talv"));
+        EXPECT_EQ(run({"encode", "-q", "--keep-partial", in, folder / "f.talv"}, flac).status, 5);
+        const auto j = json_lines(run({"info", "--json", folder / "f.talv"}).out).at(0);
+        EXPECT_EQ(j["status"], 0);
+        EXPECT_GT(j["samples"], 20000);
+        EXPECT_LT(j["samples"], 40000);
+        fs::remove(folder / "f.talv");
+    }
+
     ASSERT_EQ(run({"encode", "-q", folder / "x.wav", folder / "x.talv"}).status, 0);
     EXPECT_EQ(
         run({"encode", "-q", "--keep-partial", "--page-frames", "31", folder / "x.wav", folder / "full.talv"}, "", 9000)
@@ -240,140 +319,4 @@ TEST(Partial, AClosedPipeIsAFailureLikeAnyOther)
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(read_file(folder / "status"), "10\n");
     EXPECT_EQ(read_file(folder / "err"), "talv: standard output: Broken pipe\n");
-}
-
-TEST(Frames, GoToTextAndBack)
-{
-    Folder folder;
-    write_wav(folder / "x.wav", part(10001));
-    ASSERT_EQ(run({"encode", "-q", folder / "x.wav", folder / "x.talv"}).status, 0);
-    ASSERT_EQ(run({"encode", "-q", folder / "x.wav", folder / "x.frames"}).status, 0);
-    ASSERT_EQ(run({"decode", "-q", folder / "x.talv", folder / "x.out.wav"}).status, 0);
-    for (const char *name : {"x.csv", "x.jsonl"}) {
-        ASSERT_EQ(run({"frames", folder / "x.talv", folder / name}).status, 0);
-        ASSERT_EQ(run({"frames", folder / name, folder / "y.talv"}).status, 0);
-        ASSERT_EQ(run({"frames", folder / name, folder / "y.frames"}).status, 0);
-        EXPECT_EQ(read_file(folder / "y.frames"), read_file(folder / "x.frames")) << name;
-        ASSERT_EQ(run({"decode", "-q", folder / "y.talv", folder / "y.wav"}).status, 0);
-        EXPECT_EQ(read_pcm(folder / "y.wav"), read_pcm(folder / "x.out.wav")) << name;
-    }
-    std::istringstream csv(read_file(folder / "x.csv"));
-    std::string header, first;
-    std::getline(csv, header);
-    std::getline(csv, first);
-    EXPECT_EQ(header,
-              "frame,sample,samples,lost,pitch,lsf0,lsf1,lsf2,lsf3,lsf4,lsf5,lsf6,lsf7,lsf8,lsf9,gain0,gain1,rs,as");
-    EXPECT_EQ(first.find("0,-480,0,0,44,8,10,3,1,3,2,2,3,1,1,"), 0u) << "the start vector of the encoder: " << first;
-
-    for (const char *bad : {"pitch,rs\n1,2\n", "{\"pitch\":1}\n", "pitch\n"}) {
-        write_file(folder / "bad.csv", bad);
-        const Outcome got = run({"frames", folder / "bad.csv", folder / "z.talv"});
-        EXPECT_EQ(got.status, 4) << bad;
-        EXPECT_NE(got.err.find("bad.csv: line 1 "), std::string::npos) << got.err;
-    }
-    write_file(folder / "bad.csv", header + "\n0,0,240,0,128,0,0,0,0,0,0,0,0,0,0,0,0,0,0\n");
-    EXPECT_NE(
-        run({"frames", folder / "bad.csv", folder / "z.talv"}).err.find("line 2 has 128 for pitch, which is 0 to 127"),
-        std::string::npos);
-
-    /* Found by the fuzzer: conversions without a result */
-    const auto line = [](const std::string &pitch, const std::string &sample) {
-        return "{\"sample\":" + sample + ",\"pitch\":" + pitch +
-               ",\"lsf\":[0,0,0,0,0,0,0,0,0,0],\"gain\":[0,0],\"rs\":0,\"as\":0}\n";
-    };
-    for (const char *number : {"1e300", "2.5", "18446744073709551615", "\"1\"", "[[]]"}) {
-        for (const std::string &bad : {line(number, "0"), line("0", number)}) {
-            write_file(folder / "bad.jsonl", bad);
-            const Outcome got = run({"frames", folder / "bad.jsonl", folder / "z.talv"});
-            EXPECT_EQ(got.status, 4) << bad;
-            EXPECT_NE(got.err.find("line 1 has a value that is no whole number"), std::string::npos) << got.err;
-        }
-    }
-    write_file(folder / "early.jsonl", line("0", "-9223372036854775808"));
-    EXPECT_EQ(run({"frames", folder / "early.jsonl", folder / "z.talv"}).status, 0);
-}
-
-TEST(Channel, LosesWhatTheModelSays)
-{
-    Folder folder;
-    Pcm x;
-    for (int k = 0; k < 24; k++)
-        for (const int16_t v : part(40000))
-            x.push_back(v);
-    write_wav(folder / "x.wav", x);
-    ASSERT_EQ(run({"encode", "-q", folder / "x.wav", folder / "x.talv"}).status, 0);
-    const auto lost = [&](const Args &more) {
-        Args args{"decode", "--json", "--raw", folder / "x.talv", folder / "y.raw"};
-        args.insert(args.end(), more.begin(), more.end());
-        const Outcome got = run(args);
-        EXPECT_EQ(got.status, 0) << got.err;
-        EXPECT_EQ(fs::file_size(folder / "y.raw"), 2 * x.size()) << "time is kept";
-        const std::string text = json_lines(got.out).at(0)["warnings"][0];
-        return std::pair{std::stod(text.substr(text.find(": ") + 2)), std::stod(text.substr(text.find("lost, ") + 6))};
-    };
-    const double frames = std::ceil(static_cast<double>(x.size()) / 240) + 2; /* 4002: a deviation is 19 of 400 */
-    EXPECT_NEAR(lost({"--loss", "random:0.1"}).first, 0.1 * frames, 80);
-    EXPECT_NEAR(lost({"--loss", "burst:0.1:3"}).first, 0.1 * frames, 180);
-    EXPECT_EQ(lost({"--loss", "random:1"}).first, frames);
-    EXPECT_NEAR(lost({"--ber", "0.01"}).second, 0.01 * 60 * frames, 200);
-    write_file(folder / "pattern", "0001\n");
-    EXPECT_EQ(lost({"--loss", "pattern:" + (folder / "pattern")}).first, std::floor(frames / 4));
-    const std::string once = read_file(folder / "y.raw");
-    lost({"--loss", "pattern:" + (folder / "pattern"), "--seed", "9"});
-    EXPECT_EQ(read_file(folder / "y.raw"), once);
-    EXPECT_EQ(run({"decode", "--loss", "often", folder / "x.talv", folder / "y.raw"}).status, 2);
-}
-
-TEST(Info, SaysWhatIsInAFile)
-{
-    Folder folder;
-    std::string csv = "pitch,lsf0,lsf1,lsf2,lsf3,lsf4,lsf5,lsf6,lsf7,lsf8,lsf9,gain0,gain1,rs,as\n";
-    for (int i = 0; i < 100; i++) /* lags of 80 and 40 samples, periodic; 100 and 200 Hz */
-        csv += (i % 4 == 0 ? "60" : "20") + std::string(",8,10,3,1,3,2,2,3,1,1,26,29,0,0\n");
-    write_file(folder / "x.csv", csv);
-    ASSERT_EQ(run({"frames", folder / "x.csv", folder / "x.talv"}).status, 0);
-    const auto j = json_lines(run({"info", "--json", folder / "x.talv"}).out).at(0);
-    EXPECT_EQ(j["duration_s"], 3.0);
-    EXPECT_EQ(j["frames"], 100);
-    EXPECT_EQ(j["bytes"], fs::file_size(folder / "x.talv"));
-    EXPECT_NEAR(j["speech"]["pitch_hz"]["p05"].get<double>(), 100, 0.1);
-    EXPECT_NEAR(j["speech"]["pitch_hz"]["median"].get<double>(), 200, 0.1);
-    EXPECT_EQ(j["speech"]["voiced_percent"], 100.0);
-    EXPECT_NEAR(j["speech"]["level_dbov"].get<double>(), 20 * std::log10(3410.0 / 32768), 0.2);
-    write_wav(folder / "y.wav", part(2400));
-    ASSERT_EQ(run({"encode", "-q", "--comment", "TITLE=Fragen", "--comment", "LANGUAGE=de", folder / "y.wav",
-                   folder / "y.talv"})
-                  .status,
-              0);
-    const Outcome text = run({"info", folder / "y.talv"});
-    EXPECT_NE(text.out.find("TITLE=Fragen"), std::string::npos);
-    EXPECT_NE(text.out.find("LANGUAGE=de"), std::string::npos);
-    EXPECT_EQ(run({"info", folder / "y.wav"}).status, 4);
-}
-
-TEST(Documents, NameEveryCommandAndOption)
-{
-    const std::string help = run({"encode", "--help"}).out;
-    for (const char *kind : {"man", "bash", "zsh", "fish"}) {
-        std::string text = run({"document", kind}).out;
-        std::erase(text, '\\');
-        for (const char *word : {"encode", "decode", "convert", "info", "frames", "plot", "keep-partial",
-                                 "output-folder", "normalize", "loss"})
-            EXPECT_NE(text.find(word), std::string::npos) << kind << ": " << word;
-    }
-}
-
-TEST(Documents, MagicEntryRecognisesCodedSpeech)
-{
-    if (std::system("command -v file >/dev/null") != 0)
-        GTEST_SKIP() << "file(1) is not installed";
-    Folder folder;
-    write_wav(folder / "x.wav", part(2400));
-    ASSERT_EQ(run({"encode", "-q", folder / "x.wav", folder / "x"}).status, 0);
-    const std::string command =
-        "file -b -m " TALV_MAGIC " " + (folder / "x") + " " + (folder / "x.wav") + " >" + (folder / "said");
-    ASSERT_EQ(std::system(command.c_str()), 0);
-    const std::string said = read_file(folder / "said");
-    EXPECT_EQ(said.find("talv speech in Ogg, 2000 bit/s, version 1, recorded at 8000 Hz\n"), 0u) << said;
-    EXPECT_EQ(said.find("talv", 5), std::string::npos) << said;
 }

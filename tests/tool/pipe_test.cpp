@@ -69,6 +69,13 @@ TEST(Pipes, DecodedSpeechIsWavOrBareSamples)
     EXPECT_EQ(stream.size(), wav.size());
     EXPECT_EQ(stream.substr(44), wav.substr(44));
     EXPECT_EQ(run({"decode", "-q", "--raw", "-", "-"}, frames).out, wav.substr(44));
+    ASSERT_EQ(run({"encode", "-q", sample("en_f_libri"), folder / "x.talv"}).status, 0);
+    for (const char *name : {"x.talv", "x.frames"}) { /* a file as standard input is a file that has no name */
+        const std::string command =
+            std::string(TALV_TOOL) + " decode -q - - <" + (folder / name) + " >" + (folder / "z");
+        ASSERT_EQ(std::system(command.c_str()), 0) << name;
+        EXPECT_NEAR(static_cast<double>(read_file(folder / "z").size()), static_cast<double>(wav.size()), 480) << name;
+    }
     ASSERT_EQ(run({"decode", "-q", "-", folder / "late.wav"}, frames).status, 0);
     EXPECT_EQ(read_file(folder / "late.wav"), wav) << "the length of a file is filled in at the end";
     write_file(folder / "stream.wav", stream); /* and a reader makes sense of its open length */

@@ -148,12 +148,12 @@ TEST(Plot, TracksShowPitchOverTime)
     ASSERT_EQ(run({"frames", folder / "x.csv", folder / "x.talv"}).status, 0);
     ASSERT_EQ(run({"plot", folder / "x.talv", folder / "x.png"}).status, 0);
     const Picture p = read_picture(folder / "x.png");
-    const int bottom = p.height - 92, panel = 150, apart = 20;
+    const int bottom = p.height - 92, panel = 150, apart = 34;
     const int low = bottom - 3 * (panel + apart), high = low - panel;
     std::vector<int> rows;
     for (int y = high + 2; y < low - 2; y++)
         for (int x = 300; x < 1500; x++)
-            if (p.at(x, y) == 0x2b5c9e)
+            if (p.at(x, y) == 0x37474f)
                 rows.push_back(y);
     ASSERT_FALSE(rows.empty());
     EXPECT_NEAR(rows.front(), low - panel / 4, 5);

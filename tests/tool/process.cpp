@@ -10,6 +10,7 @@
 #include <iterator>
 #include <poll.h>
 #include <stdexcept>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,12 +20,21 @@ namespace talv_test
 namespace
 {
 
-constexpr int PATIENCE_MS = 20000; /* before a process that says nothing is given up */
+constexpr int PATIENCE_MS = 240000; /* before a process that says nothing is given up: sanitizers are slow */
 
 void make_pipe(int fds[2])
 {
     if (pipe2(fds, O_CLOEXEC) != 0)
         throw std::runtime_error("no pipe");
+}
+
+/* A pseudo-terminal: [0] is read, [1] is for the process. */
+void make_terminal(int fds[2])
+{
+    fds[0] = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (fds[0] < 0 || grantpt(fds[0]) != 0 || unlockpt(fds[0]) != 0)
+        throw std::runtime_error("no terminal");
+    fds[1] = open(ptsname(fds[0]), O_RDWR | O_NOCTTY | O_CLOEXEC);
 }
 
 /* Read once what is there; false at the end. */
@@ -46,13 +56,16 @@ void close_fd(int &fd)
 
 } // namespace
 
-Process::Process(const Args &args, size_t file_limit)
+Process::Process(const Args &args, size_t file_limit, bool terminal)
 {
     std::signal(SIGPIPE, SIG_IGN); /* a tool that stops reading is an outcome, not the end of the test */
     int in[2], out[2], err[2];
     make_pipe(in);
     make_pipe(out);
-    make_pipe(err);
+    if (terminal)
+        make_terminal(err);
+    else
+        make_pipe(err);
     std::vector<char *> argv{const_cast<char *>(TALV_TOOL)};
     for (const std::string &arg : args)
         argv.push_back(const_cast<char *>(arg.c_str()));
@@ -113,6 +126,13 @@ std::string Process::expect(size_t n)
             break;
     }
     return outcome_.out.substr(0, n);
+}
+
+void Process::wait_until_fed() const
+{
+    int left = 1;
+    for (int i = 0; i < PATIENCE_MS && ioctl(in_, FIONREAD, &left) == 0 && left > 0; i++)
+        usleep(1000);
 }
 
 void Process::kill(int signal)

@@ -18,12 +18,14 @@ struct Outcome {
     std::string out, err;
 };
 
-/** A running tool with pipes on all three streams */
+/** A running tool with pipes on all three streams, or a terminal in the place of the last */
 class Process
 {
 public:
-    /** file_limit: greatest file that it may write, in bytes (writing more then fails); 0: any */
-    explicit Process(const Args &args, size_t file_limit = 0);
+    /** file_limit   greatest file that it may write, in bytes (writing more then fails); 0: any
+     *  terminal     its messages go to a pseudo-terminal
+     */
+    explicit Process(const Args &args, size_t file_limit = 0, bool terminal = false);
     ~Process();
     Process(const Process &) = delete;
     Process &operator=(const Process &) = delete;
@@ -35,6 +37,9 @@ public:
      *  return   what came: fewer when it ended, or kept them back
      */
     std::string expect(size_t n);
+
+    /** Wait until it has taken all that was fed */
+    void wait_until_fed() const;
 
     void kill(int signal);
 
