@@ -116,9 +116,12 @@ Pcm decode_part(TALV_Codec *codec, const std::vector<Frame> &frames, size_t rese
 
 TEST(Threads, BothDirectionsOfOneInstanceAtOnce)
 {
-    const Pcm &pcm = clips()[0].pcm;
-    ASSERT_GE(pcm.size(), DUPLEX_FRAMES * TALV_FRAME_SAMPLES);
-    const std::vector<Frame> received = encode_part(open_codec().get(), clips()[1].pcm, DUPLEX_FRAMES);
+    Pcm pcm, heard; /* two speeches long enough */
+    for (size_t clip = 0; pcm.size() < DUPLEX_FRAMES * TALV_FRAME_SAMPLES; clip++) {
+        pcm.insert(pcm.end(), clips()[clip].pcm.begin(), clips()[clip].pcm.end());
+        heard.insert(heard.begin(), clips()[clip].pcm.begin(), clips()[clip].pcm.end());
+    }
+    const std::vector<Frame> received = encode_part(open_codec().get(), heard, DUPLEX_FRAMES);
     for (size_t reset_at : {DUPLEX_FRAMES / 2, DUPLEX_FRAMES / 3}) {
         const std::vector<Frame> want_frames = encode_part(open_codec().get(), pcm, reset_at);
         const Pcm want_out = decode_part(open_codec().get(), received, DUPLEX_FRAMES - reset_at);
