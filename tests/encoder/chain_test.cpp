@@ -28,14 +28,14 @@ float square_added(float sum, float x, double sign)
     return static_cast<float>(static_cast<double>(sum) + sign * (static_cast<double>(x) * static_cast<double>(x)));
 }
 
-/** Odd whole numbers, whose squares make ties with sums above 2^24; values below 1e-19, whose squares are no normal
+/** Whole numbers, few digits above some zeros, whose products make ties with sums above 2^24; values below 1e-19, whose squares are no normal
  *  floats; both in turn; and two equal blocks of very different levels                                             */
 std::vector<float> awkward(int kind, uint64_t seed)
 {
     Random random(seed);
     std::vector<float> x(static_cast<size_t>(PAST + FRAME_LEN));
     for (size_t i = 0; i < x.size(); i++) {
-        const float whole = static_cast<float>(2 * random.integer(-4000, 4000) + 1);
+        const float whole = static_cast<float>((2 * random.integer(-400, 400) + 1) * (1 << random.integer(0, 4)));
         const float tiny = whole * 0x1p-76f;
         x[i] = kind == 0   ? whole
                : kind == 1 ? tiny
