@@ -49,6 +49,19 @@ float price(const Targets *target, const FrameParams *params) noexcept
     return sum;
 }
 
+/** Decode a frame
+ *  after  O                                  the mirror behind it; not `before`
+ *  x      O  [WINDOW_PAST + FRAME_LEN]       the frame's samples, and before them what was heard last                */
+void decode(const Mirror *before, const FrameParams *params, Mirror *after, float *x) noexcept
+{
+    int16_t pcm[FRAME_LEN]; /* what is compared are the samples before their rounding */
+    after->dec = before->dec;
+    decoder_synthesise(&after->dec, params, pcm);
+    std::copy_n(before->past, WINDOW_PAST, x);
+    std::copy_n(after->dec.out_hist + OUT_PAST, FRAME_LEN, x + WINDOW_PAST);
+    std::copy_n(x + FRAME_LEN, WINDOW_PAST, after->past);
+}
+
 struct Outcome {
     float cost;
     Float4 heard;
@@ -58,14 +71,8 @@ struct Outcome {
  *  after  O   the mirror behind it; not `before`                                                                    */
 Outcome judge(const Trial *trial, int frame, const Mirror *before, const FrameParams *params, Mirror *after) noexcept
 {
-    int16_t pcm[FRAME_LEN];
     float x[WINDOW_PAST + FRAME_LEN];
-    after->dec = before->dec;
-    decoder_synthesise(&after->dec, params, pcm);
-    std::copy_n(before->past, WINDOW_PAST, x);
-    std::copy_n(after->dec.out_hist + OUT_PAST, FRAME_LEN, x + WINDOW_PAST);
-    std::copy_n(x + FRAME_LEN, WINDOW_PAST, after->past);
-
+    decode(before, params, after, x);
     Loudness heard;
     frame_loudness(x + WINDOW_PAST, &heard);
     const Float4 distance = loudness_distance(&heard, &trial->wanted[frame]);
@@ -82,13 +89,8 @@ Outcome judge(const Trial *trial, int frame, const Mirror *before, const FramePa
 
 void mirror_decode(const Mirror *before, const FrameParams *params, Mirror *after) noexcept
 {
-    int16_t pcm[FRAME_LEN];
     float x[WINDOW_PAST + FRAME_LEN];
-    std::copy_n(before->past, WINDOW_PAST, x);
-    after->dec = before->dec;
-    decoder_synthesise(&after->dec, params, pcm);
-    std::copy_n(after->dec.out_hist + OUT_PAST, FRAME_LEN, x + WINDOW_PAST);
-    std::copy_n(x + FRAME_LEN, WINDOW_PAST, after->past);
+    decode(before, params, after, x);
 }
 
 void settle(Trial *trial, int frame) noexcept

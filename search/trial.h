@@ -37,7 +37,7 @@ struct Trial {
 };
 
 /** Decode a frame
- *  after   O   the mirror behind it; may be the same as `before`                                                     */
+ *  after   O   the mirror behind it; not `before`                                                                   */
 void mirror_decode(const Mirror *before, const FrameParams *params, Mirror *after) noexcept;
 
 /** Decode the chosen frames anew from one of them on, and work out their costs */
