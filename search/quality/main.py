@@ -18,7 +18,8 @@ def arguments():
     ap.add_argument("--efforts", default="", help="such as 1,2,3")
     ap.add_argument("--live", type=int, default=0, help="effort that is judged by the live goals (the middle one)")
     ap.add_argument("--minutes", type=float, default=10, help="of held-out speech")
-    ap.add_argument("--peer-minutes", type=float, default=5, help="of it, for the other coders and for lost frames")
+    ap.add_argument("--peer-minutes", type=float, default=5, help="of it, for peers, lost frames and the other efforts")
+    ap.add_argument("--whole", action="store_true", help="all of the speech for every effort, not only the judged ones")
     ap.add_argument("--side", choices=("held", "tune"), default="held", help="tune: the speech that may be tuned on")
     ap.add_argument("--rounds", type=int, default=5, help="of the timing")
     ap.add_argument("--jobs", type=int, default=2)
@@ -57,7 +58,7 @@ def rate(job):
 
 def code_all(pool, everyone, items, within, a, here):
     """{(coder, item): row}, and each coder's one delay."""
-    jobs = [(c, n, x, a.work, here) for c in everyone for n, _, x in items if "build" in c or n in within]
+    jobs = [(c, n, x, a.work, here) for c in everyone for n, _, x in items if c["whole"] or n in within]
     coded = {}
     for key, row in pool.imap(code, jobs):
         coded[key] = row
@@ -98,9 +99,10 @@ def run(a):
     efforts = [int(v) for v in a.efforts.split(",") if v]
     own = coders.talv_coders(os.path.abspath(a.talv), efforts)
     peers = [] if a.no_peers else coders.peer_coders(os.path.join(here, "peers.json"))
-    for c in own:
-        c["channels"] = c is own[0] or c is own[-1] or c["name"] == "effort %d" % a.live
+    judged = (own[0]["name"], own[-1]["name"], "effort %d" % a.live)
     for c in own + peers:
+        c["whole"] = c["name"] in judged or a.whole and c in own
+        c["channels"] = c["name"] in judged
         c["digest"] = coders.build_digest(c)
     with multiprocessing.get_context("fork").Pool(a.jobs) as pool:
         coded, lags = code_all(pool, own + peers, items, within, a, here)
@@ -108,8 +110,9 @@ def run(a):
     persons = {n: "/".join(n.split("+")[0].split("/")[:2]) for n, _, _ in items}
     spoken = np.concatenate([x for n, _, x in talk if n in within])[:60 * dsp.FS]
     return {"paired": intervals.Paired(rows, {n: g for n, g, _ in items}, persons), "own": own, "peers": peers,
-            "lags": lags, "efforts": efforts, "seconds": {n: len(x) / dsp.FS for n, _, x in items},
-            "cpu_of": len(spoken) / dsp.FS, "cpu": coders.cpu_seconds(own + peers, spoken, here, a.rounds)}
+            "lags": lags, "efforts": efforts, "part": len(within),
+            "seconds": {n: len(x) / dsp.FS for n, _, x in items}, "cpu_of": len(spoken) / dsp.FS,
+            "cpu": coders.cpu_seconds(own + peers, spoken, here, a.rounds)}
 
 
 if __name__ == "__main__":
