@@ -31,8 +31,8 @@ void start(TALV_Search *search) noexcept
 /** The first multiple of `align` from an address on */
 void *aligned(void *address, size_t align) noexcept
 {
-    const uintptr_t value = reinterpret_cast<uintptr_t>(address);
-    return reinterpret_cast<void *>((value + align - 1) / align * align);
+    const size_t beyond = reinterpret_cast<uintptr_t>(address) % align;
+    return static_cast<unsigned char *>(address) + (beyond == 0 ? 0 : align - beyond);
 }
 
 } // namespace
