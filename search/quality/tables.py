@@ -28,6 +28,11 @@ def table(head, rows, left=1):
     return "\n".join(out + ["| " + " | ".join(r) + " |" for r in rows])
 
 
+def figures(v):
+    """Three figures that count, never a power of ten."""
+    return "%d" % float("%.3g" % v) if v >= 100 else "%.3g" % v
+
+
 def is_speech(group):
     return not group.startswith(("noise-added", "music"))
 
@@ -146,7 +151,7 @@ class Report:
     def cost(self):
         own = self.speed("plain")
         return table(["encoder", "% of real time", "times real time", "times the plain encoder"], [
-            [n, "%.3g" % (100 * self.speed(n)), "%.3g" % (1 / self.speed(n)), "%.3g" % (self.speed(n) / own)]
+            [n] + [figures(v) for v in (100 * self.speed(n), 1 / self.speed(n), self.speed(n) / own)]
             for n in self.names + [c["name"] for c in self.r["peers"]] if n in self.r["cpu"]])
 
     def beside(self):
@@ -198,7 +203,7 @@ HEAD = """# The searching encoder, measured
 
 Written by `search/quality/measure`, which measures everything anew; the method is in [search.md](search.md).
 
-- Build: %(revision)s, %(date)s; efforts: %(efforts)s. Effort 0 is the plain encoder.
+- Build: %(revision)s, %(date)s; %(efforts)s. Effort 0 is the plain encoder.
 - Speech: %(minutes).1f minutes, %(items)d items of %(people)d persons, none of whom was ever tuned on; every item
   brought to -26 dBov. %(part)d of the items, all sources in turn, serve for what takes long: efforts that are not
   judged by the goals, lost frames, late joins, other coders. Noise was added to some speech, and music on hold coded,
