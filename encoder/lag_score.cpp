@@ -89,6 +89,13 @@ int best_lag(const float *S, const float *energy, int lag_lo, int lag_hi, wide_t
 {
     const Wide4 none = broadcast(std::numeric_limits<wide_t>::infinity()); /* an energy that makes a quotient 0 */
     const int count = lag_hi - lag_lo + 1;
+    if (count < LANES) { /* too few to be loaded together: a range that starts earlier, of lags that score nothing */
+        float few_S[LANES] = {}, few_energy[LANES] = {};
+        std::copy_n(S, count, few_S + LANES - count);
+        std::copy_n(energy, count, few_energy);
+        const int best = best_lag(few_S, few_energy, lag_hi - LANES + 1, lag_hi, q);
+        return std::max(best, lag_lo);
+    }
     wide_t score[LAGS_MAX];
     Wide4 top = broadcast(wide(0));
     for (int i = 0; i < count; i += LANES) {

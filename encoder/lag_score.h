@@ -28,7 +28,6 @@ inline constexpr int ENERGIES_MAX = LAGS_MAX + 4; /* the same for slide_energy *
 float slide_energy(const float *x, int n, int lag_lo, int lag_hi, float *energy) noexcept;
 
 /** The lag of the highest score, and its S^2/E, which is 0 where there is no energy
- *  lag_lo, lag_hi  I                   at least LANES lags
  *  S        I  [lag_hi - lag_lo + 1]   correlation sums by lag - lag_lo, 0 or above
  *  energy   I  [lag_hi - lag_lo + 1]   as from slide_energy
  *  q        O                          S^2/E
