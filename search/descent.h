@@ -1,4 +1,4 @@
-/** Coordinate descent: one field of a frame after the other, each set to what sounds best with the others as they are */
+/** Coordinate descent: one field of a frame after the other, each set to what sounds best beside the others */
 #ifndef TALV_SEARCH_DESCENT_H
 #define TALV_SEARCH_DESCENT_H
 

@@ -13,8 +13,8 @@ namespace talv::inline TALV_TARGET
 namespace
 {
 
-/* The speech is wanted 0.35 dB softer than it is. The plain encoder's comes out softer by one decibel or more, and what was
- * searched must not stand out beside what was not.                                                                     */
+/* The speech is wanted 0.35 dB softer than it is. The plain encoder's comes out softer by one decibel or more, and what
+ * was searched must not stand out beside what was not.                                                              */
 constexpr float WANTED_LEVEL = 0.96f;
 
 /* Below this peak there is nothing to search for. */

@@ -78,8 +78,8 @@ TALV_INLINE void store(Float4 *z, Complex4 x) noexcept
     z[1] = x.im;
 }
 
-/** Two stages at once: butterflies of elements `quarter`, twice and three times that apart. Element j + quarter receives
- *  what two single stages would leave there, so that the order at the end is that of reversed bits.                  */
+/** Two stages at once: butterflies of elements `quarter`, twice and three times that apart. Element j + quarter
+ *  receives what two single stages would leave there, so that the order at the end is that of reversed bits.        */
 TALV_INLINE void two_stages(Float4 *z, int quarter) noexcept
 {
     const int stride = SPECTRUM_POINTS / (4 * quarter);
