@@ -57,6 +57,10 @@ TALV_LANES Pair64 subtract_nearly(Pair64 sum, Pair64 x, Pair64 y) noexcept
 {
     return subtract_exact(sum, x, y);
 }
+TALV_LANES Wide4 add_nearly(const Wide4 &sum, const Wide4 &x, const Wide4 &y) noexcept
+{
+    return add_exact(sum, x, y);
+}
 
 #else
 
@@ -131,10 +135,14 @@ inline bool all_moderate(const float *x, int n) noexcept
     return odd_ones == 0;
 }
 
-/** sum - x y in a quick chain, fused where the machine can, whether the product is exact or not */
+/** sum - x y and sum + x y in a quick chain, fused where the machine can, whether the product is exact or not */
 TALV_INLINE Pair64 subtract_nearly(Pair64 sum, Pair64 x, Pair64 y) noexcept
 {
     return subtract_exact(sum, x, y);
+}
+TALV_INLINE Wide4 add_nearly(Wide4 sum, Wide4 x, Wide4 y) noexcept
+{
+    return add_exact(sum, x, y);
 }
 
 /** A link of a chain of floats, to which squares of floats are added: where there are fused operations they work on

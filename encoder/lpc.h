@@ -1,22 +1,20 @@
 /** LPC analysis: from a block of conditioned speech to line spectral frequencies
  *
- *  Autocorrelation method: sine window, Levinson-Durbin recursion, and the roots of the sum and difference polynomials
- *  by a walk along x = cos(w) that looks for sign changes of their Chebyshev series.
+ *  Autocorrelation method: sine window, Levinson-Durbin recursion, then encoder/lsf_roots.h.
  *
- *  Source: Makhoul, "Linear Prediction: A Tutorial Review", Proc. IEEE 63, 1975; Kabal and Ramachandran, "The
- *          Computation of Line Spectral Frequencies Using Chebyshev Polynomials", IEEE Trans. ASSP 34, 1986.
+ *  Source: Makhoul, "Linear Prediction: A Tutorial Review", Proc. IEEE 63, 1975.
  */
 #ifndef TALV_ENCODER_LPC_H
 #define TALV_ENCODER_LPC_H
 
 #include "dsp/table.h"
 #include "dsp/target.h"
+#include "encoder/lsf_roots.h"
 
 namespace talv::inline TALV_TARGET
 {
 
-inline constexpr int ANALYSIS_MAX = 300; /* longest block   */
-inline constexpr int ORDER_MAX = 16;     /* largest order   */
+inline constexpr int ANALYSIS_MAX = 300; /* longest block */
 
 extern const Table<float, ANALYSIS_MAX> analysis_window; /* sin(pi i / 240), rounded to float, i < 240; 0 beyond */
 
@@ -43,16 +41,6 @@ void window_autocorr(const float *x, int n, float *r, int order, float *work, co
  *  return   the final prediction error. When it reaches 0 or less the recursion stops there, a keeps the stages
  *           before and the coefficients not reached are 0.                                                      */
 float levinson(const float *r, int order, float *a) noexcept;
-
-/** Roots of the sum and difference polynomials, alternately, from w = 0 upwards
- *  lsf      O  [order]   radians; not yet ordered or spaced by force
- *  a        I  [order]
- *  return   1 when all roots were found, -1 for an order above ORDER_MAX, -2 otherwise                          */
-int lpc_to_lsf(float *lsf, const float *a, int order) noexcept;
-
-/** sum of c[k] T_k(x), k < n, T_k being the Chebyshev polynomials of the first kind
- *  Clenshaw's recurrence with its state rounded to float at every step.                                         */
-float cheb_eval(float x, const float *c, int n) noexcept;
 
 } // namespace talv::inline TALV_TARGET
 

@@ -1,0 +1,382 @@
+#include "encoder/lsf_roots.h"
+
+#include "dsp/constants.h"
+#include "dsp/correlate.h"
+#include "dsp/simd_chain.h"
+#include "dsp/trig.h"
+#include "dsp/wide.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace talv::inline TALV_TARGET
+{
+
+namespace
+{
+constexpr int ORDER_ROOM = (ORDER_MAX + LANES - 1) / LANES * LANES;
+constexpr int TERMS_MAX = ORDER_MAX / 2 + 1;   /* coefficients of a deflated sum or difference polynomial */
+constexpr int TERMS_CODEC = LPC_ORDER / 2 + 1; /* the same for the codec's order                          */
+} // namespace
+
+float cheb_eval(float x, const float *c, int n) noexcept
+{
+    float b = 0.0f, b1 = 0.0f, b2 = 0.0f;
+    float last_b2 = 0.0f; /* the b2 that entered the last step */
+    for (int i = n - 1; i >= 0; i--) {
+        b = rounded(2 * wide(x) * wide(b1) - wide(b2) + wide(c[i]));
+        last_b2 = b2;
+        b2 = b1;
+        b1 = b;
+    }
+    return rounded((wide(c[0]) - wide(last_b2) + wide(b)) * wide(0.5));
+}
+
+namespace
+{
+
+/* The walk along x = cos(w) goes down by x x STEP_BEND + STEP_BASE: 0.0314 at x = 0 and 0.00197 at the ends, which are
+ * steps of 0.015 to 0.06 radian in w. */
+constexpr double STEP_DELTA = 0.03141592654;
+constexpr float STEP_BASE = rounded(sin_wide(STEP_DELTA));
+constexpr float STEP_BEND = rounded(4.0 - 4.0 * cos_wide(STEP_DELTA) - static_cast<double>(STEP_BASE));
+constexpr int BISECTIONS = 4;
+
+/** Chebyshev series of the sum and difference polynomials, without their roots at z = -1 and z = +1
+ *  cp, cq  O  [order/2 + 1]                                                                           */
+void polynomial_pair(const float *a, int order, float *cp, float *cq) noexcept
+{
+    const int h = order / 2;
+    float p[TERMS_MAX] = {1.0f};
+    float q[TERMS_MAX] = {1.0f};
+    for (int i = 1; i <= h; i++) {
+        // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): levinson() has written all of a
+        p[i] = a[i - 1] + a[order - i];
+        q[i] = a[i - 1] - a[order - i];
+    }
+    for (int i = 1; i <= h; i++) {
+        p[i] -= p[i - 1];
+        q[i] += q[i - 1];
+    }
+    cp[0] = p[h];
+    cq[0] = q[h];
+    for (int j = 1; j <= h; j++) {
+        cp[j] = 2.0f * p[h - j];
+        cq[j] = 2.0f * q[h - j];
+    }
+}
+
+/** A polynomial as the walk needs it */
+struct Series {
+    float c[TERMS_MAX];  /* Chebyshev coefficients                                            */
+    wide_t w[TERMS_MAX]; /* the same, widened                                                 */
+    wide_t doubt;        /* cheb_eval() is sure to have the sign of a value larger than this  */
+    int terms;
+};
+
+/* In step k cheb_eval() rounds b[k] to float, which is as if coefficient k differed by 2^-24 |b[k]|; and |T_k| <= 1,
+ * |b[k]| <= sum over j >= k of (j - k + 1) |c[j]|, since |U_j| <= j + 1. Summed over k that is 2^-24 times the sum of
+ * (j + 1) (j + 2) / 2 |c[j]|, and the last rounding adds one |c[j]| more at most. The hundredth is for what is of second
+ * order, and for the roundings in double on either side.                                                            */
+void widen_series(Series *series) noexcept
+{
+    wide_t sum = wide(0);
+    for (int j = 0; j < series->terms; j++) {
+        series->w[j] = wide(series->c[j]);
+        sum += wide((j + 1) * (j + 2) / 2 + 1) * std::fabs(series->w[j]);
+    }
+    series->doubt = sum * wide(1.01 * 0x1p-24);
+}
+
+/** The series at groups * LANES points, not rounded on the way
+ *  x  I  [groups]
+ *  F  O  [groups]                                                                                                    */
+template <int groups>
+TALV_INLINE void series_at(const Series &series, const Wide4 *x, Wide4 *F) noexcept
+{
+    Wide4 two_x[groups], b1[groups], b2[groups];
+    const Wide4 last = broadcast(series.w[series.terms - 1]);
+    TALV_UNROLL
+    for (int g = 0; g < groups; g++) {
+        two_x[g] = x[g] + x[g];
+        b1[g] = last;
+        b2[g] = broadcast(wide(0));
+    }
+    for (int i = series.terms - 2; i >= 1; i--) {
+        const Wide4 c = broadcast(series.w[i]);
+        TALV_UNROLL
+        for (int g = 0; g < groups; g++) {
+            const Wide4 b = add_nearly(c - b2[g], two_x[g], b1[g]);
+            b2[g] = b1[g];
+            b1[g] = b;
+        }
+    }
+    const Wide4 c = broadcast(series.w[0]);
+    TALV_UNROLL
+    for (int g = 0; g < groups; g++)
+        F[g] = add_nearly(c - b2[g], x[g], b1[g]);
+}
+
+/** cheb_eval() at groups * LANES points
+ *  x  I  [groups]   floats in value
+ *  F  O  [groups]                                                                                                    */
+template <int groups>
+[[gnu::noinline]] void cheb_eval_at(const Series &series, const Wide4 *x, Wide4 *F) noexcept
+{
+    Wide4 two_x[groups], b1[groups], b2[groups], last_b2[groups];
+    for (int g = 0; g < groups; g++) {
+        two_x[g] = x[g] + x[g];
+        b1[g] = b2[g] = last_b2[g] = broadcast(wide(0));
+    }
+    for (int i = series.terms - 1; i >= 0; i--) {
+        const Wide4 c = broadcast(series.w[i]);
+        for (int g = 0; g < groups; g++) {
+            const Wide4 b = rounded_wide(exact_minus(two_x[g], b1[g], b2[g]) + c);
+            last_b2[g] = b2[g];
+            b2[g] = b1[g];
+            b1[g] = b;
+        }
+    }
+    for (int g = 0; g < groups; g++)
+        F[g] = rounded_wide((broadcast(series.w[0]) - last_b2[g] + b1[g]) * broadcast(wide(0.5)));
+}
+
+/** Which of groups * LANES values lie above `limit` */
+template <int groups>
+TALV_INLINE int lanes_above(const Wide4 *v, Wide4 limit) noexcept
+{
+    int lanes = 0;
+    TALV_UNROLL
+    for (int g = 0; g < groups; g++)
+        lanes |= positive_lanes(v[g] - limit) << (LANES * g);
+    return lanes;
+}
+template <int groups>
+TALV_INLINE int lanes_below(const Wide4 *v, Wide4 limit) noexcept
+{
+    int lanes = 0;
+    TALV_UNROLL
+    for (int g = 0; g < groups; g++)
+        lanes |= positive_lanes(limit - v[g]) << (LANES * g);
+    return lanes;
+}
+
+/** Where cheb_eval() is above 0, and where it is below, a bit a point. It is worked out itself only if it has to be:
+ *  nearly always the series without its roundings is far enough from 0.                                             */
+template <int groups>
+TALV_INLINE void cheb_signs(const Series &series, const Wide4 *x, int *positive, int *negative) noexcept
+{
+    constexpr int ALL = (1 << (LANES * groups)) - 1;
+    constexpr bool WIDER = sizeof(wide_t) > sizeof(float);
+    Wide4 F[groups];
+    if constexpr (WIDER) {
+        series_at<groups>(series, x, F);
+        *positive = lanes_above<groups>(F, broadcast(series.doubt));
+        *negative = lanes_below<groups>(F, broadcast(-series.doubt));
+    }
+    if (!WIDER || (*positive | *negative) != ALL) {
+        cheb_eval_at<groups>(series, x, F);
+        *positive = lanes_above<groups>(F, broadcast(wide(0)));
+        *negative = lanes_below<groups>(F, broadcast(wide(0)));
+    }
+}
+
+/** cheb_eval() of the codec's order at two points, by a quick chain; returns whether it holds (dsp/simd_chain.h) */
+bool cheb_eval_two_quickly(const Series &series, Pair64 x, float *F) noexcept
+{
+    const Pair64 minus_two_x = twice(wide(0)) - x - x;
+    Pair64 b[TERMS_CODEC + 2];
+    b[TERMS_CODEC + 1] = b[TERMS_CODEC] = twice(wide(0));
+    b[TERMS_CODEC - 1] = twice(series.w[TERMS_CODEC - 1]);
+    TALV_UNROLL
+    for (int i = TERMS_CODEC - 2; i >= 0; i--)
+        b[i] = nearly_rounded(subtract_nearly(twice(series.w[i]) - b[i + 2], minus_two_x, b[i + 1]));
+
+    bool holds = true;
+    const Wide4 two_x = halves(x, x) + halves(x, x);
+    TALV_UNROLL
+    for (int i = 0; i < TERMS_CODEC; i += 2) {
+        const Wide4 before = halves(b[i + 1], b[i + 2]);
+        const Wide4 last = i + 3 < TERMS_CODEC ? halves(b[i + 2], b[i + 3]) : halves(b[i + 2], b[TERMS_CODEC]);
+        const Wide4 c = halves(twice(series.w[i]), twice(series.w[i + 1]));
+        holds = equal_lanes(halves(b[i], b[i + 1]), rounded_wide(exact_minus(two_x, before, last) + c)) == ALL_LANES &&
+                holds;
+    }
+    for (int j = 0; j < 2; j++)
+        F[j] = rounded((series.w[0] - b[2][j] + b[0][j]) * wide(0.5));
+    return holds;
+}
+
+void cheb_eval_two(const Series &series, float x0, float x1, float *F) noexcept
+{
+    const Pair64 x = low_lanes(twice(wide(x0)), twice(wide(x1)));
+    if (!CHAIN_AS_DEFINED && series.terms == TERMS_CODEC && cheb_eval_two_quickly(series, x, F))
+        return;
+    F[0] = cheb_eval(x0, series.c, series.terms);
+    F[1] = cheb_eval(x1, series.c, series.terms);
+}
+
+constexpr int WALK = 2 * LANES;         /* points of the walk that are looked at together        */
+constexpr int LEAVES = 1 << BISECTIONS; /* points that the bisection can choose between          */
+
+/** The walk's next point, from the vector of points that are known */
+TALV_INLINE Wide4 step_down(Wide4 x) noexcept
+{
+    return rounded_wide(x - (x * x * broadcast(wide(STEP_BEND)) + broadcast(wide(STEP_BASE))));
+}
+
+/** The points of the walk from x[0] on, by a quick chain if that holds (dsp/simd_chain.h)
+ *  from       I   the first point
+ *  near, far  O   points 0 to 3 and 4 to 7                                                                          */
+void walk_down(wide_t from, Wide4 *near, Wide4 *far) noexcept
+{
+    const Pair64 base = twice(wide(STEP_BASE)), bend = twice(wide(STEP_BEND));
+    Pair64 x[WALK + 1];
+    x[0] = twice(from);
+    TALV_UNROLL
+    for (int i = 1; i <= WALK; i++)
+        x[i] = nearly_rounded(subtract_nearly(x[i - 1] - base, x[i - 1] * x[i - 1], bend));
+    *near = halves(low_lanes(x[0], x[1]), low_lanes(x[2], x[3]));
+    *far = halves(low_lanes(x[4], x[5]), low_lanes(x[6], x[7]));
+    const Wide4 after_near = halves(low_lanes(x[1], x[2]), low_lanes(x[3], x[4]));
+    const Wide4 after_far = halves(low_lanes(x[5], x[6]), low_lanes(x[7], x[8]));
+    if (!CHAIN_AS_DEFINED &&
+        (equal_lanes(step_down(*near), after_near) & equal_lanes(step_down(*far), after_far)) == ALL_LANES)
+        return;
+
+    wide_t plain[WALK] = {from};
+    for (int i = 1; i < WALK; i++)
+        plain[i] = wide(rounded(plain[i - 1] - (plain[i - 1] * plain[i - 1] * wide(STEP_BEND) + wide(STEP_BASE))));
+    *near = load(plain);
+    *far = load(plain + LANES);
+}
+
+/** Walk down from a point to the first step across which the series changes sign; a value of 0 counts as a change
+ *  from          I   the point to start from
+ *  above, below  O   the step's two ends
+ *  return            whether there is one: without, the walk has ended at -1                                        */
+bool walk_to_bracket(const Series &series, float from, float *above, float *below) noexcept
+{
+    const Wide4 end = broadcast(wide(-1));
+    for (wide_t start = wide(from);;) {
+        Wide4 x[2];
+        walk_down(start, &x[0], &x[1]);
+        x[0] = larger(x[0], end);
+        x[1] = larger(x[1], end);
+
+        /* Bit i tells whether the walk goes on from point i + 1. The last point of all has no next one here: it is the
+         * first of the next round. */
+        int positive, negative;
+        cheb_signs<2>(series, x, &positive, &negative);
+        const int same_sign = (positive & positive >> 1) | (negative & negative >> 1);
+        const int goes_on = same_sign & lanes_above<2>(x, end) >> 1;
+        if (goes_on == (1 << (WALK - 1)) - 1) {
+            start = lane(x[1], LANES - 1);
+            continue;
+        }
+        const int i = __builtin_ctz(~static_cast<unsigned>(goes_on));
+        float points[WALK];
+        store_rounded(points, x[0]);
+        store_rounded(points + LANES, x[1]);
+        *above = points[i];
+        *below = points[i + 1];
+        return (same_sign >> i & 1) == 0;
+    }
+}
+
+/** The root in a bracket: bisection, then a secant
+ *  below  IO   lower side, narrowed
+ *  d      O    width of the narrowed bracket
+ *  All points that the bisection may come to are worked out at once: leaf k, in sixteenths of the bracket, is the one
+ *  with the lowest bit of k cleared, raised by that bit's share, as the rounds would do it one after another. They are
+ *  kept in the order in which they come about: leaf k stands in place LANES (k mod LANES) + k / LANES.               */
+float refine_root(const Series &series, float above, float *below, float *d) noexcept
+{
+    static_assert(LEAVES == LANES * LANES);
+    const float width = above - *below;
+    const float half = *below + width * 0.5f;
+    const Float4 fours = {*below, *below + width * 0.25f, half, half + width * 0.25f};
+    const Float4 twos = fours + width * 0.125f;
+    const Float4 leaf[LANES] = {fours, fours + width * 0.0625f, twos, twos + width * 0.0625f};
+    Wide4 wide_leaf[LANES];
+    float x[LEAVES];
+    TALV_UNROLL
+    for (int g = 0; g < LANES; g++) {
+        wide_leaf[g] = widened(leaf[g]);
+        store4(x + LANES * g, leaf[g]);
+    }
+
+    /* While the value at the lower end keeps its sign, so do the products. Leaf 0 is the bracket's lower side. */
+    int positive, negative;
+    cheb_signs<LANES>(series, wide_leaf, &positive, &negative);
+    const int same_sign = (positive & 1) != 0 ? positive : (negative & 1) != 0 ? negative : 0;
+    const auto place = [](int k) { return LANES * (k % LANES) + k / LANES; };
+    int k = 0, end = LEAVES;
+    for (int bit = LEAVES / 2; bit >= 1; bit /= 2) {
+        const bool moves = (same_sign >> place(k + bit) & 1) != 0;
+        end = moves ? end : k + bit;
+        k = moves ? k + bit : k;
+    }
+    *below = x[place(k)];
+    *d = width / LEAVES;
+
+    float F[2];
+    cheb_eval_two(series, *below, end == LEAVES ? above : x[place(end)], F);
+    if (F[1] == F[0])
+        return *below + *d;
+    return rounded(wide(*below) + wide(*d) * wide(F[0]) / (wide(F[0]) - wide(F[1])));
+}
+
+/** acos_wide() on four values */
+Wide4 acos_of_4(Wide4 x) noexcept
+{
+    constexpr int TERMS = TrigLimits<wide_t>::ASIN_TERMS;
+    const Wide4 zero = broadcast(wide(0)), one = broadcast(wide(1)), half = broadcast(wide(0.5));
+    const Wide4 size = zero - larger(zero - magnitude(x), zero - one);
+    const Wide4 outer = size - half; /* above 0 where the half-angle form holds */
+    const Wide4 z = choose(outer, square_root((one - size) * half), x);
+    const Wide4 square = z * z;
+    Wide4 sum = broadcast(trig_series<wide_t>.asine[TERMS - 1]);
+    for (int n = TERMS - 2; n >= 0; n--)
+        sum = sum * square + broadcast(trig_series<wide_t>.asine[n]);
+    const Wide4 asine = z * sum, twice_asine = asine + asine;
+    return choose(outer, choose(x, twice_asine, broadcast(wide(PI)) - twice_asine), broadcast(wide(PI * 0.5)) - asine);
+}
+
+} // namespace
+
+int lpc_to_lsf(float *lsf, const float *a, int order) noexcept
+{
+    if (order > ORDER_MAX)
+        return -1;
+
+    Series series[2]; /* sum polynomial, difference polynomial */
+    series[0].terms = series[1].terms = order / 2 + 1;
+    polynomial_pair(a, order, series[0].c, series[1].c);
+    widen_series(&series[0]);
+    widen_series(&series[1]);
+
+    float roots[ORDER_ROOM] = {};
+    int count = 0;
+    float root_before = 2.0f;
+    float from = 1.0f;
+    while (count < order && from > -1.0f) {
+        const Series &now = series[count % 2]; /* the roots of the two polynomials alternate */
+        float above, below, d;
+        if (!walk_to_bracket(now, from, &above, &below))
+            break;
+        float root = refine_root(now, above, &below, &d);
+        roots[count++] = root;
+        if (root >= root_before) /* rounding took it back over the root before: go on from below it */
+            root = below - d;
+        root_before = root;
+        from = root;
+    }
+
+    for (int k = 0; k < count; k += LANES)
+        store_rounded(roots + k, acos_of_4(load_wide(roots + k)));
+    std::copy_n(roots, count, lsf);
+    return count == order ? 1 : -2;
+}
+
+} // namespace talv::inline TALV_TARGET
