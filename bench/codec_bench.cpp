@@ -287,7 +287,7 @@ void stage_tracks(benchmark::State &state)
     const int32_t lsf_index[LPC_ORDER] = {7, 9, 3, 4, 2, 5, 6, 1, 3, 2}, gain_index[GAIN_STAGES] = {11, 23};
     const float lsf_from[LPC_ORDER] = {0.2f, 0.35f, 0.6f, 0.9f, 1.2f, 1.5f, 1.8f, 2.1f, 2.4f, 2.8f};
     const float as_from[AS_DIM] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
-    float lsf[LPC_ORDER], lpc[MAX_SUBFRAMES][LPC_ORDER], rs[MAX_SUBFRAMES], as_to[AS_DIM], as[MAX_SUBFRAMES][AS_DIM];
+    float lsf[LPC_ORDER], lpc[MAX_SUBFRAMES][LPC_ORDER], rs[MAX_SUBFRAMES], as_to[AS_DIM], as[AS_DIM];
     float rs_hist[5] = {}, gain_hist[QUARTERS + 1] = {}, gain_track[MAX_SUBFRAMES + 1] = {};
     int32_t K, bounds[MAX_SUBFRAMES + 1], pitch[MAX_SUBFRAMES];
     for (auto _ : state) {
@@ -300,7 +300,7 @@ void stage_tracks(benchmark::State &state)
         rs_expand(RS_DIM, rs_hist + 2);
         rs_interp(RS_DIM, rs_hist + 1, K, rs);
         ivsvq2(AS_DIM, AS_DIM, as_to, AS_ROWS, as_codebook, 101);
-        as_interp(AS_DIM, as_from, as_to, K, as[0]);
+        as_step(AS_DIM, as_from, as_to, K, as);
         msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, gain_hist + 1, gain_index);
         gain_interp(QUARTERS, gain_hist + 1, K, GAIN_ONSET, gain_track + 1);
         benchmark::DoNotOptimize(lpc[0][0]);
@@ -311,9 +311,9 @@ void stage_tracks(benchmark::State &state)
 void stage_noise_profile(benchmark::State &state)
 {
     const int h = static_cast<int>(state.range(0)) / 2;
-    float noise[MAX_HARMONICS + 1];
+    float noise[SPECTRUM_ROOM];
     for (auto _ : state) {
-        noise_profile(h, MAX_HARMONICS, 0.25f, noise);
+        noise_profile(h, h, 0.25f, noise);
         benchmark::DoNotOptimize(noise[0]);
     }
 }
@@ -321,12 +321,14 @@ void stage_noise_profile(benchmark::State &state)
 void stage_real_ifft(benchmark::State &state)
 {
     const int n = static_cast<int>(state.range(0));
-    Complex spectrum[FFT_MAX / 2 + 1];
+    Spectrum spectrum = {};
     float samples[FFT_MAX];
-    for (int i = 0; i <= n / 2; i++)
-        spectrum[i] = {static_cast<float>(n - i), i % (n / 2) == 0 ? 0.0f : 3.0f};
+    for (int i = 0; i <= n / 2; i++) {
+        spectrum.re[i] = static_cast<float>(n - i);
+        spectrum.im[i] = i % (n / 2) == 0 ? 0.0f : 3.0f;
+    }
     for (auto _ : state) {
-        real_ifft(spectrum, samples, n, FFT_MAX, fft_bitrev, fft_twiddle);
+        real_ifft(&spectrum, samples, n, FFT_MAX, fft_bitrev, fft_twiddle);
         benchmark::DoNotOptimize(samples[0]);
     }
 }
@@ -335,10 +337,10 @@ void stage_lpc_spectrum(benchmark::State &state)
 {
     const Envelope envelope;
     const int p = static_cast<int>(state.range(0));
-    Complex out[MAX_HARMONICS + 1];
+    Spectrum out;
     for (auto _ : state) {
-        lpc_spectrum(envelope.poly, POLY_TERMS, p, out);
-        benchmark::DoNotOptimize(out[0]);
+        lpc_spectrum(envelope.poly, POLY_TERMS, p, &out);
+        benchmark::DoNotOptimize(out.re[0]);
     }
 }
 
@@ -348,20 +350,20 @@ void stage_cycle_synthesis(benchmark::State &state)
     const Envelope envelope;
     const int p = static_cast<int>(state.range(0)), h = p / 2;
     const float as[AS_DIM] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
-    float noise[MAX_HARMONICS + 1], amp[MAX_HARMONICS + 1], cycle[CYCLE_STORE];
-    Complex lpc[MAX_HARMONICS + 1], exc[MAX_HARMONICS + 1], spec[MAX_HARMONICS + 1];
+    float noise[SPECTRUM_ROOM], amp[SPECTRUM_ROOM], cycle[CYCLE_STORE];
+    Spectrum lpc, spec;
     uint32_t seed = 4385;
     for (auto _ : state) {
         int32_t n;
-        noise_profile(h, MAX_HARMONICS, 0.25f, noise);
-        amp_profile(AS_DIM, as, h, MAX_HARMONICS, amp);
+        noise_profile(h, h, 0.25f, noise);
+        amp_profile(AS_DIM, as, h, h, amp);
         fft_size_for(p, FFT_MAX, &n);
-        lpc_spectrum(envelope.poly, POLY_TERMS, p, lpc);
-        mix_excitation(&seed, h, amp, noise, exc);
-        spectrum_shape(h, exc, lpc, 77.0f, spec);
-        spectrum_trim(p, n, spec);
-        spline_prefilter(FFT_MAX, spline_table, n, spec);
-        real_ifft(spec, cycle + 1, n, FFT_MAX, fft_bitrev, fft_twiddle);
+        lpc_spectrum(envelope.poly, POLY_TERMS, p, &lpc);
+        mix_excitation(&seed, h, amp, noise, &spec);
+        spectrum_shape(h, &spec, &lpc, 77.0f, &spec);
+        spectrum_trim(p, n, &spec);
+        spline_prefilter(FFT_MAX, spline_table, n, &spec);
+        real_ifft(&spec, cycle + 1, n, FFT_MAX, fft_bitrev, fft_twiddle);
         benchmark::DoNotOptimize(cycle[1]);
     }
 }

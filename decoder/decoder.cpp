@@ -48,7 +48,7 @@ struct Tracks {
     float lpc[MAX_SUBFRAMES][LPC_ORDER];
     int32_t pitch[MAX_SUBFRAMES];
     float rs[MAX_SUBFRAMES];
-    float as[MAX_SUBFRAMES][AS_DIM];
+    float as[AS_DIM], as_step[AS_DIM]; /* of the subframe before the one at work, and from one to the next */
 };
 
 /** Expand a frame into tracks that start where the frame before ended
@@ -77,7 +77,8 @@ void expand_parameters(DecoderState *dec, const FrameParams *params, Tracks *tra
 
     if (ivsvq2(AS_DIM, AS_DIM, as_new, AS_ROWS, as_codebook, params->as_index) < 0)
         std::printf("ivsvq2: AS index out of range\n");
-    as_interp(AS_DIM, dec->as_prev, as_new, K, tracks->as[0]);
+    std::copy_n(dec->as_prev, AS_DIM, tracks->as);
+    as_step(AS_DIM, dec->as_prev, as_new, K, tracks->as_step);
 
     msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, dec->gain_hist + 1, params->gain_index);
     gain_interp(QUARTERS, dec->gain_hist + 1, K, GAIN_ONSET, dec->gain_track + 1);
@@ -85,70 +86,56 @@ void expand_parameters(DecoderState *dec, const FrameParams *params, Tracks *tra
 
 /** What a frame computes ahead of the subframe that wants it */
 struct Ahead {
-    Complex lpc_spec[2][MAX_HARMONICS + 1]; /* of the subframe at work and, where `next_ready`, of the one after it;
-                                               element k mod 2 belongs to subframe k                                */
-    bool next_ready;
+    Spectrum lpc_spec[SPECTRA_MAX]; /* of subframes `first` .. `end` - 1, which have one lag */
+    int32_t first, end;
     PostfilterTaps taps[LANES]; /* of subframe k at k mod 4, made for four of them at a time */
 };
 
-/** The synthesis polynomial of subframe k: A(z) times the tilt factor */
-void synthesis_polynomial(const DecoderState *dec, const Tracks *tracks, int32_t k, float *poly) noexcept
+/** The envelopes' spectra of subframe k and of the next ones of the same lag */
+[[gnu::noinline]] void envelopes(const DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
 {
-    poly[0] = 1.0f;
-    std::copy_n(tracks->lpc[k], LPC_ORDER, poly + 1);
-    poly_mul2(LPC_ORDER + 1, poly, dec->tilt_c1, dec->tilt_c2);
-}
-
-/** The envelope's spectrum of subframe k, together with that of the next one where the lag is the same */
-const Complex *envelope(const DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
-{
-    Complex *now = ahead->lpc_spec[k % 2];
-    if (ahead->next_ready) {
-        ahead->next_ready = false;
-        return now;
+    float poly[SPECTRA_MAX][POLY_TERMS];
+    int32_t count = 0;
+    while (count < SPECTRA_MAX && k + count < tracks->K && tracks->pitch[k + count] == tracks->pitch[k]) {
+        poly[count][0] = 1.0f;
+        std::copy_n(tracks->lpc[k + count], LPC_ORDER, poly[count] + 1);
+        poly_mul2(LPC_ORDER + 1, poly[count], dec->tilt_c1, dec->tilt_c2);
+        count++;
     }
-    const int32_t p = tracks->pitch[k];
-    float poly[POLY_TERMS];
-    synthesis_polynomial(dec, tracks, k, poly);
-    if (k + 1 < tracks->K && tracks->pitch[k + 1] == p) {
-        float next_poly[POLY_TERMS];
-        synthesis_polynomial(dec, tracks, k + 1, next_poly);
-        lpc_spectrum_two(poly, next_poly, POLY_TERMS, p, now, ahead->lpc_spec[(k + 1) % 2]);
-        ahead->next_ready = true;
-    } else {
-        lpc_spectrum(poly, POLY_TERMS, p, now);
-    }
-    return now;
+    lpc_spectra(poly, count, tracks->pitch[k], ahead->lpc_spec);
+    ahead->first = k;
+    ahead->end = k + count;
 }
 
 /** The excitation's spectrum of subframe k; its working arrays are given back before the inverse transform asks for its
  *  own
- *  spec  O  [h+1]                                                                                                   */
-[[gnu::noinline]] void excitation(DecoderState *dec, const Tracks *tracks, int32_t k, Complex *spec) noexcept
+ */
+[[gnu::noinline]] void excitation(DecoderState *dec, Tracks *tracks, int32_t k, Spectrum *spec) noexcept
 {
     const int32_t h = tracks->pitch[k] / 2;
-    float noise_weight[MAX_HARMONICS + 1], amp_weight[MAX_HARMONICS + 1];
-    noise_profile(h, MAX_HARMONICS, tracks->rs[k], noise_weight);
-    amp_profile(AS_DIM, tracks->as[k], h, MAX_HARMONICS, amp_weight);
+    float noise_weight[SPECTRUM_ROOM], amp_weight[SPECTRUM_ROOM];
+    noise_profile(h, h, tracks->rs[k], noise_weight);
+    for (int d = 0; d < AS_DIM; d++)
+        tracks->as[d] += tracks->as_step[d];
+    amp_profile(AS_DIM, tracks->as, h, h, amp_weight);
     mix_excitation(&dec->noise_seed, h, amp_weight, noise_weight, spec);
 }
 
 /** Build the cycle of subframe k in dec->cycle_new, as spline coefficients; its grid size is the result */
-[[gnu::noinline]] int32_t build_cycle(DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
+[[gnu::noinline]] int32_t build_cycle(DecoderState *dec, Tracks *tracks, int32_t k, const Spectrum *lpc_spec) noexcept
 {
     const int32_t p = tracks->pitch[k];
     const int32_t h = p / 2;
     int32_t n;
     fft_size_for(p, FFT_MAX, &n);
 
-    Complex spec[MAX_HARMONICS + 1]; /* of the excitation, then of the cycle */
-    excitation(dec, tracks, k, spec);
-    const Complex *lpc_spec = envelope(dec, tracks, k, ahead);
+    Spectrum spec; /* of the excitation, then of the cycle */
+    excitation(dec, tracks, k, &spec);
     const float scale = rounded(wide(n) * wide(dec->gain_track[k + 1]) * wide(CYCLE_LEVEL) / wide(p));
-    spectrum_shape(h, spec, lpc_spec, scale, spec);
-    spectrum_trim(p, n, spec);
-    spline_prefilter(FFT_MAX, spline_table, n, spec);
-    real_ifft(spec, dec->cycle_new + 1, n, FFT_MAX, fft_bitrev, fft_twiddle);
+    spectrum_shape(h, &spec, lpc_spec, scale, &spec);
+    spectrum_trim(p, n, &spec);
+    spline_prefilter(FFT_MAX, spline_table, n, &spec);
+    real_ifft(&spec, dec->cycle_new + 1, n, FFT_MAX, fft_bitrev, fft_twiddle);
     return n;
 }
 
@@ -220,9 +207,11 @@ void decoder_synthesise(DecoderState *dec, const FrameParams *params, int16_t *p
     /* The post-filter runs one subframe behind: its chain from sample to sample then has the next cycle's work beside
      * it, and nothing reads what was written just before. */
     Ahead ahead;
-    ahead.next_ready = false;
+    ahead.end = 0;
     for (int32_t k = 0; k < tracks.K; k++) {
-        const int32_t n = build_cycle(dec, &tracks, k, &ahead);
+        if (k >= ahead.end)
+            envelopes(dec, &tracks, k, &ahead);
+        const int32_t n = build_cycle(dec, &tracks, k, &ahead.lpc_spec[k - ahead.first]);
         if (k > 0)
             postfilter_subframe(dec, &tracks, k - 1, &ahead);
         interpolate_subframe(dec, &tracks, k, n);

@@ -42,51 +42,46 @@ constexpr Table<Complex, LAG_COUNT> make_first_harmonics() noexcept
 
 constexpr Table<Complex, LAG_COUNT> first_harmonics = make_first_harmonics();
 
-/** (cos k theta, sin k theta) in its two low lanes, walking over k. Both obey v(k+1) = 2 cos(theta) v(k) - v(k-1), and
- *  so do the cosines and sines of the multiples of each angle k theta in polynomial_at(). A fused operation does such a
+/** (cos k theta, sin k theta), walking over k. Both obey v(k+1) = 2 cos(theta) v(k) - v(k-1), and so do the cosines and
+ *  sines of the multiples of each angle k theta in polynomials_at(). A fused operation does such a
  *  step in one rounding; for all angles 2 pi / p with p up to 1000 that was found to be, step by step, the very float
  *  that comes from rounding the difference to double first.                                                          */
 struct Harmonics {
-    Float4 two_cos, v, before;
+    FloatPair two_cos, v, before;
 };
 
-TALV_INLINE Float4 next_point(Harmonics *harmonics) noexcept
+TALV_INLINE FloatPair next_point(Harmonics *harmonics) noexcept
 {
-    const Float4 v = harmonics->v;
-    harmonics->v = multiply_subtract_two(harmonics->two_cos, v, harmonics->before);
+    const FloatPair v = harmonics->v;
+    harmonics->v = multiply_subtract(harmonics->two_cos, v, harmonics->before);
     harmonics->before = v;
     return v;
 }
 
-/** `count` polynomials, their coefficients widened, and where the next four values of each go */
+/** `count` polynomials at the conjugates of the next four harmonics: (sum poly[j] cos(j phi), -sum poly[j] sin(j phi))
+ *  coef  I  [count][POLY_TERMS]  each term four times
+ *  k     I                       the first of the four harmonics                                                   */
 template <int count>
-struct Polynomials {
-    Wide4 coef[count][POLY_TERMS];
-    Complex *out[count];
-};
-
-/** The polynomials at the conjugates of the next four harmonics: (sum poly[j] cos(j phi), -sum poly[j] sin(j phi)) */
-template <int count>
-TALV_INLINE void evaluate_four(const Polynomials<count> &polys, Harmonics *harmonics) noexcept
+TALV_INLINE void polynomials_at(const Wide4 (&coef)[count][POLY_TERMS], Harmonics *harmonics, int k,
+                                Spectrum *const (&out)[count]) noexcept
 {
-    const Float4 p0 = next_point(harmonics), p1 = next_point(harmonics);
-    const Float4 p2 = next_point(harmonics), p3 = next_point(harmonics);
-    const Float4 p01 = interleave_low(p0, p1), p23 = interleave_low(p2, p3);
-    const Float4 cosines = low_halves(p01, p23);
-    const FloatLanes two_cos = float_lanes(cosines + cosines);
-    FloatLanes c = float_lanes(cosines), c_before = float_lanes(Float4{1.0f, 1.0f, 1.0f, 1.0f});
-    FloatLanes s = float_lanes(high_halves(p01, p23)), s_before = float_lanes(Float4{});
+    const FloatPair p0 = next_point(harmonics), p1 = next_point(harmonics);
+    const FloatPair p2 = next_point(harmonics), p3 = next_point(harmonics);
+    FloatLanes c = first_of(p0, p1, p2, p3), c_before = float_lanes(Float4{1.0f, 1.0f, 1.0f, 1.0f});
+    FloatLanes s = second_of(p0, p1, p2, p3), s_before = float_lanes(Float4{});
+    const FloatLanes two_cos = doubled(c);
     Wide4 re[count], im[count];
     for (int i = 0; i < count; i++) {
-        re[i] = polys.coef[i][0];
+        re[i] = coef[i][0];
         im[i] = Wide4{};
     }
     TALV_UNROLL
     for (int j = 1; j < POLY_TERMS; j++) {
         const Wide4 wide_c = widened(c), wide_s = widened(s);
+        TALV_UNROLL
         for (int i = 0; i < count; i++) {
-            re[i] = add_exact(re[i], polys.coef[i][j], wide_c);
-            im[i] = subtract_exact(im[i], polys.coef[i][j], wide_s);
+            re[i] = add_exact(re[i], coef[i][j], wide_c);
+            im[i] = subtract_exact(im[i], coef[i][j], wide_s);
         }
         const FloatLanes c_next = multiply_subtract(two_cos, c, c_before);
         const FloatLanes s_next = multiply_subtract(two_cos, s, s_before);
@@ -96,54 +91,52 @@ TALV_INLINE void evaluate_four(const Polynomials<count> &polys, Harmonics *harmo
         s = s_next;
     }
     for (int i = 0; i < count; i++) {
-        const Float4 out_re = narrowed(re[i]), out_im = narrowed(im[i]);
-        store4(&polys.out[i][0].re, interleave_low(out_re, out_im));
-        store4(&polys.out[i][2].re, interleave_high(out_re, out_im));
+        store_rounded(out[i]->re + k, re[i]);
+        store_rounded(out[i]->im + k, im[i]);
     }
 }
 
-/** lpc_spectrum for one or more polynomials, in which the cosines and sines are common */
+/** lpc_spectra for just so many polynomials */
 template <int count>
-TALV_INLINE void spectra(const float *const (&poly)[count], int terms, int p, Complex *const (&out)[count]) noexcept
+[[gnu::noinline]] void spectra(const float *const (&poly)[count], int p, Spectrum *const (&out)[count]) noexcept
 {
-    Polynomials<count> polys;
+    Wide4 coef[count][POLY_TERMS];
     for (int i = 0; i < count; i++) {
         wide_t sum = 0;
         for (int j = 0; j < POLY_TERMS; j++) {
-            const wide_t v = j < terms ? wide(poly[i][j]) : 0;
-            polys.coef[i][j] = broadcast(v);
-            sum += v;
+            coef[i][j] = broadcast(wide(poly[i][j]));
+            sum += wide(poly[i][j]);
         }
-        out[i][0] = {rounded(sum), 0.0f};
+        out[i]->re[0] = rounded(sum);
+        out[i]->im[0] = 0.0f;
     }
-
-    const int h = p / 2;
     const Complex first = first_harmonics[p - LAG_MIN];
     const float two_cos = 2.0f * first.re;
-    Harmonics harmonics = {{two_cos, two_cos}, {first.re, first.im}, {1.0f, 0.0f}};
-    for (int k = 1; k <= h; k += LANES) {
-        Complex last[count][LANES];
-        const bool whole = k + LANES <= h + 1;
-        for (int i = 0; i < count; i++)
-            polys.out[i] = whole ? out[i] + k : last[i];
-        evaluate_four(polys, &harmonics);
-        if (!whole)
-            for (int i = 0; i < count; i++)
-                for (int l = 0; k + l <= h; l++)
-                    out[i][k + l] = last[i][l];
-    }
+    Harmonics harmonics = {float_pair(two_cos, two_cos), float_pair(first.re, first.im), float_pair(1.0f, 0.0f)};
+    for (int k = 1; k <= p / 2; k += LANES)
+        polynomials_at(coef, &harmonics, k, out);
 }
 
 } // namespace
 
-void lpc_spectrum(const float *poly, int terms, int p, Complex *out) noexcept
+void lpc_spectrum(const float *poly, int terms, int p, Spectrum *out) noexcept
 {
-    spectra<1>({poly}, terms, p, {out});
+    float padded[1][POLY_TERMS] = {};
+    for (int j = 0; j < terms; j++)
+        padded[0][j] = poly[j];
+    lpc_spectra(padded, 1, p, out);
 }
 
-void lpc_spectrum_two(const float *poly0, const float *poly1, int terms, int p, Complex *out0, Complex *out1) noexcept
+void lpc_spectra(const float (*poly)[POLY_TERMS], int count, int p, Spectrum *out) noexcept
 {
-    spectra<2>({poly0, poly1}, terms, p, {out0, out1});
+    if (count == 1) {
+        spectra<1>({poly[0]}, p, {out});
+    } else if (count == 2) {
+        spectra<2>({poly[0], poly[1]}, p, {out, out + 1});
+    } else { /* of three the last one twice */
+        const int last = count - 1;
+        spectra<SPECTRA_MAX>({poly[0], poly[1], poly[2], poly[last]}, p, {out, out + 1, out + 2, out + last});
+    }
 }
 
 } // namespace talv::inline TALV_TARGET

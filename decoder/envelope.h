@@ -18,12 +18,17 @@ void poly_mul2(int count, float *poly, float c1, float c2) noexcept;
 /** A polynomial on the unit circle at each harmonic: sum of poly[j] e^(-2 pi i j k / p)
  *  terms I            at most POLY_TERMS
  *  p     I            20 to 147
- *  out   O  [p/2+1]
- *  One sine and one cosine per call; the others by v(m+1) = 2 cos(step) v(m) - v(m-1), rounded to float.        */
-void lpc_spectrum(const float *poly, int terms, int p, Complex *out) noexcept;
+ *  out   O            elements 0 .. p/2, and what fills up the last group of four
+ *  One sine and one cosine per lag; the others by v(m+1) = 2 cos(step) v(m) - v(m-1), rounded to float.          */
+void lpc_spectrum(const float *poly, int terms, int p, Spectrum *out) noexcept;
 
-/** The same for two polynomials and one lag, at little more than the cost of one */
-void lpc_spectrum_two(const float *poly0, const float *poly1, int terms, int p, Complex *out0, Complex *out1) noexcept;
+inline constexpr int SPECTRA_MAX = 4;
+
+/** The same for up to SPECTRA_MAX polynomials of POLY_TERMS terms and one lag: the sines and cosines, half the work of
+ *  a single one, are common
+ *  poly  I  [count][POLY_TERMS]
+ *  out   O  [count]                                                                                               */
+void lpc_spectra(const float (*poly)[POLY_TERMS], int count, int p, Spectrum *out) noexcept;
 
 } // namespace talv::inline TALV_TARGET
 

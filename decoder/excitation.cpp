@@ -23,7 +23,7 @@ const float noise_poly_table[10][4] = {
 };
 
 /* Phases as unit vectors, two decimals */
-const Complex phase_table[PHASES] = {
+constexpr Complex phase_table[PHASES] = {
     /*   0 */ {-0.93f, -0.37f}, {-0.18f,  0.98f}, { 0.75f, -0.67f}, { 0.95f,  0.32f},
               { 0.99f,  0.10f}, { 0.93f,  0.36f}, { 0.80f, -0.60f}, { 0.89f, -0.46f},
     /*   8 */ { 0.86f, -0.51f}, { 0.52f, -0.86f}, {-0.05f, -1.00f}, { 0.09f, -1.00f},
@@ -63,8 +63,7 @@ namespace
 {
 
 /** c3 v^3 + c2 v^2 + c1 v + c0 by Horner's rule; c3 and v are floats in value */
-template <typename T>
-TALV_INLINE T cubic(T c0, T c1, T c2, T c3, T v) noexcept
+TALV_INLINE Wide4 cubic(Wide4 c0, Wide4 c1, Wide4 c2, Wide4 c3, Wide4 v) noexcept
 {
     return (add_exact(c2, c3, v) * v + c1) * v + c0;
 }
@@ -86,28 +85,25 @@ void noise_profile(int h, int cap, float rs, float *out) noexcept
     store(c, rounded_wide(add_exact(broadcast(wide(g)) * lower, broadcast(wide(f)), upper)));
 
     const Wide4 c0 = broadcast(c[0]), c1 = broadcast(c[1]), c2 = broadcast(c[2]), c3 = broadcast(c[3]);
-    out[0] = 0.0f;
     const float d = 1.0f / static_cast<float>(h);
     float w = d; /* k/h as a running sum of floats */
-    int k = 1;
-    for (; k <= h && k + LANES <= cap + 1; k += LANES) { /* may run over h, into what is cleared below */
+    out[0] = 0.0f;
+    for (int k = 1; k <= h; k += LANES) {
         const float w1 = w + d, w2 = w1 + d, w3 = w2 + d;
         store_rounded(out + k, cubic(c0, c1, c2, c3, widened(Float4{w, w1, w2, w3})));
         w = w3 + d;
     }
-    for (; k <= h; k++, w += d)
-        out[k] = rounded(cubic(c[0], c[1], c[2], c[3], wide(w)));
-    for (k = h + 1; k <= cap; k++)
+    for (int k = h + 1; k <= cap; k++)
         out[k] = 0.0f;
 }
 
 void amp_profile(int count, const float *as, int h, int cap, float *out) noexcept
 {
     out[0] = 0.0f;
+    for (int k = 1 + count / LANES * LANES; k <= h; k += LANES)
+        store4(out + k, Float4{1.0f, 1.0f, 1.0f, 1.0f});
     for (int k = 1; k <= count; k++)
         out[k] = as[k - 1];
-    for (int k = count + 1; k <= h; k++)
-        out[k] = 1.0f;
     for (int k = h + 1; k <= cap; k++)
         out[k] = 0.0f;
 }
@@ -153,41 +149,51 @@ TALV_INLINE Short8 draws(Short8 states) noexcept
     return (states & static_cast<uint16_t>(SEED_MASK)) >> 5;
 }
 
-/** v P + noise Q for two harmonics; v and noise hold each value twice */
-TALV_INLINE void mix_pair(Float4 v, Float4 noise, const Complex *P, const Complex &Q0, const Complex &Q1,
-                          Complex *out) noexcept
+/** phase_table by real and imaginary parts, as far as the periodic part goes */
+struct PeriodicPhases {
+    float re[SPECTRUM_ROOM], im[SPECTRUM_ROOM];
+};
+
+constexpr PeriodicPhases make_periodic_phases() noexcept
 {
-    const Float4 Q = load_pairs(&Q0.re, &Q1.re);
-    store_rounded(&out->re, add_exact(widened(v) * load_wide(&P->re), widened(noise), widened(Q)));
+    PeriodicPhases phases{};
+    for (int k = 1; k < SPECTRUM_ROOM; k++) {
+        phases.re[k] = phase_table[k - 1].re;
+        phases.im[k] = phase_table[k - 1].im;
+    }
+    return phases;
+}
+
+constexpr PeriodicPhases periodic_phases = make_periodic_phases();
+
+/** max(amp - noise, 0) P + noise Q for the harmonics k .. k+3
+ *  from  I  which of the states draw their phases Q                                                               */
+TALV_INLINE void mix_four(int k, const float *amp, const float *noise, Short8 drawn, int from, Spectrum *out) noexcept
+{
+    const Float4 n = load4(noise + k);
+    const Wide4 v = widened(not_below_zero(load4(amp + k) - n)), wide_n = widened(n);
+    const Float4 Q01 = load_pairs(&phase_table[drawn[from]].re, &phase_table[drawn[from + 1]].re);
+    const Float4 Q23 = load_pairs(&phase_table[drawn[from + 2]].re, &phase_table[drawn[from + 3]].re);
+    const Wide4 re = v * load_wide(periodic_phases.re + k), im = v * load_wide(periodic_phases.im + k);
+    store_rounded(out->re + k, add_exact(re, wide_n, widened(even_lanes(Q01, Q23))));
+    store_rounded(out->im + k, add_exact(im, wide_n, widened(odd_lanes(Q01, Q23))));
 }
 
 } // namespace
 
-void mix_excitation(uint32_t *seed, int h, const float *amp, const float *noise, Complex *out) noexcept
+void mix_excitation(uint32_t *seed, int h, const float *amp, const float *noise, Spectrum *out) noexcept
 {
-    out[0] = {0.0f, 0.0f};
+    out->re[0] = out->im[0] = 0.0f;
     uint32_t state = *seed;
-    int k = 1;
-    for (; k + LANES <= h + 1; k += LANES) {
-        const Float4 n = load4(noise + k);
-        const Float4 v = not_below_zero(load4(amp + k) - n);
-        const Complex *P = phase_table + ((k - 1) & (PHASES - 1));
+    for (int k = 1; k <= h; k += STEPS_AT_ONCE) {
         const Short8 states = states_after(state);
         const Short8 drawn = draws(states);
-        mix_pair(interleave_low(v, v), interleave_low(n, n), P, phase_table[drawn[0]], phase_table[drawn[1]], out + k);
-        mix_pair(interleave_high(v, v), interleave_high(n, n), P + 2, phase_table[drawn[2]], phase_table[drawn[3]],
-                 out + k + 2);
-        state = states[LANES - 1];
-    }
-    for (; k <= h; k++) {
-        state = (state + 1) * SEED_FACTOR;
-        float v = amp[k] - noise[k];
-        if (v < 0.0f)
-            v = 0.0f;
-        const Complex P = phase_table[(k - 1) & (PHASES - 1)];
-        const Complex Q = phase_table[(state & SEED_MASK) / 32];
-        out[k] = {rounded(add_exact(wide(v) * wide(P.re), wide(noise[k]), wide(Q.re))),
-                  rounded(add_exact(wide(v) * wide(P.im), wide(noise[k]), wide(Q.im)))};
+        mix_four(k, amp, noise, drawn, 0, out);
+        if (k + LANES <= h)
+            mix_four(k + LANES, amp, noise, drawn, LANES, out);
+        const int last = h - k;
+        state = last < STEPS_AT_ONCE ? state * seed_steps.factor[last] + seed_steps.offset[last]
+                                     : states[STEPS_AT_ONCE - 1];
     }
     if (h > 0)
         *seed = state & SEED_MASK;

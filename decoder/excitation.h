@@ -21,21 +21,23 @@ extern const Complex phase_table[PHASES];   /* unit phases: entries 0..72 fixed 
 
 /** Noise magnitude of each harmonic: more towards high frequencies, and more for a larger periodicity value
  *  h     I            10..73
- *  cap   I            always MAX_HARMONICS
+ *  cap   I            h to MAX_HARMONICS; up to three elements behind it may be written
  *  rs    I            0 periodic .. 1 noise
  *  out   O  [cap+1]   0 at element 0 and above h                                                                */
 void noise_profile(int h, int cap, float rs, float *out) noexcept;
 
 /** Total magnitude wanted of each harmonic: as[] for the first `count`, 1.0 up to h, 0 above
  *  as    I  [count]
+ *  cap   I            h to MAX_HARMONICS; up to three elements behind it may be written
  *  out   O  [cap+1]                                                                                             */
 void amp_profile(int count, const float *as, int h, int cap, float *out) noexcept;
 
 /** Excitation: a periodic part of fixed phases and a noise part of pseudo-random phases
  *  seed  IO           advances h steps of seed = ((seed + 1) 17) mod 4096
- *  amp, noise  I  [h+1]
- *  out   O  [h+1]     max(amp - noise, 0) P + noise Q, P and Q of unit magnitude; element 0 is 0                */
-void mix_excitation(uint32_t *seed, int h, const float *amp, const float *noise, Complex *out) noexcept;
+ *  amp, noise  I  [SPECTRUM_ROOM]
+ *  out   O            max(amp - noise, 0) P + noise Q, P and Q of unit magnitude, up to harmonic h and what fills up
+ *                     the last group of four; element 0 is 0                                                    */
+void mix_excitation(uint32_t *seed, int h, const float *amp, const float *noise, Spectrum *out) noexcept;
 
 } // namespace talv::inline TALV_TARGET
 

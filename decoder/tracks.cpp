@@ -1,6 +1,5 @@
 #include "decoder/tracks.h"
 
-#include "dsp/simd_float.h"
 #include "dsp/wide.h"
 
 namespace talv::inline TALV_TARGET
@@ -62,33 +61,11 @@ void rs_interp(int32_t count, const float *hist, int32_t K, float *out) noexcept
     }
 }
 
-namespace
-{
-
-/** One dimension of a track, `dim` apart */
-void as_interp_one(int32_t dim, float prev, float cur, int32_t K, float r, float *out) noexcept
-{
-    const float delta = rounded((wide(cur) - wide(prev)) * wide(r));
-    float v = prev + delta;
-    for (int32_t m = 0; m < K; m++, v += delta)
-        out[m * dim] = v;
-}
-
-} // namespace
-
-void as_interp(int32_t dim, const float *prev, const float *cur, int32_t K, float *out) noexcept
+void as_step(int32_t dim, const float *prev, const float *cur, int32_t K, float *step) noexcept
 {
     const float r = 1.0f / static_cast<float>(K);
-    int32_t d = 0;
-    for (; d + LANES <= dim; d += LANES) {
-        const Float4 from = load4(prev + d);
-        const Float4 delta = narrowed((load_wide(cur + d) - widened(from)) * broadcast(wide(r)));
-        Float4 v = from + delta;
-        for (int32_t m = 0; m < K; m++, v += delta)
-            store4(out + m * dim + d, v);
-    }
-    for (; d < dim; d++)
-        as_interp_one(dim, prev[d], cur[d], K, r, out + d);
+    for (int32_t d = 0; d < dim; d++)
+        step[d] = rounded((wide(cur[d]) - wide(prev[d])) * wide(r));
 }
 
 namespace

@@ -39,10 +39,11 @@ void rs_expand(int32_t count, float *v) noexcept;
  *  out        O  [K]             0..1                                                                             */
 void rs_interp(int32_t count, const float *hist, int32_t K, float *out) noexcept;
 
-/** AS vectors, linear, as running float sums
+/** AS vectors, linear: what is added to the previous frame's vector for the first subframe, and again for each of the
+ *  others, to a running sum in float
  *  prev, cur  I  [dim]
- *  out        O  [K][dim]                                                                                         */
-void as_interp(int32_t dim, const float *prev, const float *cur, int32_t K, float *out) noexcept;
+ *  step       O  [dim]                                                                                            */
+void as_step(int32_t dim, const float *prev, const float *cur, int32_t K, float *step) noexcept;
 
 /** Gains at the subframes' ends
  *  g          IO [-1 .. count-1]  g[-1] last squared gain of the previous frame; g[0..count-1] are squared in place

@@ -41,130 +41,125 @@ namespace
 
 constexpr wide_t TINY = wide(1e-10); /* keeps the quotients finite where a divisor vanishes */
 
-/** Four quotients exc/lpc, in two pairs, and the square of each one's magnitude */
-struct Quotients {
-    Float4 q01, q23;
-    Wide4 energy;
-};
-
-TALV_INLINE Quotients divide_four(Float4 x01, Float4 x23, Float4 b01, Float4 b23) noexcept
+/** Four quotients exc/lpc
+ *  energy  O  [4]  the square of each one's magnitude                                                              */
+TALV_INLINE void divide_four(const Spectrum *exc, const Spectrum *lpc, int k, Spectrum *out, wide_t *energy) noexcept
 {
-    const Wide4 xr = widened(even_lanes(x01, x23)), xi = widened(odd_lanes(x01, x23));
-    const Wide4 br = widened(even_lanes(b01, b23)), bi = widened(odd_lanes(b01, b23));
+    const Wide4 xr = load_wide(exc->re + k), xi = load_wide(exc->im + k);
+    const Wide4 br = load_wide(lpc->re + k), bi = load_wide(lpc->im + k);
     const Wide4 D = rounded_wide(add_exact(br * br, bi, bi) + broadcast(TINY));
     const Float4 re = narrowed(add_exact(br * xr, bi, xi) / D);
     const Float4 im = narrowed(subtract_exact(br * xi, bi, xr) / D);
+    store4(out->re + k, re);
+    store4(out->im + k, im);
     const Wide4 wide_re = widened(re), wide_im = widened(im);
-    return {interleave_low(re, im), interleave_high(re, im), add_exact(wide_re * wide_re, wide_im, wide_im)};
+    store(energy, add_exact(wide_re * wide_re, wide_im, wide_im));
 }
 
-Complex divide_one(Complex x, Complex b) noexcept
+/** The quotient of bin 0 */
+void divide_first(const Spectrum *exc, const Spectrum *lpc, Spectrum *out) noexcept
 {
-    const wide_t xr = wide(x.re), xi = wide(x.im), br = wide(b.re), bi = wide(b.im);
+    const wide_t xr = wide(exc->re[0]), xi = wide(exc->im[0]), br = wide(lpc->re[0]), bi = wide(lpc->im[0]);
     const wide_t D = wide(rounded(br * br + bi * bi + TINY));
-    return {rounded((br * xr + bi * xi) / D), rounded((br * xi - bi * xr) / D)};
-}
-
-/** The bins k .. h, at most four of them; bin 0 fills up the rest */
-TALV_INLINE Quotients divide_last(const Complex *exc, const Complex *lpc, int k, int h) noexcept
-{
-    int bin[LANES];
-    for (int i = 0; i < LANES; i++)
-        bin[i] = k + i <= h ? k + i : 0;
-    return divide_four(load_pairs(&exc[bin[0]].re, &exc[bin[1]].re), load_pairs(&exc[bin[2]].re, &exc[bin[3]].re),
-                       load_pairs(&lpc[bin[0]].re, &lpc[bin[1]].re), load_pairs(&lpc[bin[2]].re, &lpc[bin[3]].re));
+    out->re[0] = rounded((br * xr + bi * xi) / D);
+    out->im[0] = rounded((br * xi - bi * xr) / D);
 }
 
 } // namespace
 
-void spectrum_shape(int h, const Complex *exc, const Complex *lpc, float scale, Complex *out) noexcept
+void spectrum_shape(int h, const Spectrum *exc, const Spectrum *lpc, float scale, Spectrum *out) noexcept
 {
+    divide_first(exc, lpc, out);
     wide_t sum = TINY;
+    wide_t energy[LANES];
     int k = 1;
     for (; k + LANES <= h; k += LANES) {
-        const Quotients quotients =
-            divide_four(load4(&exc[k].re), load4(&exc[k + 2].re), load4(&lpc[k].re), load4(&lpc[k + 2].re));
-        store4(&out[k].re, quotients.q01);
-        store4(&out[k + 2].re, quotients.q23);
-        sum += lane(quotients.energy, 0);
-        sum += lane(quotients.energy, 1);
-        sum += lane(quotients.energy, 2);
-        sum += lane(quotients.energy, 3);
+        divide_four(exc, lpc, k, out, energy);
+        for (int i = 0; i < LANES; i++)
+            sum += energy[i];
     }
-    /* Up to four bins are left, the edge bin h among them. */
-    const Quotients last = divide_last(exc, lpc, k, h);
+    divide_four(exc, lpc, k, out, energy); /* up to four bins are left, the edge bin h among them */
     for (int i = 0; k + i < h; i++)
-        sum += lane(last.energy, i);
-    float values[2 * LANES];
-    store4(values, last.q01);
-    store4(values + LANES, last.q23);
-    const float edge = values[2 * (h - k)];
-    out[0] = divide_one(exc[0], lpc[0]);
+        sum += energy[i];
 
+    const wide_t edge = wide(out->re[h]), first = wide(out->re[0]);
     float E = rounded(sum);
-    E = rounded(wide(E) + wide(0.5) * (wide(edge) * wide(edge) + wide(out[0].re) * wide(out[0].re)));
+    E = rounded(wide(E) + wide(0.5) * (edge * edge + first * first));
     const float F = rounded(wide(h) * wide(scale) * std::sqrt(2 / wide(E)));
-    for (int i = 1; i < k; i += LANES / 2)
-        store4(&out[i].re, load4(&out[i].re) * F);
-    for (int i = k; i <= h; i++)
-        out[i] = {F * values[2 * (i - k)], F * values[2 * (i - k) + 1]};
-    out[0] = {F * out[0].re, F * out[0].im};
+    out->re[0] *= F;
+    out->im[0] *= F;
+    for (k = 1; k <= h; k += LANES) {
+        store4(out->re + k, load4(out->re + k) * F);
+        store4(out->im + k, load4(out->im + k) * F);
+    }
 }
 
-void spectrum_trim(int p, int n, Complex *spec) noexcept
+void spectrum_trim(int p, int n, Spectrum *spec) noexcept
 {
     if (n <= p)
         return;
     const int h = p / 2;
     for (int k = h + 1; k <= n / 2; k++)
-        spec[k] = {0.0f, 0.0f};
-    if (p % 2 == 0) /* the inverse transform doubles every bin below n/2 */
-        spec[h] = {0.5f * spec[h].re, 0.5f * spec[h].im};
+        spec->re[k] = spec->im[k] = 0.0f;
+    if (p % 2 == 0) { /* the inverse transform doubles every bin below n/2 */
+        spec->re[h] *= 0.5f;
+        spec->im[h] *= 0.5f;
+    }
 }
 
 namespace
 {
 
-/** The real parts of every (FFT_MAX/n)th entry of spline_table, twice each: the factors of a spectrum of n points */
+/** The real parts of every (FFT_MAX/n)th entry of spline_table, and whatever fills up the last group of four */
 template <int n>
-constexpr Table<float, n + 2> make_spline_factors() noexcept
+constexpr Table<float, n / 2 + LANES> make_spline_factors() noexcept
 {
-    Table<float, n + 2> table{};
-    for (int i = 0; i < n + 2; i++)
-        table.entry[i] = spline_table[i / 2 * (FFT_MAX / n)].re;
+    Table<float, n / 2 + LANES> table{};
+    for (int i = 0; i <= n / 2; i++)
+        table.entry[i] = spline_table[i * (FFT_MAX / n)].re;
     return table;
 }
 
-constexpr Table<float, 34> spline_factors_32 = make_spline_factors<32>();
-constexpr Table<float, 66> spline_factors_64 = make_spline_factors<64>();
-constexpr Table<float, 130> spline_factors_128 = make_spline_factors<128>();
+constexpr auto spline_factors_32 = make_spline_factors<32>();
+constexpr auto spline_factors_64 = make_spline_factors<64>();
+constexpr auto spline_factors_128 = make_spline_factors<128>();
 
-TALV_INLINE Complex multiply(Complex x, Complex y) noexcept
+/** A bin times an entry */
+void multiply(int k, Complex y, Spectrum *spec) noexcept
 {
-    return {rounded(subtract_exact(wide(x.re) * wide(y.re), wide(x.im), wide(y.im))),
-            rounded(add_exact(wide(x.re) * wide(y.im), wide(x.im), wide(y.re)))};
+    const Complex x = {spec->re[k], spec->im[k]};
+    spec->re[k] = rounded(subtract_exact(wide(x.re) * wide(y.re), wide(x.im), wide(y.im)));
+    spec->im[k] = rounded(add_exact(wide(x.re) * wide(y.im), wide(x.im), wide(y.re)));
 }
 
 } // namespace
 
-void spline_prefilter(int size, const Complex *table, int n, Complex *spec) noexcept
+void spline_prefilter(int size, const Complex *table, int n, Spectrum *spec) noexcept
 {
     if (table != spline_table || n < 32) {
         const int s = size / n;
         for (int i = 0; i <= n / 2; i++)
-            spec[i] = multiply(spec[i], table[i * s]);
+            multiply(i, table[i * s], spec);
         return;
     }
     /* All entries but one are real: the product is then that of two floats. */
     constexpr int COMPLEX_ENTRY = 63;
-    const Complex x = spec[n == FFT_MAX ? COMPLEX_ENTRY : 0];
-    const float *factors = n == 32 ? spline_factors_32 : n == 64 ? spline_factors_64 : spline_factors_128;
-    float *values = &spec[0].re;
-    spec[0] = {values[0] * factors[0], values[1] * factors[0]};
-    for (int i = 2; i < n + 2; i += LANES)
-        store4(values + i, load4(values + i) * load4(factors + i));
-    if (n == FFT_MAX)
-        spec[COMPLEX_ENTRY] = multiply(x, table[COMPLEX_ENTRY]);
+    const Complex x = {spec->re[COMPLEX_ENTRY], spec->im[COMPLEX_ENTRY]};
+    const float *factors = n == 32   ? spline_factors_32.entry
+                           : n == 64 ? spline_factors_64.entry
+                                     : spline_factors_128.entry;
+    spec->re[0] *= factors[0];
+    spec->im[0] *= factors[0];
+    for (int k = 1; k <= n / 2; k += LANES) {
+        const Float4 factor = load4(factors + k);
+        store4(spec->re + k, load4(spec->re + k) * factor);
+        store4(spec->im + k, load4(spec->im + k) * factor);
+    }
+    if (n == FFT_MAX) {
+        spec->re[COMPLEX_ENTRY] = x.re;
+        spec->im[COMPLEX_ENTRY] = x.im;
+        multiply(COMPLEX_ENTRY, table[COMPLEX_ENTRY], spec);
+    }
 }
 
 } // namespace talv::inline TALV_TARGET

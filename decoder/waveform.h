@@ -28,20 +28,20 @@ extern const Complex spline_table[FFT_MAX / 2 + 1]; /* inverse of the cubic B-sp
 void fft_size_for(int length, int cap, int32_t *out) noexcept;
 
 /** Divide the excitation by the envelope's polynomial and scale the whole to a level
- *  exc, lpc  I  [h+1]
+ *  exc, lpc  I        elements 0 .. h; what stands in the rest of the last group of four is read and not used
  *  scale I            n g 0.6 / p gives a cycle of RMS 0.6 g on the grid
- *  out   O  [h+1]     may be exc                                                                                 */
-void spectrum_shape(int h, const Complex *exc, const Complex *lpc, float scale, Complex *out) noexcept;
+ *  out   O            elements 0 .. h and what fills up the last group; may be exc                               */
+void spectrum_shape(int h, const Spectrum *exc, const Spectrum *lpc, float scale, Spectrum *out) noexcept;
 
 /** On a grid longer than the cycle: clear the bins above h, and for even p halve bin h
- *  spec  IO [max(h, n/2) + 1]                                                                                   */
-void spectrum_trim(int p, int n, Complex *spec) noexcept;
+ *  spec  IO           bins up to max(h, n/2)                                                                     */
+void spectrum_trim(int p, int n, Spectrum *spec) noexcept;
 
 /** Multiply bins 0 to n/2 by the table, read with the stride size/n
  *  size  I            always FFT_MAX
  *  table I  [size/2 + 1]
- *  spec  IO [n/2 + 1]                                                                                           */
-void spline_prefilter(int size, const Complex *table, int n, Complex *spec) noexcept;
+ *  spec  IO           bins up to n/2; with the codec's own table what fills up the last group of four is changed too */
+void spline_prefilter(int size, const Complex *table, int n, Spectrum *spec) noexcept;
 
 } // namespace talv::inline TALV_TARGET
 

@@ -209,33 +209,33 @@ void real_fft_wide(const float *samples, Complex *spectrum, int n) noexcept
 }
 
 /** real_ifft for 32, 64 and 128 points and the standard tables */
-void real_ifft_wide(const Complex *spectrum, float *samples, int n) noexcept
+void real_ifft_wide(const Spectrum &spectrum, float *samples, int n) noexcept
 {
     const int h = n / 2, q = n / 4;
-    const float *bins = &spectrum[0].re;
     const Factors factors = factors_of(h);
+    const float *re = spectrum.re, *im = spectrum.im;
     Planes work[2];
     Planes &z = work[0];
     /* Groups of four from k = 1 on. The lower ones are moved up by a place before they are stored, so that later stages
      * find them as they were stored; the last group's k = n/4 is its own mirror image and comes with the upper one. */
-    Float4 low_re = {0.0f, 0.0f, 0.0f, spectrum[0].re + spectrum[h].re};
-    Float4 low_im = {0.0f, 0.0f, 0.0f, spectrum[0].re - spectrum[h].re};
+    Float4 low_re = {0.0f, 0.0f, 0.0f, re[0] + re[h]};
+    Float4 low_im = {0.0f, 0.0f, 0.0f, re[0] - re[h]};
     for (int k = 1; k < q; k += LANES) {
-        const float *mirror = bins + 2 * (h - k - 3);
-        const Float4 x01 = load4(bins + 2 * k), x23 = load4(bins + 2 * k + 4);
-        const Float4 y32 = load_pairs(mirror, mirror + 2), y10 = load_pairs(mirror + 4, mirror + 6);
-        const Wide4 xr = widened(even_lanes(x01, x23)), xi = widened(odd_lanes(x01, x23));
-        const Wide4 yr = widened(reversed(even_lanes(y32, y10))), yi = widened(reversed(odd_lanes(y32, y10)));
+        const int mirror = h - k - 3;
+        const Wide4 xr = load_wide(re + k), xi = load_wide(im + k);
+        const Wide4 yr = load_wide_reversed(re + mirror), yi = load_wide_reversed(im + mirror);
         const Wide4 wr = load(factors.merge_re + k - 1), wi = load(factors.merge_im + k - 1);
-        const Wide4 F = (xi + yi) * wr - (xr - yr) * wi;
-        const Wide4 G = (xr - yr) * wr + (xi + yi) * wi;
-        const Float4 next_re = narrowed((xr + yr) - F), next_im = narrowed(G + (xi - yi));
+        const Wide4 sum = xr + yr, difference = xr - yr;
+        const Wide4 sum_im = xi + yi, difference_im = xi - yi;
+        const Wide4 F = sum_im * wr - difference * wi;
+        const Wide4 G = difference * wr + sum_im * wi;
+        const Float4 next_re = narrowed(sum - F), next_im = narrowed(G + difference_im);
         store4(z.re + k - 1, last_and_three(low_re, next_re));
         store4(z.im + k - 1, last_and_three(low_im, next_im));
         low_re = next_re;
         low_im = next_im;
-        store4(z.re + h - k - 3, reversed(narrowed((xr + yr) + F)));
-        store4(z.im + h - k - 3, reversed(narrowed(G - (xi - yi))));
+        store_rounded_reversed(z.re + mirror, sum + F);
+        store_rounded_reversed(z.im + mirror, G - difference_im);
     }
 
     const Planes *stages = early_stages<Direction::INVERSE>(work, h);
@@ -287,11 +287,11 @@ void real_fft(const float *samples, Complex *spectrum, int n, int size_max, cons
     }
 }
 
-void real_ifft(const Complex *spectrum, float *samples, int n, int size_max, const int32_t *bitrev,
+void real_ifft(const Spectrum *spectrum, float *samples, int n, int size_max, const int32_t *bitrev,
                const Complex *twiddle) noexcept
 {
     if (n >= WIDE_MIN && size_max == FFT_MAX && bitrev == fft_bitrev.entry && twiddle == fft_twiddle.entry) {
-        real_ifft_wide(spectrum, samples, n);
+        real_ifft_wide(*spectrum, samples, n);
         return;
     }
     const int h = n / 2;
@@ -300,14 +300,15 @@ void real_ifft(const Complex *spectrum, float *samples, int n, int size_max, con
     const float r = 1.0f / static_cast<float>(n);
 
     /* Merge the bins into twice the packed transform, each value straight to its bit-reversed place. */
-    samples[0] = spectrum[0].re + spectrum[h].re;
-    samples[1] = spectrum[0].re - spectrum[h].re;
+    const float *re = spectrum->re, *im = spectrum->im;
+    samples[0] = re[0] + re[h];
+    samples[1] = re[0] - re[h];
     const int middle = bitrev[q * S];
-    samples[middle] = 2.0f * spectrum[q].re;
-    samples[middle + 1] = -2.0f * spectrum[q].im;
+    samples[middle] = 2.0f * re[q];
+    samples[middle + 1] = -2.0f * im[q];
     for (int k = 1; k < q; k++) {
-        const wide_t xr = wide(spectrum[k].re), xi = wide(spectrum[k].im);
-        const wide_t yr = wide(spectrum[h - k].re), yi = wide(spectrum[h - k].im);
+        const wide_t xr = wide(re[k]), xi = wide(im[k]);
+        const wide_t yr = wide(re[h - k]), yi = wide(im[h - k]);
         const wide_t wr = wide(twiddle[k * S].re), wi = wide(twiddle[k * S].im);
         const wide_t F = (xi + yi) * wr - (xr - yr) * wi;
         const wide_t G = (xr - yr) * wr + (xi + yi) * wi;

@@ -23,6 +23,14 @@ struct Complex {
     float re, im;
 };
 
+inline constexpr int SPECTRUM_ROOM =
+    LAG_MAX_FRAME / 2 + 4; /* bins up to the highest harmonic, in whole groups of four */
+
+/** A spectrum to be turned into a cycle: bin or harmonic k is element k */
+struct Spectrum {
+    float re[SPECTRUM_ROOM], im[SPECTRUM_ROOM];
+};
+
 extern const Table<int32_t, FFT_MAX> fft_bitrev;  /* k with its 7 bits reversed; only entries below 64 are read */
 extern const Table<Complex, FFT_MAX> fft_twiddle; /* e^(-2 pi j t / 128), to six decimals; entries below 64 are read */
 
@@ -36,9 +44,9 @@ void real_fft(const float *samples, Complex *spectrum, int n, int size_max, cons
               const Complex *twiddle) noexcept;
 
 /** Real sequence of a spectrum: the inverse of real_fft, with the factor 1/n
- *  spectrum  I  [n/2 + 1]    imaginary parts of bins 0 and n/2 are not read; left as it was
- *  samples   O  [n]          must not overlap spectrum                                                             */
-void real_ifft(const Complex *spectrum, float *samples, int n, int size_max, const int32_t *bitrev,
+ *  spectrum  I               bins 0 .. n/2; imaginary parts of bins 0 and n/2 are not read
+ *  samples   O  [n]                                                                                                */
+void real_ifft(const Spectrum *spectrum, float *samples, int n, int size_max, const int32_t *bitrev,
                const Complex *twiddle) noexcept;
 
 } // namespace talv::inline TALV_TARGET

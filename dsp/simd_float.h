@@ -105,6 +105,10 @@ TALV_INLINE Pair64 low_lanes(Pair64 x, Pair64 y) noexcept
 {
     return __builtin_shufflevector(x, y, 0, 2);
 }
+TALV_INLINE Pair64 high_lanes(Pair64 x, Pair64 y) noexcept
+{
+    return __builtin_shufflevector(x, y, 1, 3);
+}
 /* The second of x and the first of y */
 TALV_INLINE Pair64 staggered(Pair64 x, Pair64 y) noexcept
 {
@@ -384,16 +388,50 @@ TALV_INLINE FloatLanes multiply_subtract(FloatLanes x, FloatLanes y, FloatLanes 
 #endif
 }
 
-/** The same for two floats, in the low lanes */
-TALV_INLINE Float4 multiply_subtract_two(Float4 x, Float4 y, Float4 z) noexcept
+TALV_INLINE FloatLanes doubled(FloatLanes x) noexcept
 {
-#ifdef TALV_SIMD_AVX2
-    return _mm_fmsub_ps(x, y, z);
-#else
-    const Pair64 v = low_half(widened(x)) * low_half(widened(y)) - low_half(widened(z));
-    return narrowed(halves(v, Pair64{}));
-#endif
+    return {x.v + x.v};
 }
+
+/** Two floats in the same form */
+#ifdef TALV_SIMD_AVX2
+using FloatPair = Float4; /* in the low lanes */
+TALV_INLINE FloatPair float_pair(float a, float b) noexcept
+{
+    return Float4{a, b};
+}
+TALV_INLINE FloatPair multiply_subtract(FloatPair x, FloatPair y, FloatPair z) noexcept
+{
+    return _mm_fmsub_ps(x, y, z);
+}
+/* The first of each pair, and the second of each */
+TALV_INLINE FloatLanes first_of(FloatPair p0, FloatPair p1, FloatPair p2, FloatPair p3) noexcept
+{
+    return {low_halves(interleave_low(p0, p1), interleave_low(p2, p3))};
+}
+TALV_INLINE FloatLanes second_of(FloatPair p0, FloatPair p1, FloatPair p2, FloatPair p3) noexcept
+{
+    return {high_halves(interleave_low(p0, p1), interleave_low(p2, p3))};
+}
+#else
+using FloatPair = Pair64;
+TALV_INLINE FloatPair float_pair(float a, float b) noexcept
+{
+    return Pair64{wide(a), wide(b)};
+}
+TALV_INLINE FloatPair multiply_subtract(FloatPair x, FloatPair y, FloatPair z) noexcept
+{
+    return rounded_wide(x * y - z);
+}
+TALV_INLINE FloatLanes first_of(FloatPair p0, FloatPair p1, FloatPair p2, FloatPair p3) noexcept
+{
+    return {{low_lanes(p0, p1), low_lanes(p2, p3)}};
+}
+TALV_INLINE FloatLanes second_of(FloatPair p0, FloatPair p1, FloatPair p2, FloatPair p3) noexcept
+{
+    return {{high_lanes(p0, p1), high_lanes(p2, p3)}};
+}
+#endif
 
 /** Bit i tells whether lanes i are equal */
 TALV_INLINE int equal_lanes(Float4 x, Float4 y) noexcept

@@ -449,11 +449,28 @@ TALV_LANES FloatLanes multiply_subtract(const FloatLanes &x, const FloatLanes &y
 {
     return {rounded_wide(exact_minus(x.v, y.v, z.v))};
 }
-/** The same for two floats, in the low lanes */
-TALV_LANES Float4 multiply_subtract_two(Float4 x, Float4 y, Float4 z) noexcept
+TALV_LANES FloatLanes doubled(const FloatLanes &x) noexcept
 {
-    return {{rounded(add_exact(-wide(z.v[0]), wide(x.v[0]), wide(y.v[0]))),
-             rounded(add_exact(-wide(z.v[1]), wide(x.v[1]), wide(y.v[1]))), 0.0f, 0.0f}};
+    return {x.v + x.v};
+}
+
+/** Two floats in the same form */
+using FloatPair = Pair64;
+TALV_LANES FloatPair float_pair(float a, float b) noexcept
+{
+    return {{wide(a), wide(b)}};
+}
+TALV_LANES FloatPair multiply_subtract(FloatPair x, FloatPair y, FloatPair z) noexcept
+{
+    return {{wide(rounded(add_exact(-z.v[0], x.v[0], y.v[0]))), wide(rounded(add_exact(-z.v[1], x.v[1], y.v[1])))}};
+}
+TALV_LANES FloatLanes first_of(FloatPair p0, FloatPair p1, FloatPair p2, FloatPair p3) noexcept
+{
+    return {{{p0.v[0], p1.v[0], p2.v[0], p3.v[0]}}};
+}
+TALV_LANES FloatLanes second_of(FloatPair p0, FloatPair p1, FloatPair p2, FloatPair p3) noexcept
+{
+    return {{{p0.v[1], p1.v[1], p2.v[1], p3.v[1]}}};
 }
 
 } // namespace talv::inline TALV_TARGET

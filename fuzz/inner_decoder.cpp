@@ -14,44 +14,57 @@ namespace talv::inline TALV_TARGET
 namespace
 {
 
-Room<Complex> complex_signal(fuzz::Input &in, int n, float top)
+/** Elements 0 .. h and what fills up the last group of four */
+Room<Spectrum> spectrum_signal(fuzz::Input &in, int h, float top)
 {
-    Room<float> x = signal(in, 2 * n, 0, top);
-    Room<Complex> z(n);
-    for (int i = 0; i < n; i++)
-        z[i] = {x[2 * i], x[2 * i + 1]};
+    Room<float> x = signal(in, 2 * (h + 4), 0, top);
+    Room<Spectrum> z(1);
+    for (int k = 0; k < h + 4; k++) {
+        z[0].re[k] = x[2 * k];
+        z[0].im[k] = x[2 * k + 1];
+    }
     return z;
+}
+
+void add_bins(const Spectrum &spectrum, int bins, Digest &digest)
+{
+    digest.add(spectrum.re, bins);
+    digest.add(spectrum.im, bins);
 }
 
 void excitation(fuzz::Input &in, Digest &digest)
 {
     const int h = in.integer(LAG_MIN / 2, LAG_MAX_FRAME / 2);
     const float rs = static_cast<float>(in.byte()) / 255.0f;
-    Room<float> noise(MAX_HARMONICS + 1), amp(MAX_HARMONICS + 1), as = values(in, AS_DIM, 0.0f, 3.2f);
+    Room<float> noise(MAX_HARMONICS + 4), amp(MAX_HARMONICS + 4), as = values(in, AS_DIM, 0.0f, 3.2f);
     noise_profile(h, MAX_HARMONICS, rs, noise);
     amp_profile(AS_DIM, as, h, MAX_HARMONICS, amp);
     for (int k = 0; k <= MAX_HARMONICS; k++)
         FUZZ_CHECK(noise[k] >= 0.0f && noise[k] <= 1.001f && (k > 0 && k <= h ? true : noise[k] == 0.0f));
     uint32_t seed = in.word() % 4386; /* every state that is reached, and the one at the start */
-    Room<Complex> out(h + 1);
+    Room<Spectrum> out(1);
     mix_excitation(&seed, h, amp, noise, out);
     FUZZ_CHECK(seed < 4096);
-    digest.add(noise.all(), noise.n);
-    digest.add(out.all(), out.n);
+    digest.add(noise.all(), h + 1);
+    add_bins(out[0], h + 1, digest);
     digest.add(seed);
 }
 
 void envelopes(fuzz::Input &in, Digest &digest)
 {
-    const int p = in.integer(LAG_MIN, LAG_MAX_FRAME);
-    Room<float> poly = signal(in, POLY_TERMS, 0, 300.0f), other = signal(in, POLY_TERMS, 0, 300.0f);
-    poly_mul2(POLY_TERMS - 2, poly, 0.32f, 0.04f);
-    Room<Complex> one(p / 2 + 1), first(p / 2 + 1), second(p / 2 + 1);
-    lpc_spectrum(poly, POLY_TERMS, p, one);
-    lpc_spectrum_two(poly, other, POLY_TERMS, p, first, second);
-    FUZZ_CHECK(std::memcmp(one.all(), first.all(), static_cast<size_t>(one.n) * sizeof(Complex)) == 0);
-    digest.add(first.all(), first.n);
-    digest.add(second.all(), second.n);
+    const int p = in.integer(LAG_MIN, LAG_MAX_FRAME), count = in.integer(1, SPECTRA_MAX);
+    Room<float> terms = signal(in, SPECTRA_MAX * POLY_TERMS, 0, 300.0f);
+    poly_mul2(POLY_TERMS - 2, terms, 0.32f, 0.04f);
+    float poly[SPECTRA_MAX][POLY_TERMS];
+    for (int i = 0; i < SPECTRA_MAX * POLY_TERMS; i++)
+        poly[i / POLY_TERMS][i % POLY_TERMS] = terms[i];
+    Room<Spectrum> one(1), several(count);
+    lpc_spectrum(poly[0], POLY_TERMS, p, one);
+    lpc_spectra(poly, count, p, several);
+    const size_t bytes = static_cast<size_t>(p / 2 + 1) * sizeof(float);
+    FUZZ_CHECK(std::memcmp(one[0].re, several[0].re, bytes) == 0 && std::memcmp(one[0].im, several[0].im, bytes) == 0);
+    for (int i = 0; i < count; i++)
+        add_bins(several[i], p / 2 + 1, digest);
 }
 
 void cycle_spectrum(fuzz::Input &in, Digest &digest)
@@ -60,15 +73,13 @@ void cycle_spectrum(fuzz::Input &in, Digest &digest)
     int32_t n = 0;
     fft_size_for(p, FFT_MAX, &n);
     FUZZ_CHECK(n == 32 || n == 64 || n == 128);
-    Room<Complex> exc = complex_signal(in, h + 1, 4.0f), lpc = complex_signal(in, h + 1, 1e4f);
-    const int bins = std::max(h, n / 2) + 1;
-    Room<Complex> spec(bins);
+    Room<Spectrum> exc = spectrum_signal(in, h, 4.0f), lpc = spectrum_signal(in, h, 1e4f), spec(1);
     spectrum_shape(h, exc, lpc, static_cast<float>(in.half_word()), spec);
     spectrum_trim(p, n, spec);
     spline_prefilter(FFT_MAX, spline_table, n, spec);
-    digest.add(spec.all(), n / 2 + 1);
+    add_bins(spec[0], n / 2 + 1, digest);
     for (int k = 0; k <= n / 2; k++)
-        FUZZ_CHECK(std::isfinite(spec[k].re) && std::isfinite(spec[k].im));
+        FUZZ_CHECK(std::isfinite(spec[0].re[k]) && std::isfinite(spec[0].im[k]));
 }
 
 /** Cycles as the decoder keeps them, with room up to FFT_MAX + 1 whatever the grid. The position has gone past the end
@@ -158,8 +169,8 @@ void parameter_tracks(fuzz::Input &in, Digest &digest)
     Room<float> rs = values(in, 4, 0.0f, 1.0f), rs_track(K);
     rs_expand(2, rs + 2);
     rs_interp(2, rs + 1, K, rs_track);
-    Room<float> prev = values(in, AS_DIM, 0.0f, 3.2f), cur = values(in, AS_DIM, 0.0f, 3.2f), as(K * AS_DIM);
-    as_interp(AS_DIM, prev, cur, K, as);
+    Room<float> prev = values(in, AS_DIM, 0.0f, 3.2f), cur = values(in, AS_DIM, 0.0f, 3.2f), as(AS_DIM);
+    as_step(AS_DIM, prev, cur, K, as);
     Room<float> gains = values(in, QUARTERS + 1, -20.0f, 105.0f), gain_track(K);
     gains[0] *= gains[0]; /* squared when it was the last of its frame */
     gain_interp(QUARTERS, gains + 1, K, GAIN_ONSET, gain_track);

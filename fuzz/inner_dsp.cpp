@@ -22,7 +22,12 @@ void transforms(fuzz::Input &in, Digest &digest)
     Room<float> x = signal(in, n, 0, LOUD), y(n);
     Room<Complex> spectrum(n / 2 + 1);
     real_fft(x, spectrum, n, FFT_MAX, fft_bitrev.entry, fft_twiddle.entry);
-    real_ifft(spectrum, y, n, FFT_MAX, fft_bitrev.entry, fft_twiddle.entry);
+    Room<Spectrum> planes(1);
+    for (int k = 0; k <= n / 2; k++) {
+        planes[0].re[k] = spectrum[k].re;
+        planes[0].im[k] = spectrum[k].im;
+    }
+    real_ifft(planes, y, n, FFT_MAX, fft_bitrev.entry, fft_twiddle.entry);
     digest.add(spectrum.all(), n / 2 + 1);
     digest.add(y.all(), n);
     float peak = 0.0f, worst = 0.0f;

@@ -105,7 +105,11 @@ struct Expected {
         const float hist[4] = {before.rs_hist[0], before.rs_hist[1], rs_pair[0], rs_pair[1]};
         rs_interp(RS_DIM, hist + 1, K, rs);
         std::copy_n(as_codebook + AS_DIM * params.as_index, AS_DIM, as_vec);
-        as_interp(AS_DIM, before.as_prev, as_vec, K, as[0]);
+        float step[AS_DIM];
+        as_step(AS_DIM, before.as_prev, as_vec, K, step);
+        for (int32_t k = 0; k < K; k++)
+            for (int d = 0; d < AS_DIM; d++)
+                as[k][d] = (k == 0 ? before.as_prev[d] : as[k - 1][d]) + step[d];
         gain[0] = before.gain_hist[0];
         msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, gain + 1, params.gain_index);
         track[0] = before.gain_track[0];
@@ -198,7 +202,7 @@ struct PlainDecoder {
     std::vector<double> build(const float *lpc, int p, float rs, const float *as, double gain)
     {
         const int h = p / 2, n = grid_of(p);
-        std::vector<float> noise(MAX_HARMONICS + 1);
+        std::vector<float> noise(MAX_HARMONICS + 4);
         noise_profile(h, MAX_HARMONICS, rs, noise.data());
         std::vector<Wide> Y(static_cast<size_t>(h) + 1, 0.0);
         double energy = 0.0;

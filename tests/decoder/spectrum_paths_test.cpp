@@ -13,11 +13,11 @@
 #ifdef TALV_WITH_AVX2
 namespace talv::avx2
 {
-struct Complex {
-    float re, im;
+struct Spectrum {
+    float re[SPECTRUM_ROOM], im[SPECTRUM_ROOM];
 };
-void lpc_spectrum(const float *poly, int terms, int p, Complex *out) noexcept;
-void lpc_spectrum_two(const float *poly0, const float *poly1, int terms, int p, Complex *out0, Complex *out1) noexcept;
+void lpc_spectrum(const float *poly, int terms, int p, Spectrum *out) noexcept;
+void lpc_spectra(const float (*poly)[POLY_TERMS], int count, int p, Spectrum *out) noexcept;
 } // namespace talv::avx2
 #endif
 
@@ -28,8 +28,10 @@ using talv::LAG_MAX_FRAME;
 using talv::LAG_MIN;
 using talv::POLY_TERMS;
 using talv::rounded;
+using talv::SPECTRA_MAX;
 using talv::wide;
 
+using talv::Complex;
 using Poly = std::array<float, POLY_TERMS>;
 
 /** v(m+1) = 2 cos(step) v(m) - v(m-1), rounded to float */
@@ -39,7 +41,6 @@ float next_value(float two_cos, float v, float before)
 }
 
 /** One bin from the cosine and sine of its angle */
-template <typename Complex>
 Complex plain_bin(const Poly &poly, float c, float s)
 {
     const float two_cos = c + c;
@@ -55,7 +56,6 @@ Complex plain_bin(const Poly &poly, float c, float s)
     return {rounded(re), rounded(im)};
 }
 
-template <typename Complex>
 std::vector<Complex> plain_spectrum(const Poly &poly, int p)
 {
     const float theta = rounded(wide(6.283185307) / wide(p));
@@ -67,7 +67,7 @@ std::vector<Complex> plain_spectrum(const Poly &poly, int p)
         sum += wide(v);
     std::vector<Complex> out = {{rounded(sum), 0.0f}};
     for (int k = 1; k <= p / 2; k++) {
-        out.push_back(plain_bin<Complex>(poly, c, s));
+        out.push_back(plain_bin(poly, c, s));
         const float c_next = next_value(two_cos, c, c_before), s_next = next_value(two_cos, s, s_before);
         c_before = c, s_before = s;
         c = c_next, s = s_next;
@@ -75,46 +75,48 @@ std::vector<Complex> plain_spectrum(const Poly &poly, int p)
     return out;
 }
 
-template <typename Complex>
-::testing::AssertionResult same(const std::vector<Complex> &got, const std::vector<Complex> &want)
+template <typename Spectrum>
+::testing::AssertionResult same(const Spectrum &got, const std::vector<Complex> &want)
 {
     for (size_t k = 0; k < want.size(); k++)
-        if (std::bit_cast<uint32_t>(got[k].re) != std::bit_cast<uint32_t>(want[k].re) ||
-            std::bit_cast<uint32_t>(got[k].im) != std::bit_cast<uint32_t>(want[k].im))
-            return ::testing::AssertionFailure() << "bin " << k << ": (" << got[k].re << ", " << got[k].im
+        if (std::bit_cast<uint32_t>(got.re[k]) != std::bit_cast<uint32_t>(want[k].re) ||
+            std::bit_cast<uint32_t>(got.im[k]) != std::bit_cast<uint32_t>(want[k].im))
+            return ::testing::AssertionFailure() << "bin " << k << ": (" << got.re[k] << ", " << got.im[k]
                                                  << "), wanted (" << want[k].re << ", " << want[k].im << ")";
     return ::testing::AssertionSuccess();
 }
 
-/** Every lag, with coefficients of every size that an envelope has */
-template <typename Complex, typename One, typename Two>
-void check_all_lags(One one, Two two)
+/** Every lag and every number of polynomials, with coefficients of every size that an envelope has */
+template <typename Spectrum, typename One, typename Several>
+void check_all_lags(One one, Several several)
 {
     const uint64_t seed = 131;
     SCOPED_TRACE(talv::test::seed_note(seed));
     talv::test::Random random(seed);
     for (int p = LAG_MIN; p <= LAG_MAX_FRAME; p++) {
         for (const double size : {0.01, 1.0, 40.0}) {
-            Poly a = {1.0f}, b = {1.0f};
-            for (size_t j = 1; j < a.size(); j++) {
-                a[j] = static_cast<float>(random.uniform(-size, size));
-                b[j] = static_cast<float>(random.uniform(-size, size));
+            float poly[SPECTRA_MAX][POLY_TERMS];
+            std::vector<Complex> want[SPECTRA_MAX];
+            for (int i = 0; i < SPECTRA_MAX; i++) {
+                for (float &a : poly[i])
+                    a = static_cast<float>(random.uniform(-size, size));
+                want[i] = plain_spectrum(std::to_array(poly[i]), p);
             }
-            const auto bins = static_cast<size_t>(p / 2 + 1);
-            std::vector<Complex> alone(bins), first(bins), second(bins);
-            one(a.data(), POLY_TERMS, p, alone.data());
-            two(a.data(), b.data(), POLY_TERMS, p, first.data(), second.data());
-            const auto want = plain_spectrum<Complex>(a, p);
-            ASSERT_TRUE(same(alone, want)) << "lag " << p << ", alone";
-            ASSERT_TRUE(same(first, want)) << "lag " << p << ", first of two";
-            ASSERT_TRUE(same(second, plain_spectrum<Complex>(b, p))) << "lag " << p << ", second of two";
+            Spectrum out[SPECTRA_MAX];
+            one(poly[0], POLY_TERMS, p, out);
+            ASSERT_TRUE(same(out[0], want[0])) << "lag " << p << ", alone";
+            for (int count = 1; count <= SPECTRA_MAX; count++) {
+                several(poly, count, p, out);
+                for (int i = 0; i < count; i++)
+                    ASSERT_TRUE(same(out[i], want[i])) << "lag " << p << ", " << i << " of " << count;
+            }
         }
     }
 }
 
 TEST(LpcSpectrum, EveryMachinesCopyIsTheRecurrence)
 {
-    check_all_lags<talv::baseline::Complex>(talv::baseline::lpc_spectrum, talv::baseline::lpc_spectrum_two);
+    check_all_lags<talv::baseline::Spectrum>(talv::baseline::lpc_spectrum, talv::baseline::lpc_spectra);
 }
 
 #ifdef TALV_WITH_AVX2
@@ -122,7 +124,7 @@ TEST(LpcSpectrum, FusedStepsAreTheRecurrence)
 {
     if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma"))
         GTEST_SKIP() << "this processor has no AVX2";
-    check_all_lags<talv::avx2::Complex>(talv::avx2::lpc_spectrum, talv::avx2::lpc_spectrum_two);
+    check_all_lags<talv::avx2::Spectrum>(talv::avx2::lpc_spectrum, talv::avx2::lpc_spectra);
 }
 #endif
 

@@ -189,42 +189,27 @@ TEST(RsInterp, FifthElementHasNoWeight)
     }
 }
 
-TEST(AsInterp, StraightLines)
+TEST(AsStep, StraightLines)
 {
     const uint64_t seed = 10;
     SCOPED_TRACE(test::seed_note(seed));
     test::Random random(seed);
     for (int K = K_MIN; K <= K_MAX; K++) {
-        float prev[AS_DIM], cur[AS_DIM], out[(K_MAX + 1) * AS_DIM];
+        float prev[AS_DIM], cur[AS_DIM], step[AS_DIM + 1];
         for (int d = 0; d < AS_DIM; d++) {
             prev[d] = static_cast<float>(random.uniform(0.0, 3.0));
             cur[d] = static_cast<float>(random.uniform(0.0, 3.0));
         }
         cur[4] = prev[4];
-        std::fill(out, out + (K_MAX + 1) * AS_DIM, -7.0f);
-        as_interp(AS_DIM, prev, cur, K, out);
-        for (int m = 0; m < K; m++) {
-            double want[AS_DIM];
-            for (int d = 0; d < AS_DIM; d++) {
-                const double from = static_cast<double>(prev[d]);
-                want[d] = from + (static_cast<double>(cur[d]) - from) * (m + 1) / K;
-            }
-            EXPECT_TRUE(test::all_near(out + m * AS_DIM, want, AS_DIM, 2e-6)) << "K " << K << ", row " << m;
-            EXPECT_EQ(out[m * AS_DIM + 4], prev[4]) << "an element that does not change";
-        }
-        EXPECT_EQ(out[K * AS_DIM], -7.0f) << "wrote past the end";
+        step[AS_DIM] = -7.0f;
+        as_step(AS_DIM, prev, cur, K, step);
+        for (int d = 0; d < AS_DIM; d++)
+            EXPECT_NEAR(static_cast<double>(step[d]), (static_cast<double>(cur[d]) - static_cast<double>(prev[d])) / K,
+                        2e-7)
+                << "K " << K << ", element " << d;
+        EXPECT_EQ(step[4], 0.0f) << "an element that does not change";
+        EXPECT_EQ(step[AS_DIM], -7.0f) << "wrote past the end";
     }
-}
-
-/** The running value is rounded to float at every step: with 1 as the start and an end two float steps above it, a
- *  quarter of the way is half a float step, which the rounding (ties to even) takes back every time */
-TEST(AsInterp, RunningSumIsRounded)
-{
-    const float prev = 1.0f, cur = 1.0f + 0x1p-22f;
-    float out[4];
-    as_interp(1, &prev, &cur, 4, out);
-    for (int m = 0; m < 4; m++)
-        EXPECT_EQ(out[m], 1.0f) << "m " << m;
 }
 
 /** Gains for gain_interp: g[-1] is given squared, the others as they come from the codebook */

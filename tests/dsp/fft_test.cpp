@@ -33,7 +33,12 @@ std::vector<float> inverse(const std::vector<Complex> &spectrum)
 {
     const size_t n = 2 * (spectrum.size() - 1);
     std::vector<float> x(n + 1, UNTOUCHED);
-    real_ifft(spectrum.data(), x.data(), static_cast<int>(n), FFT_MAX, fft_bitrev, fft_twiddle);
+    Spectrum planes;
+    for (size_t k = 0; k < spectrum.size(); k++) {
+        planes.re[k] = spectrum[k].re;
+        planes.im[k] = spectrum[k].im;
+    }
+    real_ifft(&planes, x.data(), static_cast<int>(n), FFT_MAX, fft_bitrev, fft_twiddle);
     EXPECT_EQ(x.back(), UNTOUCHED) << "wrote behind the last sample";
     x.pop_back();
     return x;
