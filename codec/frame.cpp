@@ -22,24 +22,6 @@ constexpr int lsf_bits_total() noexcept
 }
 static_assert(PITCH_BITS + lsf_bits_total() + 2 * GAIN_BITS + RS_BITS + AS_BITS == FRAME_BITS);
 
-} // namespace
-
-void put_bits(int32_t value, int width, int16_t *bits, int32_t *position) noexcept
-{
-    for (int32_t mask = 1 << (width - 1); mask > 0; mask >>= 1)
-        bits[(*position)++] = (value & mask) != 0 ? 1 : 0;
-}
-
-void get_bits(int32_t *value, int width, const int16_t *bits, int32_t *position) noexcept
-{
-    *value = 0;
-    for (int shift = width - 1; shift >= 0; shift--)
-        *value |= bits[(*position)++] << shift;
-}
-
-namespace
-{
-
 /** The frame as one number of 64 bits, bit 0 of the frame on top, so that a field is moved by two shifts */
 struct FrameWord {
     uint64_t bits;

@@ -25,15 +25,6 @@ struct FrameParams {
     int32_t as_index;             /* 0..127: row of as_codebook                              */
 };
 
-/** Append the low `width` bits of a value to a bit array, most significant bit first
- *  bits      IO [FRAME_BITS]   one bit an element
- *  position  IO                elements used so far                                         */
-void put_bits(int32_t value, int width, int16_t *bits, int32_t *position) noexcept;
-
-/** Read `width` bits from a bit array
- *  value     O                 0..2^width-1                                                 */
-void get_bits(int32_t *value, int width, const int16_t *bits, int32_t *position) noexcept;
-
 /** Indices to bytes; the last four bits are written as 0
  *  frame     O  [FRAME_BYTES]                                                               */
 void frame_pack(const FrameParams *params, uint8_t *frame) noexcept;

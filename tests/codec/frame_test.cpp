@@ -45,31 +45,6 @@ FrameParams unpacked(const Frame &frame)
     return params;
 }
 
-TEST(BitArray, KnownSequence)
-{
-    int16_t bits[FRAME_BITS] = {};
-    int32_t position = 0;
-    put_bits(5, 3, bits, &position);    /* 101     */
-    put_bits(0, 2, bits, &position);    /* 00      */
-    put_bits(127, 7, bits, &position);  /* 1111111 */
-    put_bits(-2, 4, bits, &position);   /* 1110: bits above the width are dropped */
-    put_bits(0x35, 2, bits, &position); /* 01 */
-    EXPECT_EQ(position, 18);
-    const int16_t want[18] = {1, 0, 1, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 1};
-    for (int i = 0; i < 18; i++)
-        EXPECT_EQ(bits[i], want[i]) << "bit " << i;
-
-    position = 0;
-    const int widths[5] = {3, 2, 7, 4, 2};
-    const int32_t values[5] = {5, 0, 127, 14, 1};
-    for (int i = 0; i < 5; i++) {
-        int32_t value = -1;
-        get_bits(&value, widths[i], bits, &position);
-        EXPECT_EQ(value, values[i]) << "field " << i;
-    }
-    EXPECT_EQ(position, 18);
-}
-
 TEST(Frame, KnownBytes)
 {
     FrameParams params = {};
