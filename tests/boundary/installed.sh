@@ -5,18 +5,10 @@
 #   installed.sh CMAKE BUILD_DIR CONFIG GENERATOR C_COMPILER VERSION LIBDIR
 set -euo pipefail
 cmake=$1 build=$2 config=$3 generator=$4 cc=$5 version=$6 libdir=$7
-foreign=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/foreign
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+foreign=$here/foreign
 
-dir=$(mktemp -d)
-trap 'rm -rf "$dir"' EXIT
-
-fail() {
-    echo "failed: $*"
-    exit 1
-}
-quietly() {
-    "$@" >"$dir/log" 2>&1 || { cat "$dir/log"; fail "$*"; }
-}
+. "$here/common.sh"
 
 quietly "$cmake" --install "$build" --config "$config" --prefix "$dir/first place"
 mv "$dir/first place" "$dir/prefix"

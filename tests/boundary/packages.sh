@@ -13,16 +13,7 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 for program in dpkg dpkg-deb dpkg-shlibdeps fakeroot; do
     command -v "$program" >/dev/null || { echo "no $program here: not tried"; exit 77; }
 done
-dir=$(mktemp -d)
-trap 'rm -rf "$dir"' EXIT
-
-fail() {
-    echo "failed: $*"
-    exit 1
-}
-quietly() {
-    "$@" >"$dir/log" 2>&1 || { cat "$dir/log"; fail "$*"; }
-}
+. "$here/common.sh"
 
 quietly "$cpack" --config "$build/CPackConfig.cmake" -C "$config" -B "$dir/out"
 cd "$dir/out"

@@ -109,20 +109,6 @@ TEST(AsCodebook, PulsesAndCosinesAtEveryLag)
     }
 }
 
-TEST(AsCodebook, EncoderAndDecoderUseTheSameFloats)
-{
-    for (int32_t r = 0; r < AS_ROWS; r++) {
-        float searched[AS_DIM], fetched[AS_DIM];
-        int32_t index = -1;
-        std::copy_n(row(r), AS_DIM, searched);
-        vq_search(AS_DIM, AS_DIM, searched, AS_ROWS, as_codebook, &index);
-        ASSERT_EQ(index, r);
-        ASSERT_EQ(ivsvq2(AS_DIM, AS_DIM, fetched, AS_ROWS, as_codebook, index), 0);
-        EXPECT_TRUE(test::same_bits(searched, fetched, AS_DIM)) << "row " << r;
-        EXPECT_TRUE(test::same_bits(row(r), fetched, AS_DIM)) << "row " << r;
-    }
-}
-
 /* In random order a wrong bit leads to any other row; in this one, to a row little more than half as far away. */
 TEST(AsCodebook, RowsThatDifferInOneBitAreAlike)
 {

@@ -33,24 +33,10 @@ const float *gain_row(int stage, int row)
     return gain_codebook + (stage * GAIN_STAGE_ROWS + row) * QUARTERS;
 }
 
-TEST(Codebooks, PeriodicityPairsLieBetween0And1AndAreUnchanged)
+/* Both ends of a link need the same tables. */
+TEST(Codebooks, AreUnchanged)
 {
-    for (float v : rs_codebook) {
-        EXPECT_GT(v, 0.0f);
-        EXPECT_LT(v, 1.0f);
-    }
     EXPECT_EQ(test::table_checksum(rs_codebook, RS_ROWS * RS_DIM), 0x3BB3F565u);
-}
-
-TEST(Codebooks, GainRowsKeepTheirBoundsAndAreUnchanged)
-{
-    const float *first = gain_row(0, 0), *second = gain_row(1, 0), *end = gain_row(2, 0);
-    EXPECT_FLOAT_EQ(*std::min_element(first, second), 0.714667f);
-    EXPECT_FLOAT_EQ(*std::max_element(first, second), 87.68378f);
-    EXPECT_FLOAT_EQ(*std::min_element(second, end), -14.43106f);
-    EXPECT_FLOAT_EQ(*std::max_element(second, end), 13.49378f);
-    EXPECT_EQ(gain_stage_sizes[0], GAIN_STAGE_ROWS);
-    EXPECT_EQ(gain_stage_sizes[1], GAIN_STAGE_ROWS);
     EXPECT_EQ(test::table_checksum(gain_codebook, GAIN_STAGES * GAIN_STAGE_ROWS * QUARTERS), 0x9011B679u);
 }
 

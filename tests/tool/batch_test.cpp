@@ -106,10 +106,7 @@ TEST(Batch, ResumeDoesAgainWhatWasKeptInPart)
 TEST(Batch, AnInterruptedBatchLeavesNothingHalfDone)
 {
     Folder folder;
-    Pcm x;
-    for (int k = 0; k < 30; k++)
-        for (const int16_t v : part(40000))
-            x.push_back(v);
+    const Pcm x = long_voice(30);
     Args args{"encode", "-j", "3", "-q", "-d", folder / "out"};
     for (const char *name : {"a.wav", "b.wav", "c.wav"}) {
         write_wav(folder / name, x);
@@ -260,10 +257,7 @@ TEST(Partial, InterruptedRunsKeepAValidShorterFile)
 TEST(Partial, CutInputsAndFullDisks)
 {
     Folder folder;
-    Pcm x;
-    for (int k = 0; k < 20; k++)
-        for (const int16_t v : part(40000))
-            x.push_back(v);
+    const Pcm x = long_voice(20);
     write_wav(folder / "x.wav", x);
     write_file(folder / "cut.wav", read_file(folder / "x.wav").substr(0, 44 + 2 * 30000));
     for (const bool keep : {false, true}) {
@@ -309,8 +303,7 @@ TEST(Partial, CutInputsAndFullDisks)
 TEST(Partial, AClosedPipeIsAFailureLikeAnyOther)
 {
     Folder folder;
-    write_wav(folder / "x.wav", part(40000));
-    ASSERT_EQ(run({"encode", "-q", folder / "x.wav", folder / "x.talv"}).status, 0);
+    write_coded(folder, part(40000));
     const std::string command = std::string(TALV_TOOL) + " decode " + (folder / "x.talv") + " - 2>" + (folder / "err") +
                                 "; echo $? >" + (folder / "status");
     ASSERT_EQ(std::system(("( " + command + " ) | head -c 100 >" + (folder / "out")).c_str()), 0);

@@ -2,8 +2,10 @@
 #ifndef TALV_TESTS_TOOL_CODED_H
 #define TALV_TESTS_TOOL_CODED_H
 
+#include "process.h"
 #include "sound.h"
 
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <sndfile.h>
 #include <sstream>
@@ -21,6 +23,23 @@ inline Pcm part(size_t n, size_t from = 0)
 inline void write_wav(const std::string &path, const Pcm &x)
 {
     write_pcm(path, SF_FORMAT_WAV | SF_FORMAT_PCM_16, x);
+}
+
+/** Five seconds of that voice, over and over */
+inline Pcm long_voice(int times)
+{
+    const Pcm once = part(40000);
+    Pcm x;
+    for (int k = 0; k < times; k++)
+        x.insert(x.end(), once.begin(), once.end());
+    return x;
+}
+
+/** Samples as x.wav, and coded by the tool as x.talv */
+inline void write_coded(const Folder &folder, const Pcm &x)
+{
+    write_wav(folder / "x.wav", x);
+    ASSERT_EQ(run({"encode", "-q", folder / "x.wav", folder / "x.talv"}).status, 0);
 }
 
 /** What --json prints: an object a line */

@@ -13,8 +13,7 @@ namespace fs = std::filesystem;
 TEST(Frames, GoToTextAndBack)
 {
     Folder folder;
-    write_wav(folder / "x.wav", part(10001));
-    ASSERT_EQ(run({"encode", "-q", folder / "x.wav", folder / "x.talv"}).status, 0);
+    write_coded(folder, part(10001));
     ASSERT_EQ(run({"encode", "-q", folder / "x.wav", folder / "x.frames"}).status, 0);
     ASSERT_EQ(run({"decode", "-q", folder / "x.talv", folder / "x.out.wav"}).status, 0);
     for (const char *name : {"x.csv", "x.jsonl"}) {
@@ -80,12 +79,8 @@ TEST(Frames, GoToTextAndBack)
 TEST(Channel, LosesWhatTheModelSays)
 {
     Folder folder;
-    Pcm x;
-    for (int k = 0; k < 24; k++)
-        for (const int16_t v : part(40000))
-            x.push_back(v);
-    write_wav(folder / "x.wav", x);
-    ASSERT_EQ(run({"encode", "-q", folder / "x.wav", folder / "x.talv"}).status, 0);
+    const Pcm x = long_voice(24);
+    write_coded(folder, x);
     const auto lost = [&](const Args &more) {
         Args args{"decode", "--json", "--raw", folder / "x.talv", folder / "y.raw"};
         args.insert(args.end(), more.begin(), more.end());
