@@ -1,7 +1,10 @@
 #include "decoder/interpolate.h"
 
+#include "dsp/fixed.h"
 #include "dsp/simd_float.h"
 #include "dsp/wide.h"
+
+#include <algorithm>
 
 namespace talv::inline TALV_TARGET
 {
@@ -17,27 +20,47 @@ void set_guards(float *cycle, int n) noexcept
     cycle[n + 1] = cycle[1];
 }
 
+/* A read position, in grid points. It runs on for as long as there is speech, and whether it has left the grid may decide
+ * by how much the next cycle is displaced: its sums must be those of double. */
+#ifdef TALV_FLOAT_ONLY
+using Position = Fixed;
+constexpr Position position(float x) noexcept
+{
+    return fixed(x);
+}
+#else
+using Position = wide_t;
+constexpr Position position(float x) noexcept
+{
+    return wide(x);
+}
+constexpr float nearest_float(Position x) noexcept
+{
+    return rounded(x);
+}
+#endif
+
 /** Common speed of both read positions, cycles a sample, and where the new cycle is entered */
 struct Glide {
     float f0, f1;
-    wide_t pos_new;
+    Position pos_new;
 };
 
 /** While the longer lag is less than twice the shorter the speed runs from one to the other. Beyond, the shorter lag is
  *  taken r times, so that the speed stays near the longer lag.
  *  u  I  the carried position on the new grid                                                                        */
-Glide plan_glide(int p_old, int p_new, int n_new, wide_t u) noexcept
+Glide plan_glide(int p_old, int p_new, Position n_new, Position u) noexcept
 {
     if (p_new < p_old) {
         const int r = p_old / p_new;
-        wide_t pos = wide(r) * u;
-        while (pos > wide(n_new))
-            pos -= wide(n_new);
+        Position pos = r * u;
+        while (pos > n_new)
+            pos -= n_new;
         return {1.0f / static_cast<float>(p_old), 1.0f / static_cast<float>(r * p_new), pos};
     }
     if (p_new > p_old) {
         const int r = p_new / p_old;
-        return {1.0f / static_cast<float>(r * p_old), 1.0f / static_cast<float>(p_new), u / wide(r)};
+        return {1.0f / static_cast<float>(r * p_old), 1.0f / static_cast<float>(p_new), u / r};
     }
     const float f = 1.0f / static_cast<float>(p_old);
     return {f, f, u};
@@ -45,17 +68,21 @@ Glide plan_glide(int p_old, int p_new, int n_new, wide_t u) noexcept
 
 /** A read position on a grid of n points, and what it advances by */
 struct Reader {
-    wide_t pos;
+    Position pos;
     float step, ramp; /* the step grows by the ramp */
-    wide_t n;
+    Position n;
 };
 
 /** Where the first sample is read */
-wide_t reduced(const Reader &reader) noexcept
+Position reduced(const Reader &reader) noexcept
 {
     return reader.pos >= reader.n ? reader.pos - reader.n : reader.pos;
 }
 
+constexpr int LENGTH_MAX = 80; /* the longest subframe */
+constexpr int POSITIONS = LENGTH_MAX + LANES;
+
+#ifndef TALV_FLOAT_ONLY
 /** Whether all sums of a reader's positions and steps are exact, so that any order of them gives the same
  *  Adding 2^12 and taking it away again leaves the multiples of 2^-40 alone, and sums of those below 2^12 fit into 53
  *  bits. So it is but for positions very close to 0 and those that were divided by an odd number.         */
@@ -66,15 +93,14 @@ bool steps_are_exact(const Reader &reader) noexcept
     return reader.ramp == 0.0f && reader.pos < 2 * reader.n && (reader.pos + ROUNDER) - ROUNDER == reader.pos &&
            (step + ROUNDER) - ROUNDER == step;
 }
-
-constexpr int LENGTH_MAX = 80; /* the longest subframe */
-constexpr int POSITIONS = LENGTH_MAX + LANES;
+#endif
 
 /** The positions of the next samples, each wrapped around once where the advance before it has left the grid
  *  count   I               at most LENGTH_MAX
  *  pos     O  [POSITIONS]  filled up to whole groups of four                                                       */
-void read_positions(Reader *reader, int count, wide_t *pos) noexcept
+void read_positions(Reader *reader, int count, Position *pos) noexcept
 {
+#ifndef TALV_FLOAT_ONLY
     if (steps_are_exact(*reader)) { /* two cycles of one lag, the usual case */
         const wide_t first = reduced(*reader), step = wide(reader->step);
         const Wide4 n = broadcast(reader->n), advance = broadcast(LANES * step);
@@ -87,14 +113,15 @@ void read_positions(Reader *reader, int count, wide_t *pos) noexcept
         reader->pos = pos[count - 1] + step;
         return;
     }
+#endif
     for (int j = 0; j < count; j++) {
         if (reader->pos >= reader->n) [[unlikely]]
             reader->pos -= reader->n;
         pos[j] = reader->pos;
-        reader->pos += wide(reader->step);
+        reader->pos += position(reader->step);
         reader->step += reader->ramp;
     }
-    store(pos + count, Wide4{});
+    std::fill_n(pos + count, LANES, Position{});
 }
 
 /** The spline between b and c at the fraction x of the way; a, b, c, e are neighbouring coefficients, floats in value:
@@ -115,12 +142,22 @@ struct Places {
     Wide4 x;
 };
 
-TALV_INLINE Places places_of(Wide4 pos) noexcept
+TALV_INLINE Places places_of(const Position *pos) noexcept
 {
-    const Int4 point = truncated(pos);
+#ifdef TALV_FLOAT_ONLY
+    Places places;
+    for (int l = 0; l < LANES; l++) {
+        places.point[l] = static_cast<uint32_t>(whole_part(pos[l]));
+        places.x.v[l] = fraction(pos[l]);
+    }
+    return places;
+#else
+    const Wide4 now = load(pos);
+    const Int4 point = truncated(now);
     return {{static_cast<uint32_t>(point[0]), static_cast<uint32_t>(point[1]), static_cast<uint32_t>(point[2]),
              static_cast<uint32_t>(point[3])},
-            pos - widened(point)};
+            now - widened(point)};
+#endif
 }
 
 /** spline_value() at four places */
@@ -190,12 +227,12 @@ constexpr Weights weights = make_weights();
 /** At most LENGTH_MAX samples
  *  pos_old, pos_new  I  [POSITIONS]  where each cycle is read; the same array where the grids are of one size and the
  *                                    positions equal                                                                 */
-void fade_block(const float *old_cycle, const float *new_cycle, const wide_t *pos_old, const wide_t *pos_new,
+void fade_block(const float *old_cycle, const float *new_cycle, const Position *pos_old, const Position *pos_new,
                 const float *weight, int L, float *out) noexcept
 {
     const auto group = [&](int j) noexcept {
-        const Places old_places = places_of(load(pos_old + j));
-        const Places new_places = pos_old == pos_new ? old_places : places_of(load(pos_new + j));
+        const Places old_places = places_of(pos_old + j);
+        const Places new_places = pos_old == pos_new ? old_places : places_of(pos_new + j);
         return cross_fade(old_cycle, old_places, new_cycle, new_places, load_wide(weight + j));
     };
     int j = 0;
@@ -229,20 +266,21 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
     set_guards(old_cycle, n_old);
     set_guards(new_cycle, n_new);
 
-    const Glide glide = plan_glide(p_old, p_new, n_new, wide(*phase) / wide(n_old) * wide(n_new));
-    const float d = rounded(wide(glide.f1 - glide.f0) * (1 / wide(L)));
-    const float size_old = static_cast<float>(n_old), size_new = static_cast<float>(n_new);
-    Reader old_reader = {wide(*phase), glide.f0 * size_old, d * size_old, wide(size_old)};
-    Reader new_reader = {glide.pos_new, glide.f0 * size_new, d * size_new, wide(size_new)};
     /* Grid sizes are powers of two: all that is multiplied or divided by them stays exact. Two positions that start at
      * the same fraction of their grids therefore stay there. */
+    const float size_old = static_cast<float>(n_old), size_new = static_cast<float>(n_new);
+    const Position end_old = position(size_old), end_new = position(size_new);
+    const Glide glide = plan_glide(p_old, p_new, end_new, position(*phase / size_old * size_new));
+    const float d = (glide.f1 - glide.f0) / static_cast<float>(L);
+    Reader old_reader = {position(*phase), glide.f0 * size_old, d * size_old, end_old};
+    Reader new_reader = {glide.pos_new, glide.f0 * size_new, d * size_new, end_new};
     const bool equal = n_old == n_new && reduced(old_reader) == reduced(new_reader);
 
     const bool listed = L <= LENGTH_MAX && weights.from[L] >= 0;
     float t = 0.0f;
     for (int from = 0; from < L; from += LENGTH_MAX) {
         const int count = L - from < LENGTH_MAX ? L - from : LENGTH_MAX;
-        wide_t pos_old[POSITIONS], pos_new[POSITIONS];
+        Position pos_old[POSITIONS], pos_new[POSITIONS];
         read_positions(&old_reader, count, pos_old);
         if (!equal)
             read_positions(&new_reader, count, pos_new);
@@ -250,7 +288,7 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
         const float *weight = listed ? weights.t + weights.from[L] : make_weights(L, count, &t, room);
         fade_block(old_cycle, new_cycle, pos_old, equal ? pos_old : pos_new, weight, count, out + from);
     }
-    *phase = rounded(equal ? old_reader.pos : new_reader.pos);
+    *phase = nearest_float(equal ? old_reader.pos : new_reader.pos);
 }
 
 } // namespace talv::inline TALV_TARGET

@@ -1,5 +1,6 @@
 #include "decoder/tracks.h"
 
+#include "dsp/fixed.h"
 #include "dsp/wide.h"
 
 namespace talv::inline TALV_TARGET
@@ -32,11 +33,11 @@ void pitch_interp(int32_t prev, int32_t cur, int32_t K, int32_t *out) noexcept
     }
     const float r = 1.0f / static_cast<float>(K);
     const float s = static_cast<float>(cur - prev) * r;
-    wide_t v = wide(rounded(wide(prev) + wide(s) + wide(0.5))); /* rounded at its start and never again */
-    for (int32_t m = 0; m < K; m++) {
-        out[m] = static_cast<int32_t>(v);
-        v += wide(s);
-    }
+    /* Rounded at its start and never again: a sum that passes a whole number by a rounding is another lag. */
+    const Fixed step = fixed(s);
+    Fixed v = fixed(rounded(wide(prev) + wide(0.5) + wide(s)));
+    for (int32_t m = 0; m < K; m++, v += step)
+        out[m] = whole_part(v);
 }
 
 void rs_expand(int32_t count, float *v) noexcept
