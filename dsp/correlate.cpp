@@ -1,6 +1,7 @@
 #include "dsp/correlate.h"
 
 #include "dsp/simd.h"
+#include "dsp/twofold.h"
 #include "dsp/wide.h"
 
 #include <algorithm>
@@ -83,6 +84,12 @@ void correlate_lags(const wide_t *x, int n, int lag_lo, int lag_hi, float bias, 
 
 float energy(const float *x, int n) noexcept
 {
+#ifdef TALV_FLOAT_ONLY
+    Twofold all = {0.0f, 0.0f};
+    for (int i = 0; i < n; i++)
+        all = add_product(all, x[i], x[i]);
+    return rounded(all);
+#else
     Wide4 part[4] = {};
     int i = 0;
     for (; i + 4 * LANES <= n; i += 4 * LANES)
@@ -102,6 +109,7 @@ float energy(const float *x, int n) noexcept
     for (i = 0; i < n; i++)
         sum = add_exact(sum, wide(x[i]), wide(x[i]));
     return rounded(sum);
+#endif
 }
 
 } // namespace talv::inline TALV_TARGET

@@ -3,6 +3,7 @@
 #include "dsp/as_codebook.h"
 #include "dsp/correlate.h"
 #include "dsp/simd_chain.h"
+#include "dsp/twofold.h"
 #include "dsp/wide.h"
 
 #include <cmath>
@@ -37,6 +38,29 @@ namespace
 {
 
 constexpr int PAST = PREFILTER_TERMS - 1;
+
+#ifdef TALV_FLOAT_ONLY
+
+/** Both parts of the filter. Next to z = 1 the sums are differences of numbers that are a thousand times as large: in
+ *  float the filter would make noise of its own, which changed every tenth frame of speech.
+ *  stored  IO [PAST + n]   w as the memory keeps it: rounded, after PAST older ones, which are given                 */
+void run_filter(const float *den, const float *num, const int16_t *pcm, float *out, wide_t *stored, int n) noexcept
+{
+    for (int i = 0; i < n; i++) {
+        const float *now = stored + PAST + i;
+        Twofold w = {static_cast<float>(pcm[i]), 0.0f}, y = {0.0f, 0.0f};
+        for (int k = PAST; k >= 1; k--) {
+            w = add_product(w, now[-k], -den[k]);
+            y = add_product(y, now[-k], num[k]);
+        }
+        stored[PAST + i] = rounded(w);
+        y = add_product(y, w.high, num[0]); /* the present w unrounded */
+        y.low += w.low * num[0];
+        out[i] = rounded(y);
+    }
+}
+
+#else
 
 /** Both parts of the filter
  *  quick   whether to round nearly in the recursion
@@ -84,6 +108,8 @@ bool run_filter(const float *den, const float *num, const int16_t *pcm, float *o
     return holds;
 }
 
+#endif
+
 } // namespace
 
 void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n) noexcept
@@ -91,8 +117,12 @@ void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float
     wide_t stored[PAST + FRAME_LEN];
     for (int k = 1; k <= PAST; k++)
         stored[PAST - k] = wide(state[k]);
+#ifdef TALV_FLOAT_ONLY
+    run_filter(den, num, pcm, out, stored, n);
+#else
     if (CHAIN_AS_DEFINED || !run_filter<true>(den, num, pcm, out, stored, n))
         run_filter<false>(den, num, pcm, out, stored, n);
+#endif
 
     state[0] = rounded(stored[PAST + n - 1]);
     for (int k = 1; k <= PAST; k++)
@@ -108,6 +138,12 @@ namespace
 /** The samples added up in rising order in double, rounded once */
 float block_sum(int n, const float *x) noexcept
 {
+#ifdef TALV_FLOAT_ONLY
+    Twofold sum = {0.0f, 0.0f};
+    for (int i = 0; i < n; i++)
+        sum = sum + x[i];
+    return rounded(sum);
+#else
     Wide4 part[4] = {}, size[4] = {};
     int i = 0;
     for (; i + 4 * LANES <= n; i += 4 * LANES)
@@ -131,6 +167,7 @@ float block_sum(int n, const float *x) noexcept
     for (i = 0; i < n; i++)
         total += wide(x[i]);
     return rounded(total);
+#endif
 }
 
 } // namespace

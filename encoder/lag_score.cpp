@@ -2,6 +2,7 @@
 
 #include "dsp/correlate.h"
 #include "dsp/simd_chain.h"
+#include "dsp/twofold.h"
 #include "dsp/wide.h"
 
 #include <algorithm>
@@ -49,6 +50,12 @@ void slide(const float *leaving, const float *entering, int steps, float *E) noe
 /** The energy some samples later, rounded only there */
 float slide_wide(float E, const float *leaving, const float *entering, int steps) noexcept
 {
+#ifdef TALV_FLOAT_ONLY
+    Twofold all = {E, 0.0f};
+    for (int i = 0; i < steps; i++)
+        all = add_product(add_product(all, -leaving[i], leaving[i]), entering[i], entering[i]);
+    return rounded(all);
+#else
     Wide4 in = broadcast(wide(0)), out = broadcast(wide(0));
     int i = 0;
     for (; i + LANES <= steps; i += LANES) {
@@ -70,6 +77,7 @@ float slide_wide(float E, const float *leaving, const float *entering, int steps
         last =
             add_exact(subtract_exact(last, wide(leaving[i]), wide(leaving[i])), wide(entering[i]), wide(entering[i]));
     return rounded(last);
+#endif
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "dsp/lsf.h"
 #include "dsp/simd_chain.h"
 #include "dsp/trig.h"
+#include "dsp/twofold.h"
 #include "dsp/wide.h"
 
 #include <algorithm>
@@ -18,7 +19,7 @@ namespace
 /* White noise 50 dB below the signal, added to lag 0, keeps the recursion well-conditioned; the floor stands in for it
  * when there is no signal. */
 constexpr float ENERGY_FLOOR = 1e-6f;
-constexpr wide_t WHITE_NOISE = wide(1.00001);
+constexpr double WHITE_NOISE = 1e-5;
 
 constexpr Table<float, ANALYSIS_MAX> make_window() noexcept
 {
@@ -26,6 +27,29 @@ constexpr Table<float, ANALYSIS_MAX> make_window() noexcept
     for (int i = 0; i < FRAME_LEN; i++)
         table.entry[i] = rounded(sin_wide(PI * i / FRAME_LEN));
     return table;
+}
+
+/* Two steps in which a float-only build must not round on the way: in the difference of nearly equal numbers, which is
+ * what the last prediction errors of a strong tone are, that would be far more than a rounding. */
+
+float with_white_noise(float r0) noexcept
+{
+#ifdef TALV_FLOAT_ONLY
+    return __builtin_fmaf(r0, static_cast<float>(WHITE_NOISE), r0);
+#else
+    return rounded(wide(r0) * (1 + WHITE_NOISE));
+#endif
+}
+
+/** (1 - k^2) E */
+float prediction_error(float k, float E) noexcept
+{
+#ifdef TALV_FLOAT_ONLY
+    const Twofold rest = add_product({1.0f, 0.0f}, -k, k);
+    return __builtin_fmaf(rest.high, E, rest.low * E);
+#else
+    return rounded((1 - wide(k) * wide(k)) * wide(E));
+#endif
 }
 
 } // namespace
@@ -45,7 +69,7 @@ int getlsf2(const float *signal, int n, int order, float *lsf) noexcept
     window_autocorr(signal, n, r, order, work, analysis_window);
     if (r[0] < ENERGY_FLOOR)
         r[0] = ENERGY_FLOOR;
-    r[0] = rounded(wide(r[0]) * WHITE_NOISE);
+    r[0] = with_white_noise(r[0]);
     if (levinson(r, order, a) < 0.0f)
         return -3;
     if (lpc_to_lsf(lsf, a, order) < 0)
@@ -112,15 +136,15 @@ float levinson(const float *r, int order, float *a) noexcept
     for (int i = 0; i < order; i++) {
         float t = r[i + 1];
         for (int j = 0; j < i; j++)
-            t = rounded(wide(t) + wide(r[i - j]) * wide(a[j]));
+            t = rounded(add_exact(wide(t), wide(r[i - j]), wide(a[j])));
         const float k = -t / E;
-        E = rounded((1 - wide(k) * wide(k)) * wide(E));
+        E = prediction_error(k, E);
         if (E <= 0.0f)
             return E;
         for (int j = 0; j < i; j++)
             reversed[j] = a[i - 1 - j];
         for (int j = 0; j < i; j++)
-            a[j] = rounded(wide(a[j]) + wide(k) * wide(reversed[j]));
+            a[j] = rounded(add_exact(wide(a[j]), wide(k), wide(reversed[j])));
         a[i] = k;
     }
     return E;
