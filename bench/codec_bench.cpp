@@ -137,17 +137,11 @@ void stage_pitch_search(benchmark::State &state)
 void stage_rs_analysis(benchmark::State &state)
 {
     const Block block;
-    PieceTable pieces;
-    PairTable pairs;
     for (auto _ : state) {
         int32_t lag_lo, lag_hi;
         float rs[2];
         rs_lag_range(100, &lag_lo, &lag_hi);
-        rs_correlate(block.x, lag_lo, lag_hi, &pieces);
-        for (int i = 0; i < 2; i++) {
-            rs_pair_pieces(&pieces, 3 * i, lag_lo, lag_hi, &pairs);
-            rs_search(RS_COLUMNS, FRAME_LEN, lag_lo, lag_hi, block.x - 120 + 120 * i, &rs[i], &pairs);
-        }
+        rs_values(block.x, lag_lo, lag_hi, rs);
         benchmark::DoNotOptimize(rs[0]);
     }
 }

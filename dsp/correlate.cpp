@@ -1,6 +1,6 @@
 #include "dsp/correlate.h"
 
-#include "dsp/simd.h"
+#include "dsp/simd_estimate.h"
 #include "dsp/twofold.h"
 #include "dsp/wide.h"
 
@@ -12,28 +12,25 @@ namespace talv::inline TALV_TARGET
 namespace
 {
 
-/* Groups of LANES lags at once, a register (or a pair) of sums each: enough to hide the latency of an addition, and as
- * many as the registers hold. */
-#ifdef TALV_SIMD_AVX2
-constexpr int GROUPS = 12;
-#else
-constexpr int GROUPS = 5;
-#endif
+/* Groups of LANES lags at once, a register or a pair of sums each: these sums are rarely asked for. */
+constexpr int GROUPS = 4;
+
+/* Registers of sums of the estimates: enough to hide the latency of an addition, and as many as there are */
+constexpr int ESTIMATE_GROUPS = 12;
 
 /** The sums of groups * LANES lags downwards from lag_hi; the lags below lag_lo are dropped */
 template <int groups>
-void correlate_groups(const wide_t *x, int n, int lag_lo, int lag_hi, wide_t bias, float *out) noexcept
+void correlate_groups(const float *x, int n, int lag_lo, int lag_hi, wide_t bias, float *out) noexcept
 {
     Wide4 sum[groups];
     TALV_UNROLL
     for (int g = 0; g < groups; g++)
         sum[g] = broadcast(bias);
-    _Pragma("GCC unroll 2") for (int i = 0; i < n; i++)
-    {
-        const Wide4 now = broadcast(x[i]);
+    for (int i = 0; i < n; i++) {
+        const Wide4 now = broadcast(wide(x[i]));
         TALV_UNROLL
         for (int g = 0; g < groups; g++)
-            sum[g] = add_exact(sum[g], now, load(x + i - lag_hi + LANES * g));
+            sum[g] = add_exact(sum[g], now, load_wide(x + i - lag_hi + LANES * g));
     }
     out += lag_hi - lag_lo + 1; /* the lanes lie in order of time: the longest lag first */
     TALV_UNROLL
@@ -48,7 +45,7 @@ void correlate_groups(const wide_t *x, int n, int lag_lo, int lag_hi, wide_t bia
 
 /** correlate_groups for a number of groups known at run time, at most `groups` */
 template <int groups>
-void correlate_up_to(int wanted, const wide_t *x, int n, int lag_lo, int lag_hi, wide_t bias, float *out) noexcept
+void correlate_up_to(int wanted, const float *x, int n, int lag_lo, int lag_hi, wide_t bias, float *out) noexcept
 {
     if constexpr (groups > 1) {
         if (wanted < groups) {
@@ -57,6 +54,39 @@ void correlate_up_to(int wanted, const wide_t *x, int n, int lag_lo, int lag_hi,
         }
     }
     correlate_groups<groups>(x, n, lag_lo, lag_hi, bias, out);
+}
+
+/** The estimates of groups * FLOATS lags downwards from lag_hi */
+template <int groups>
+void estimate_groups(const float *x, int n, int lag_hi, const float *start, float *near) noexcept
+{
+    Floats sum[groups];
+    TALV_UNROLL
+    for (int g = 0; g < groups; g++)
+        sum[g] = start == nullptr ? floats(0.0f) : load_floats(start + FLOATS * g);
+    const float *past = x - lag_hi;
+    for (int i = 0; i < n; i++) {
+        const Floats now = floats(x[i]);
+        TALV_UNROLL
+        for (int g = 0; g < groups; g++)
+            sum[g] = add_product(sum[g], now, load_floats(past + i + FLOATS * g));
+    }
+    TALV_UNROLL
+    for (int g = 0; g < groups; g++)
+        store(near + FLOATS * g, sum[g]);
+}
+
+/** estimate_groups for a number of groups known at run time, at most `groups` */
+template <int groups>
+void estimate_up_to(int wanted, const float *x, int n, int lag_hi, const float *start, float *near) noexcept
+{
+    if constexpr (groups > 1) {
+        if (wanted < groups) {
+            estimate_up_to<groups - 1>(wanted, x, n, lag_hi, start, near);
+            return;
+        }
+    }
+    estimate_groups<groups>(x, n, lag_hi, start, near);
 }
 
 } // namespace
@@ -70,7 +100,7 @@ void widen(const float *x, int n, wide_t *out) noexcept
         out[i] = wide(x[i]);
 }
 
-void correlate_lags(const wide_t *x, int n, int lag_lo, int lag_hi, float bias, float *out) noexcept
+void correlate_lags(const float *x, int n, int lag_lo, int lag_hi, float bias, float *out) noexcept
 {
     /* Passes of nearly equal size, so that none is left with too few sums to hide the latency */
     int groups = (lag_hi - lag_lo + LANES) / LANES;
@@ -80,6 +110,35 @@ void correlate_lags(const wide_t *x, int n, int lag_lo, int lag_hi, float bias, 
         groups -= now;
         lag_hi -= now * LANES;
     }
+}
+
+void estimate_lags(const float *x, int n, int lag_lo, int lag_hi, const float *start, float *near) noexcept
+{
+    int groups = (lag_hi - lag_lo + FLOATS) / FLOATS;
+    for (int passes = (groups + ESTIMATE_GROUPS - 1) / ESTIMATE_GROUPS; passes > 0; passes--) {
+        const int now = (groups + passes - 1) / passes; /* passes of nearly equal size */
+        estimate_up_to<ESTIMATE_GROUPS>(now, x, n, lag_hi, start, near);
+        groups -= now;
+        lag_hi -= now * FLOATS;
+        near += now * FLOATS;
+        start = start == nullptr ? nullptr : start + now * FLOATS;
+    }
+}
+
+void add_estimates(const float *x, const float *y, int lag_lo, int lag_hi, float *near) noexcept
+{
+    for (int k = 0; k <= lag_hi - lag_lo; k += FLOATS)
+        store(near + k, load_floats(x + k) + load_floats(y + k));
+}
+
+wide_t dot_product(const float *x, const float *y, int n) noexcept
+{
+    Wide4 part[2] = {};
+    for (int i = 0; i < n; i += 2 * LANES)
+        TALV_UNROLL
+    for (int p = 0; p < 2; p++)
+        part[p] = add_exact(part[p], load_wide(x + i + LANES * p), load_wide(y + i + LANES * p));
+    return sum_of_lanes(part[0] + part[1]);
 }
 
 float energy(const float *x, int n) noexcept

@@ -24,11 +24,10 @@ namespace
 
 /* Positions of the histories. In a call, the block of this call lies at [640, 880), that of the previous call at
  * [400, 640), and the block that the frame describes at [160, 400). */
-constexpr int NEWEST = 640;          /* first sample of this call's block                              */
-constexpr int PIVOT = 400;           /* end of the stretch that the frame describes                    */
-constexpr int STRETCH = 160;         /* its start                                                      */
-constexpr int LPC_FROM = 520;        /* the LPC window, 240 samples, is centred on NEWEST              */
-constexpr int RS_FIRST_WINDOW = 280; /* the first periodicity window is centred on PIVOT               */
+constexpr int NEWEST = 640;   /* first sample of this call's block                              */
+constexpr int PIVOT = 400;    /* end of the stretch that the frame describes                    */
+constexpr int STRETCH = 160;  /* its start                                                      */
+constexpr int LPC_FROM = 520; /* the LPC window, 240 samples, is centred on NEWEST              */
 
 constexpr int LPC_BLOCKS = 4; /* the residual's filter changes every 60 samples */
 constexpr int LPC_BLOCK_LEN = FRAME_LEN / LPC_BLOCKS;
@@ -50,26 +49,14 @@ void move_down(float *hist, int length) noexcept
 /* The steps with the largest work arrays are routines of their own, not inlined, so that the arrays of one are gone from
  * the stack when the next one runs. */
 
-/** The correlations of both periodicity windows; the pieces that they share are not wanted afterwards */
-[[gnu::noinline]] void correlate_windows(const float *y, int lag_lo, int lag_hi, PairTable (&pairs)[RS_DIM]) noexcept
-{
-    PieceTable pieces;
-    rs_correlate(y, lag_lo, lag_hi, &pieces);
-    rs_pair_pieces(&pieces, 0, lag_lo, lag_hi, &pairs[0]);
-    rs_pair_pieces(&pieces, RS_WINDOW_STEP, lag_lo, lag_hi, &pairs[1]);
-}
-
 /** Periodicity of two windows, around the newest raw lag: 1 - r^2 each, coded as a pair */
 [[gnu::noinline]] void code_periodicity(EncoderState *enc, int32_t *rs_index) noexcept
 {
     int32_t lag_lo, lag_hi;
-    PairTable pairs[RS_DIM];
     float rs_vec[RS_DIM];
     rs_lag_range(enc->pitch_hist[2], &lag_lo, &lag_hi);
     sym_fir(RS_ORDER, rs_taps, FRAME_LEN, enc->res_hist + PIVOT, enc->rs_hist + PIVOT, enc->rs_state);
-    correlate_windows(enc->rs_hist + PIVOT, lag_lo, lag_hi, pairs);
-    rs_search(RS_COLUMNS, FRAME_LEN, lag_lo, lag_hi, enc->rs_hist + RS_FIRST_WINDOW, &rs_vec[0], &pairs[0]);
-    rs_search(RS_COLUMNS, FRAME_LEN, lag_lo, lag_hi, enc->rs_hist + PIVOT, &rs_vec[1], &pairs[1]);
+    rs_values(enc->rs_hist + PIVOT, lag_lo, lag_hi, rs_vec);
     vq_search(RS_DIM, RS_DIM, rs_vec, RS_ROWS, rs_codebook, rs_index);
 }
 

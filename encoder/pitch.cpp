@@ -3,8 +3,7 @@
 #include "dsp/correlate.h"
 #include "dsp/simd.h"
 #include "dsp/wide.h"
-#include "encoder/drift.h"
-#include "encoder/lag_score.h"
+#include "encoder/lag_search.h"
 
 #include <algorithm>
 #include <cmath>
@@ -66,31 +65,17 @@ void pitch_search(int nseg, int n, int lag_min, int lag_max, const float *x, int
 {
     nseg = std::min(nseg, MAX_SEGMENTS);
     const int seglen = n / nseg;
-    const int count = lag_max - lag_min + 1;
-    wide_t history[LAG_MAX + BLOCK_MAX];
-    widen(x - lag_max, lag_max + n, history);
-    const wide_t *block = history + lag_max;
+    const LagBlock block = {x, n, lag_min, lag_max, nseg, seglen, 1, false};
+    LagEstimates estimates;
+    estimates.magnitude = magnitude_bound(x - lag_max, lag_max + n);
+    for (int s = 0; s < nseg && LAGS_ARE_ESTIMATED; s++)
+        estimate_lags(x + s * seglen, seglen, lag_min, lag_max, nullptr, estimates.column[s]);
+    LagChoice choice;
+    search_lag(block, estimates, &choice);
 
-    float column[LAGS_MAX], largest[LAGS_MAX], S[LAGS_MAX] = {};
-    for (int s = 0; s < nseg; s++) {
-        correlate_lags(block + s * seglen, seglen, lag_min, lag_max, CORR_BIAS, column);
-        drift_maxima(column, lag_min, lag_max, largest);
-        for (int l = 0; l < count; l++)
-            S[l] += largest[l];
-    }
-    for (int l = 0; l < count; l++) {
-        S[l] -= CORR_BIAS_SUM;
-        S[l] = S[l] < 0.0f ? 0.0f : S[l];
-    }
-
-    float energy_by_lag[ENERGIES_MAX];
-    const float E = slide_energy(x, n, lag_min, lag_max, energy_by_lag);
-    wide_t q;
-    const int lag = best_lag(S, energy_by_lag, lag_min, lag_max, &q);
-
-    /* `column` is still that of the last segment, so the result describes the newest part of the block. */
-    *pitch = lag + drift_offset(column, lag_min, lag_max, lag);
-    float r2 = E > 0.0f ? rounded(q) / E : 0.0f;
+    *pitch = choice.lag + choice.offset; /* the offset is the last segment's: the newest part of the block */
+    const float E = choice.E;
+    float r2 = E > 0.0f ? rounded(choice.q) / E : 0.0f;
     if (r2 > 1.0f) /* the allowance for drift can take it there */
         r2 = 1.0f;
     *corr = rounded(std::sqrt(wide(r2)));

@@ -9,17 +9,15 @@
 
 #include "dsp/constants.h"
 #include "dsp/target.h"
+#include "encoder/lag_search.h"
 
 #include <cstdint>
 
 namespace talv::inline TALV_TARGET
 {
 
-inline constexpr int LP_ORDER = 8;                /* half-length of the pitch branch's low-pass: 17 taps */
-inline constexpr int RS_ORDER = 2;                /* of the periodicity branch's low-pass: 5 taps     */
-inline constexpr int MAX_SEGMENTS = 3;            /* segments of a block whose correlations may drift    */
-inline constexpr float CORR_BIAS = 100000.0f;     /* keeps ordinary segment correlations positive        */
-inline constexpr float CORR_BIAS_SUM = 300000.0f; /* the bias of three segments                          */
+inline constexpr int LP_ORDER = 8; /* half-length of the pitch branch's low-pass: 17 taps */
+inline constexpr int RS_ORDER = 2; /* of the periodicity branch's low-pass: 5 taps     */
 
 extern const float lp_taps[LP_ORDER + 1]; /* centre first; gain 4.4831 at 0 Hz, -3 dB at 630 Hz  */
 

@@ -198,13 +198,9 @@ void periodicity(fuzz::Input &in, Digest &digest)
     rs_lag_range(in.integer(LAG_MIN, LAG_MAX), &lo, &hi);
     FUZZ_CHECK(lo >= LAG_MIN && lo <= hi && hi <= LAG_MAX && hi - lo < RS_MAX_LAGS);
     Room<float> y = signal(in, FRAME_LEN, 120 + hi, LOUD);
-    const auto pieces = std::make_unique<PieceTable>();
-    const auto pairs = std::make_unique<PairTable>();
-    rs_correlate(y, lo, hi, pieces.get());
-    for (const int first : {0, RS_WINDOW_STEP}) {
-        float rs = -1.0f;
-        rs_pair_pieces(pieces.get(), first, lo, hi, pairs.get());
-        rs_search(RS_COLUMNS, FRAME_LEN, lo, hi, y - (first == 0 ? 120 : 0), &rs, pairs.get());
+    float values[RS_DIM] = {-1.0f, -1.0f};
+    rs_values(y, lo, hi, values);
+    for (const float rs : values) {
         FUZZ_CHECK(rs >= 0.0f && rs <= 1.0f);
         digest.add(rs);
     }

@@ -30,16 +30,10 @@ void measure_gains(const SpeechHistory *history, int end, int32_t lag, float *ga
 void measure_periodicity(const SpeechHistory *history, int end, int32_t lag, float *rs) noexcept
 {
     int32_t lag_lo, lag_hi;
-    PieceTable pieces;
-    PairTable pairs;
     rs_lag_range(lag, &lag_lo, &lag_hi);
     const int start = std::min(end + QUARTER - FRAME_LEN / 2, future(history) - FRAME_LEN);
     const float *second = at(history->mid, start);
-    rs_correlate(second, lag_lo, lag_hi, &pieces);
-    rs_pair_pieces(&pieces, 0, lag_lo, lag_hi, &pairs);
-    rs_search(RS_COLUMNS, FRAME_LEN, lag_lo, lag_hi, second - RS_WINDOW_LEAD, &rs[0], &pairs);
-    rs_pair_pieces(&pieces, RS_WINDOW_STEP, lag_lo, lag_hi, &pairs);
-    rs_search(RS_COLUMNS, FRAME_LEN, lag_lo, lag_hi, second, &rs[1], &pairs);
+    rs_values(second, lag_lo, lag_hi, rs);
 }
 
 /** Amplitudes of the cycle around the frame's end */

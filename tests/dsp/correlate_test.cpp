@@ -46,8 +46,7 @@ TEST(Correlate, EveryLagIsItsOwnSumInRisingOrder)
             want[static_cast<size_t>(lag - c.lag_lo)] = one_lag(x, c.n, lag, c.bias);
 
         std::vector<float> got(static_cast<size_t>(lags) + 2, -1.25f);
-        const std::vector<double> widened(signal.begin(), signal.end());
-        correlate_lags(widened.data() + c.lag_hi, c.n, c.lag_lo, c.lag_hi, c.bias, got.data() + 1);
+        correlate_lags(signal.data() + c.lag_hi, c.n, c.lag_lo, c.lag_hi, c.bias, got.data() + 1);
         EXPECT_TRUE(test::same_bits(got.data() + 1, want.data(), lags));
         EXPECT_EQ(got.front(), -1.25f) << "wrote before the first lag";
         EXPECT_EQ(got.back(), -1.25f) << "wrote behind the last lag";
@@ -58,12 +57,12 @@ TEST(Correlate, OrderOfTheTermsShowsInTheResult)
 {
     /* 2^60 swallows what is added to it and gives it back when it is taken away: only rising order ends on 1. The
      * terms are x[i] x[i-4], so the past holds one factor and the stretch the other.                             */
-    const double past_and_now[8] = {1.0, 0x1p30, -0x1p30, 1.0, 1.0, 0x1p30, 0x1p30, 1.0};
+    const float past_and_now[8] = {1.0f, 0x1p30f, -0x1p30f, 1.0f, 1.0f, 0x1p30f, 0x1p30f, 1.0f};
     float out = 0.0f;
     correlate_lags(past_and_now + 4, 4, 4, 4, 0.0f, &out);
     EXPECT_EQ(out, 1.0f);
     /* and the bias comes first: 2^60 + 2^60 - 2^60 keeps it, while 1 added to 2^60 is gone */
-    const double cancelling[6] = {0x1p30, -0x1p30, 0.0, 0.0, 0x1p30, 0x1p30};
+    const float cancelling[6] = {0x1p30f, -0x1p30f, 0.0f, 0.0f, 0x1p30f, 0x1p30f};
     correlate_lags(cancelling + 4, 2, 4, 4, 3.0f, &out);
     EXPECT_EQ(out, 0.0f);
 }

@@ -239,14 +239,8 @@ void expect_frame_of(const EncoderState &before, const EncoderState &after, cons
     EXPECT_TRUE(test::same_bits(h.rs + 400, filtered, FRAME_LEN));
     int32_t lo = 0, hi = 0, rs_index = -1;
     rs_lag_range(raw, &lo, &hi);
-    PieceTable pieces;
-    PairTable pairs;
     float rs_vec[RS_DIM];
-    rs_correlate(h.rs + 400, lo, hi, &pieces);
-    for (int window = 0; window < RS_DIM; window++) {
-        rs_pair_pieces(&pieces, 3 * window, lo, hi, &pairs);
-        rs_search(3, FRAME_LEN, lo, hi, h.rs + 280 + 120 * window, &rs_vec[window], &pairs);
-    }
+    rs_values(h.rs + 400, lo, hi, rs_vec);
     vq_search(RS_DIM, RS_DIM, rs_vec, RS_ROWS, rs_codebook, &rs_index);
     EXPECT_EQ(got.rs_index, rs_index);
 

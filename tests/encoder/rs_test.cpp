@@ -1,4 +1,4 @@
-/* Periodicity values: the range of lags, the tables of correlations, and the search. */
+/* Periodicity values: the range of lags, and the search. */
 #include "encoder/rs.h"
 
 #include "encoder/conditioning.h"
@@ -19,7 +19,6 @@ namespace
 using test::Random;
 
 constexpr int PAST = 120 + LAG_MAX; /* samples read before the newest block at most */
-constexpr float UNTOUCHED = -4321.0f;
 
 TEST(RsTaps, LowPassOf970Hz)
 {
@@ -58,61 +57,6 @@ TEST(RsLagRange, HalfTo16TenthsOfTheRawLag)
         widest = std::max(widest, hi - lo + 1);
     }
     EXPECT_EQ(widest, 111);
-}
-
-TEST(RsCorrelate, NinePiecesTileTheTwoWindows)
-{
-    uint64_t seed = 5000;
-    for (int32_t raw : {20, 41, 63, 100, 160}) {
-        SCOPED_TRACE(test::seed_note(++seed) + ", raw lag " + std::to_string(raw));
-        int32_t lo = 0, hi = 0;
-        rs_lag_range(raw, &lo, &hi);
-        const std::vector<float> signal = test::noise(120 + hi + FRAME_LEN, 800.0, seed);
-        const float *y = signal.data() + 120 + hi;
-        PieceTable pieces;
-        for (auto &column : pieces.column)
-            std::fill(std::begin(column), std::end(column), UNTOUCHED);
-        rs_correlate(y, lo, hi, &pieces);
-        for (int s = 0; s < RS_PIECES; s++) {
-            for (int lag = lo; lag <= hi; lag++) {
-                double sum = 50000.0;
-                for (int i = 0; i < RS_PIECE_LEN; i++) {
-                    const float *at = y - 120 + RS_PIECE_LEN * s + i;
-                    sum += static_cast<double>(*at) * static_cast<double>(at[-lag]);
-                }
-                ASSERT_TRUE(test::same_bits(pieces.column[s][lag - lo], static_cast<float>(sum)))
-                    << "piece " << s << ", lag " << lag;
-            }
-            EXPECT_EQ(pieces.column[s][hi - lo + 1], UNTOUCHED) << "wrote behind the range";
-        }
-
-        for (int first : {0, 3}) {
-            PairTable pairs;
-            for (auto &column : pairs.column)
-                std::fill(std::begin(column), std::end(column), UNTOUCHED);
-            rs_pair_pieces(&pieces, first, lo, hi, &pairs);
-            for (int s = 0; s < RS_COLUMNS; s++) {
-                for (int lag = lo; lag <= hi; lag++)
-                    ASSERT_TRUE(
-                        test::same_bits(pairs.column[s][lag - lo], pieces.column[first + 2 * s][lag - lo] +
-                                                                       pieces.column[first + 2 * s + 1][lag - lo]))
-                        << "window of piece " << first << ", column " << s << ", lag " << lag;
-                EXPECT_EQ(pairs.column[s][hi - lo + 1], UNTOUCHED) << "wrote behind the range";
-            }
-        }
-    }
-}
-
-/** Both values of a frame, as the encoder takes them */
-void both_values(const float *y, int lo, int hi, float *rs)
-{
-    PieceTable pieces;
-    PairTable pairs;
-    rs_correlate(y, lo, hi, &pieces);
-    rs_pair_pieces(&pieces, 0, lo, hi, &pairs);
-    rs_search(RS_COLUMNS, FRAME_LEN, lo, hi, y - 120, &rs[0], &pairs);
-    rs_pair_pieces(&pieces, 3, lo, hi, &pairs);
-    rs_search(RS_COLUMNS, FRAME_LEN, lo, hi, y, &rs[1], &pairs);
 }
 
 /** One value as its definition reads, from the window alone; negative counts entries below 0 */
@@ -162,7 +106,7 @@ TEST(RsSearch, EqualsThePlainSearch)
             }
             const float *y = x.data() + PAST;
             float got[RS_DIM] = {-1.0f, -1.0f};
-            both_values(y, lo, hi, got);
+            rs_values(y, lo, hi, got);
             for (int window = 0; window < RS_DIM; window++) {
                 ASSERT_TRUE(test::same_bits(got[window], plain_value(y - 120 + 120 * window, lo, hi, &negative)))
                     << "window " << window;
@@ -183,11 +127,11 @@ TEST(RsSearch, PeriodicIsZeroAndSilenceIsOne)
         rs_lag_range(period, &lo, &hi);
         float rs[RS_DIM] = {-1.0f, -1.0f};
         const std::vector<float> exact = test::repeated_whole_numbers(PAST + FRAME_LEN, period, 60, seed);
-        both_values(exact.data() + PAST, lo, hi, rs);
+        rs_values(exact.data() + PAST, lo, hi, rs);
         for (float v : rs)
             EXPECT_EQ(v, 0.0f) << "period " << period << ", " << test::seed_note(seed);
         const std::vector<float> x = test::repeated_noise(PAST + FRAME_LEN, period, 1000.0, seed);
-        both_values(x.data() + PAST, lo, hi, rs);
+        rs_values(x.data() + PAST, lo, hi, rs);
         for (float v : rs)
             EXPECT_LE(v, 1e-6f) << "period " << period << ", " << test::seed_note(seed);
     }
@@ -198,7 +142,7 @@ TEST(RsSearch, PeriodicIsZeroAndSilenceIsOne)
             int32_t lo = 0, hi = 0;
             rs_lag_range(raw, &lo, &hi);
             float rs[RS_DIM] = {-1.0f, -1.0f};
-            both_values(x.data() + PAST, lo, hi, rs);
+            rs_values(x.data() + PAST, lo, hi, rs);
             EXPECT_EQ(rs[0], 1.0f) << "raw lag " << raw << ", pass " << pass;
             EXPECT_EQ(rs[1], 1.0f) << "raw lag " << raw << ", pass " << pass;
         }
@@ -218,7 +162,7 @@ TEST(RsSearch, MoreThanPerfectIsCutToZero)
     int32_t lo = 0, hi = 0;
     rs_lag_range(50, &lo, &hi);
     float rs[RS_DIM] = {-1.0f, -1.0f};
-    both_values(x.data() + PAST, lo, hi, rs);
+    rs_values(x.data() + PAST, lo, hi, rs);
     for (float v : rs) {
         EXPECT_GE(v, 0.0f);
         EXPECT_LE(v, 0.05f);
@@ -234,7 +178,7 @@ TEST(RsSearch, WindowsDifferAcrossAnOnset)
     int32_t lo = 0, hi = 0;
     rs_lag_range(40, &lo, &hi);
     float rs[RS_DIM] = {-1.0f, -1.0f};
-    both_values(x.data() + PAST, lo, hi, rs);
+    rs_values(x.data() + PAST, lo, hi, rs);
     EXPECT_GT(rs[0], rs[1] + 0.05f);
     EXPECT_LE(rs[1], 1e-5f);
 }

@@ -1,0 +1,162 @@
+/** As many floats at once as a register holds, for estimates
+ *
+ *  Searches work on floats first and on doubles only where that leaves a doubt. Results never hang on an estimate, only
+ *  on a bound on its error, so that lanes here need not round alike on all machines: add_product() is fused where the
+ *  machine can.
+ */
+#ifndef TALV_DSP_SIMD_ESTIMATE_H
+#define TALV_DSP_SIMD_ESTIMATE_H
+
+#include "dsp/simd_float.h"
+
+namespace talv::inline TALV_TARGET
+{
+
+#ifdef TALV_SIMD_AVX2
+
+inline constexpr int FLOATS = 8;
+struct Floats {
+    __m256 v;
+};
+
+TALV_INLINE Floats floats(float x) noexcept
+{
+    return {_mm256_set1_ps(x)};
+}
+TALV_INLINE Floats load_floats(const float *x) noexcept
+{
+    return {_mm256_loadu_ps(x)};
+}
+TALV_INLINE void store(float *out, Floats x) noexcept
+{
+    _mm256_storeu_ps(out, x.v);
+}
+TALV_INLINE Floats operator+(Floats x, Floats y) noexcept
+{
+    return {_mm256_add_ps(x.v, y.v)};
+}
+TALV_INLINE Floats operator-(Floats x, Floats y) noexcept
+{
+    return {_mm256_sub_ps(x.v, y.v)};
+}
+TALV_INLINE Floats operator*(Floats x, Floats y) noexcept
+{
+    return {_mm256_mul_ps(x.v, y.v)};
+}
+TALV_INLINE Floats operator/(Floats x, Floats y) noexcept
+{
+    return {_mm256_div_ps(x.v, y.v)};
+}
+TALV_INLINE Floats add_product(Floats sum, Floats x, Floats y) noexcept
+{
+    return {_mm256_fmadd_ps(x.v, y.v, sum.v)};
+}
+TALV_INLINE Floats larger(Floats x, Floats y) noexcept
+{
+    return {_mm256_max_ps(x.v, y.v)};
+}
+/** Bit i tells whether lane i of x is not below that of y */
+TALV_INLINE unsigned not_below(Floats x, Floats y) noexcept
+{
+    return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(x.v, y.v, _CMP_GE_OQ)));
+}
+/** x where x is above 0, else `other` */
+TALV_INLINE Floats positive_or(Floats x, Floats other) noexcept
+{
+    return {_mm256_blendv_ps(other.v, x.v, _mm256_cmp_ps(x.v, _mm256_setzero_ps(), _CMP_GT_OQ))};
+}
+TALV_INLINE float largest_lane(Floats x) noexcept
+{
+    __m128 m = _mm_max_ps(_mm256_castps256_ps128(x.v), _mm256_extractf128_ps(x.v, 1));
+    m = _mm_max_ps(m, _mm_movehl_ps(m, m));
+    return _mm_cvtss_f32(_mm_max_ss(m, _mm_movehdup_ps(m)));
+}
+TALV_INLINE float sum_of_lanes(Floats x) noexcept
+{
+    __m128 m = _mm_add_ps(_mm256_castps256_ps128(x.v), _mm256_extractf128_ps(x.v, 1));
+    m = _mm_add_ps(m, _mm_movehl_ps(m, m));
+    return _mm_cvtss_f32(_mm_add_ss(m, _mm_movehdup_ps(m)));
+}
+
+#else
+
+inline constexpr int FLOATS = 4;
+struct Floats {
+    Float4 v;
+};
+
+TALV_INLINE Floats floats(float x) noexcept
+{
+    return {Float4{x, x, x, x}};
+}
+TALV_INLINE Floats load_floats(const float *x) noexcept
+{
+    return {load4(x)};
+}
+TALV_INLINE void store(float *out, Floats x) noexcept
+{
+    store4(out, x.v);
+}
+TALV_INLINE Floats operator+(Floats x, Floats y) noexcept
+{
+    return {x.v + y.v};
+}
+TALV_INLINE Floats operator-(Floats x, Floats y) noexcept
+{
+    return {x.v - y.v};
+}
+TALV_INLINE Floats operator*(Floats x, Floats y) noexcept
+{
+    return {x.v * y.v};
+}
+TALV_INLINE Floats operator/(Floats x, Floats y) noexcept
+{
+    return {Float4{x.v[0] / y.v[0], x.v[1] / y.v[1], x.v[2] / y.v[2], x.v[3] / y.v[3]}};
+}
+TALV_INLINE Floats add_product(Floats sum, Floats x, Floats y) noexcept
+{
+    return {sum.v + x.v * y.v};
+}
+TALV_INLINE Floats larger(Floats x, Floats y) noexcept
+{
+#ifdef __SSE2__
+    return {_mm_max_ps(x.v, y.v)};
+#else
+    const auto of = [&](int i) { return x.v[i] > y.v[i] ? x.v[i] : y.v[i]; };
+    return {Float4{of(0), of(1), of(2), of(3)}};
+#endif
+}
+TALV_INLINE unsigned not_below(Floats x, Floats y) noexcept
+{
+#ifdef __SSE2__
+    return static_cast<unsigned>(_mm_movemask_ps(_mm_cmpge_ps(x.v, y.v)));
+#else
+    const auto of = [&](int i) { return x.v[i] >= y.v[i] ? 1u << i : 0u; };
+    return of(0) | of(1) | of(2) | of(3);
+#endif
+}
+TALV_INLINE Floats positive_or(Floats x, Floats other) noexcept
+{
+#ifdef __SSE2__
+    const __m128 test = _mm_cmpgt_ps(x.v, _mm_setzero_ps());
+    return {_mm_or_ps(_mm_and_ps(test, x.v), _mm_andnot_ps(test, other.v))};
+#else
+    const auto of = [&](int i) { return x.v[i] > 0.0f ? x.v[i] : other.v[i]; };
+    return {Float4{of(0), of(1), of(2), of(3)}};
+#endif
+}
+TALV_INLINE float largest_lane(Floats x) noexcept
+{
+    const float a = x.v[0] > x.v[2] ? x.v[0] : x.v[2], b = x.v[1] > x.v[3] ? x.v[1] : x.v[3];
+    return a > b ? a : b;
+}
+TALV_INLINE float sum_of_lanes(Floats x) noexcept
+{
+    return (x.v[0] + x.v[2]) + (x.v[1] + x.v[3]);
+}
+
+#endif
+
+} // namespace talv::inline TALV_TARGET
+
+#endif

@@ -1,0 +1,351 @@
+#include "encoder/lag_search.h"
+
+#include "dsp/correlate.h"
+#include "dsp/float_order.h"
+#include "dsp/simd_estimate.h"
+#include "encoder/drift.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace talv::inline TALV_TARGET
+{
+
+namespace
+{
+
+constexpr float NOTHING = std::numeric_limits<float>::lowest();
+
+/** The correlation of one piece as it is defined: from the bias on, in rising i in double, rounded once */
+float exact_piece(const float *x, int n, int lag, float bias, float magnitude) noexcept
+{
+    float nearest;
+    if (n % (2 * LANES) == 0 && rounds_alike(wide(bias) + dot_product(x, x - lag, n),
+                                             (wide(bias) + wide(magnitude)) * SUM_ORDER_ERROR, &nearest))
+        return nearest;
+    wide_t sum = wide(bias);
+    for (int i = 0; i < n; i++)
+        sum = add_exact(sum, wide(x[i]), wide(x[i - lag]));
+    return rounded(sum);
+}
+
+/** An entry of a column, biased */
+float exact_entry(const LagBlock &block, int s, int lag, float magnitude) noexcept
+{
+    const float *x = block.x + s * block.column_len;
+    if (block.pieces == 1)
+        return exact_piece(x, block.column_len, lag, CORR_BIAS, magnitude);
+    const int half = block.column_len / 2;
+    return exact_piece(x, half, lag, CORR_BIAS * 0.5f, magnitude) +
+           exact_piece(x + half, half, lag, CORR_BIAS * 0.5f, magnitude);
+}
+
+/** A whole column, by lag - lag_lo */
+void exact_column(const LagBlock &block, int s, float *column) noexcept
+{
+    const float *x = block.x + s * block.column_len;
+    if (block.pieces == 1) {
+        correlate_lags(x, block.column_len, block.lag_lo, block.lag_hi, CORR_BIAS, column);
+        return;
+    }
+    const int half = block.column_len / 2;
+    float second[LAGS_MAX];
+    correlate_lags(x, half, block.lag_lo, block.lag_hi, CORR_BIAS * 0.5f, column);
+    correlate_lags(x + half, half, block.lag_lo, block.lag_hi, CORR_BIAS * 0.5f, second);
+    for (int l = 0; l <= block.lag_hi - block.lag_lo; l++)
+        column[l] += second[l];
+}
+
+/** Correlation sum from the entries of the columns, not below 0 */
+class CorrelationSum
+{
+public:
+    explicit CorrelationSum(bool wide_sum) noexcept : wide_(wide_sum) {}
+    wide_t added(wide_t sum, float entry) const noexcept
+    {
+        return wide_ ? sum + wide(entry) : wide(rounded(sum + wide(entry)));
+    }
+    static float without_bias(wide_t sum) noexcept { return std::max(rounded(sum - wide(CORR_BIAS_SUM)), 0.0f); }
+
+private:
+    bool wide_;
+};
+
+} // namespace
+
+void search_lag_fully(const LagBlock &block, LagChoice *choice) noexcept
+{
+    const CorrelationSum sums(block.wide_sum);
+    const int count = block.lag_hi - block.lag_lo + 1;
+    float column[LAGS_MAX], S[LAGS_MAX];
+    {
+        wide_t sum[LAGS_MAX] = {};
+        float largest[LAGS_MAX];
+        for (int s = 0; s < block.columns; s++) {
+            exact_column(block, s, column);
+            drift_maxima(column, block.lag_lo, block.lag_hi, largest);
+            for (int l = 0; l < count; l++)
+                sum[l] = sums.added(sum[l], largest[l]);
+        }
+        for (int l = 0; l < count; l++)
+            S[l] = CorrelationSum::without_bias(sum[l]);
+    }
+    float energy_by_lag[ENERGIES_MAX];
+    choice->E = slide_energy(block.x, block.n, block.lag_lo, block.lag_hi, energy_by_lag);
+    choice->lag = best_lag(S, energy_by_lag, block.lag_lo, block.lag_hi, &choice->q);
+    choice->offset = drift_offset(column, block.lag_lo, block.lag_hi, choice->lag); /* that of the last column */
+}
+
+namespace
+{
+
+constexpr int WIDEST = 32; /* lags that a column may choose from, at most */
+
+/** Maxima of a column's estimates over what each lag may borrow from; encoder/drift.cpp does the same with entries
+ *  near     I  [count]    by lag_hi - lag, as all arrays here
+ *  largest  O  [-8 .. count + 7]   beyond 0..count-1 nothing counts                                                  */
+void estimate_maxima(const float *near, int lag_lo, int lag_hi, float *largest) noexcept
+{
+    const int count = lag_hi - lag_lo + 1;
+    float room[WIDEST + ESTIMATES_MAX + FLOATS];
+    float *m = room + WIDEST;
+    for (int i = 0; i < WIDEST; i += FLOATS)
+        store(room + i, floats(NOTHING));
+    for (int k = 0; k < count; k += FLOATS)
+        store(m + k, load_floats(near + k));
+    store(m + count, floats(NOTHING));
+
+    /* From maxima over `size` lags to maxima over twice as many, for the longer lags, which need them */
+    const auto double_size = [&](int size, int shortest) {
+        for (int k = (lag_hi - shortest) / FLOATS * FLOATS; k >= 0; k -= FLOATS)
+            store(m + k, larger(load_floats(m + k), load_floats(m + k - size)));
+    };
+    double_size(1, lag_lo);
+    double_size(2, lag_lo);
+    int w = lag_lo / 5; /* lags 5 w to 5 w + 4 choose from w lags, which two stretches of `size` cover */
+    for (int size = 4; 5 * w <= lag_hi; size *= 2) {
+        const int top = size == 16 ? WIDEST : 2 * size - 1;
+        for (; w <= top && 5 * w <= lag_hi; w++) {
+            const int k = lag_hi - 5 * w - 4, shift = std::min(w, 2 * size - 1) - size;
+            /* What is written beyond the five lags lies at longer ones, which come later. */
+            const auto choose_at = [&](int at) {
+                store(largest + at, larger(load_floats(m + at), load_floats(m + at - shift)));
+            };
+            if constexpr (FLOATS < 5)
+                choose_at(k);
+            choose_at(k + 5 - FLOATS);
+        }
+        if (5 * w <= lag_hi)
+            double_size(size, 5 * w);
+    }
+}
+
+/** A search that is under way */
+class Search
+{
+public:
+    Search(const LagBlock &block, const LagEstimates &estimates) noexcept
+        : block_(block), estimates_(estimates), sums_(block.wide_sum),
+          entry_error_(UNIT * (static_cast<float>(block.column_len + 8) * estimates.magnitude + 2.0f * CORR_BIAS))
+    {
+    }
+
+    bool run(LagChoice *choice) noexcept;
+
+private:
+    /* Half a unit of a float's last place, and a little more for what is of second order */
+    static constexpr float UNIT = 1.01f * 0x1p-24f;
+    static constexpr float SCORE_SLACK = 1e-5f; /* for the roundings of a score */
+    static constexpr int SURVIVORS_MAX = 24;
+    static constexpr int KNOWN_MAX = 6;
+
+    struct Known {
+        int k;
+        float entry;
+    };
+
+    float estimate_scores(const float *energy, float *score) const noexcept;
+    float entry(int s, int k) noexcept;
+    bool largest_entry(int s, int k, float *largest, int *offset, int *equals) noexcept;
+    bool exact_score(int k, float energy, wide_t *score, wide_t *q) noexcept;
+    int lag(int k) const noexcept { return block_.lag_hi - k; }
+
+    const LagBlock &block_;
+    const LagEstimates &estimates_;
+    CorrelationSum sums_;
+    float entry_error_; /* how far an estimate, biased, may lie from the entry */
+    Known known_[MAX_SEGMENTS][KNOWN_MAX] = {};
+    int known_count_[MAX_SEGMENTS] = {};
+};
+
+/** Scores, none of them less than the exact one but for SCORE_SLACK
+ *  energy  I  [count]   by lag_hi - lag
+ *  score   O  [-8 .. count + 7]   from count on they are 0
+ *  return                         the highest                                                                       */
+float Search::estimate_scores(const float *energy, float *score) const noexcept
+{
+    const int count = block_.lag_hi - block_.lag_lo + 1;
+    float room[FLOATS + ESTIMATES_MAX + FLOATS];
+    float *largest = room + FLOATS;
+    for (int s = 0; s < block_.columns; s++) {
+        estimate_maxima(estimates_.column[s], block_.lag_lo, block_.lag_hi, s == 0 ? score : largest);
+        if (s > 0)
+            for (int k = 0; k < count; k += FLOATS)
+                store(score + k, load_floats(score + k) + load_floats(largest + k));
+    }
+    store(score + count, floats(NOTHING));
+
+    /* Entries sum up to less than 3 (bias + magnitude) when they are rounded, three times at most, and so do the
+     * estimates. */
+    const float above = 3.0f * entry_error_ + UNIT * (8.0f * estimates_.magnitude + 8.0f * CORR_BIAS) +
+                        (static_cast<float>(block_.columns) * CORR_BIAS - CORR_BIAS_SUM);
+    constexpr float STEP = rounded(LAG_WEIGHT);
+    float ramp[FLOATS];
+    for (int i = 0; i < FLOATS; i++)
+        ramp[i] = 1.0f - STEP * static_cast<float>(block_.lag_hi - i);
+    Floats weight = load_floats(ramp), top = floats(0.0f);
+    for (int k = 0; k < count; k += FLOATS) {
+        const Floats S = larger(load_floats(score + k) + floats(above), floats(0.0f));
+        const Floats E = positive_or(load_floats(energy + k), floats(std::numeric_limits<float>::infinity()));
+        const Floats now = weight * S * S / E;
+        store(score + k, now);
+        top = larger(top, now);
+        weight = weight + floats(STEP * static_cast<float>(FLOATS));
+    }
+    return largest_lane(top);
+}
+
+/** An entry, which is worked out once */
+float Search::entry(int s, int k) noexcept
+{
+    int &count = known_count_[s];
+    for (int i = 0; i < count; i++)
+        if (known_[s][i].k == k)
+            return known_[s][i].entry;
+    const float value = exact_entry(block_, s, lag(k), estimates_.magnitude);
+    if (count < KNOWN_MAX)
+        known_[s][count++] = {k, value};
+    return value;
+}
+
+/** The largest entry that a lag may borrow, how much longer its lag is, and how many are equal to it
+ *  return   false where entries below 0 may count, whose order is another one                                        */
+bool Search::largest_entry(int s, int k, float *largest, int *offset, int *equals) noexcept
+{
+    const float *near = estimates_.column[s];
+    const int first = k - drift_reach(lag(k), block_.lag_hi);
+    float highest = near[k];
+    for (int i = first; i < k; i++)
+        highest = std::max(highest, near[i]);
+    const float least = highest - 2.0f * entry_error_;
+    if (!(least > -CORR_BIAS))
+        return false;
+    *largest = 0.0f;
+    for (int i = k; i >= first; i--) {
+        if (!(near[i] >= least))
+            continue;
+        const float now = entry(s, i);
+        if (now > *largest) {
+            *largest = now;
+            *offset = k - i;
+            *equals = 1;
+        } else if (now == *largest) {
+            *equals += 1;
+        }
+    }
+    return true;
+}
+
+bool Search::exact_score(int k, float energy, wide_t *score, wide_t *q) noexcept
+{
+    wide_t sum = wide(0);
+    for (int s = 0; s < block_.columns; s++) {
+        float largest;
+        int offset, equals;
+        if (!largest_entry(s, k, &largest, &offset, &equals))
+            return false;
+        sum = sums_.added(sum, largest);
+    }
+    const wide_t S = wide(CorrelationSum::without_bias(sum));
+    *q = energy > 0.0f ? S * S / wide(energy) : wide(0);
+    *score = (wide(1) - LAG_WEIGHT * wide(lag(k))) * *q;
+    return true;
+}
+
+bool Search::run(LagChoice *choice) noexcept
+{
+    const int count = block_.lag_hi - block_.lag_lo + 1;
+    float energy[ENERGIES_MAX], room[FLOATS + ESTIMATES_MAX + FLOATS];
+    float *estimate = room + FLOATS;
+    choice->E = slide_energy(block_.x, block_.n, block_.lag_lo, block_.lag_hi, energy);
+    store(energy + count, floats(0.0f));
+    const float top = estimate_scores(energy, estimate);
+
+    int best = 0;
+    while (best < count - 1 && estimate[best] != top)
+        best++;
+    wide_t best_score;
+    if (!exact_score(best, energy[best], &best_score, &choice->q))
+        return false;
+    const float limit = rounded(best_score) * (1.0f - SCORE_SLACK);
+    const int first = best;
+    int survivors = 0;
+    for (int at = 0; at < count; at += FLOATS) {
+        unsigned lanes = not_below(load_floats(estimate + at), floats(limit));
+        for (; lanes != 0; lanes &= lanes - 1) {
+            const int k = at + __builtin_ctz(lanes);
+            if (k >= count || k == first)
+                continue;
+            wide_t score, q;
+            if (++survivors > SURVIVORS_MAX || !exact_score(k, energy[k], &score, &q))
+                return false;
+            if (score > best_score || (score == best_score && k > best)) {
+                best = k;
+                best_score = score;
+                choice->q = q;
+            }
+        }
+    }
+
+    float largest;
+    int equals;
+    if (!largest_entry(block_.columns - 1, best, &largest, &choice->offset, &equals))
+        return false;
+    choice->lag = lag(best);
+    return equals == 1 || choice->offset == 0; /* of equal ones it is the search from above that decides */
+}
+
+} // namespace
+
+float magnitude_bound(const float *x, int n) noexcept
+{
+    Floats sum = floats(0.0f);
+    int i = 0;
+    for (; i + FLOATS <= n; i += FLOATS) {
+        const Floats v = load_floats(x + i);
+        sum = add_product(sum, v, v);
+    }
+    float total = sum_of_lanes(sum);
+    for (; i < n; i++)
+        total += x[i] * x[i];
+    return total * 1.001f;
+}
+
+void search_lag(const LagBlock &block, const LagEstimates &estimates, LagChoice *choice) noexcept
+{
+    constexpr float GREATEST = 1e15f; /* its square is no infinity                                   */
+    constexpr float LEAST = 1e-3f;    /* what is added to half the bias has to be twice as much to change it */
+    if (LAGS_ARE_ESTIMATED && estimates.magnitude < LEAST) {
+        float energy[ENERGIES_MAX];
+        *choice = {block.lag_lo, 0, wide(0), slide_energy(block.x, block.n, block.lag_lo, block.lag_hi, energy)};
+        return;
+    }
+    if (LAGS_ARE_ESTIMATED && estimates.magnitude < GREATEST) {
+        Search search(block, estimates);
+        if (search.run(choice))
+            return;
+    }
+    search_lag_fully(block, choice);
+}
+
+} // namespace talv::inline TALV_TARGET
