@@ -65,11 +65,11 @@ void estimate_groups(const float *x, int n, int lag_hi, const float *start, floa
     for (int g = 0; g < groups; g++)
         sum[g] = start == nullptr ? floats(0.0f) : load_floats(start + FLOATS * g);
     const float *past = x - lag_hi;
-    for (int i = 0; i < n; i++) {
-        const Floats now = floats(x[i]);
+    for (const float *now = x; now < x + n; now++, past++) {
+        const Floats factor = floats(*now);
         TALV_UNROLL
         for (int g = 0; g < groups; g++)
-            sum[g] = add_product(sum[g], now, load_floats(past + i + FLOATS * g));
+            sum[g] = add_product(sum[g], factor, load_floats(past + FLOATS * g));
     }
     TALV_UNROLL
     for (int g = 0; g < groups; g++)

@@ -26,6 +26,8 @@
 #elif defined(__AVX2__) && defined(__FMA__)
 #include <immintrin.h>
 #define TALV_SIMD_AVX2 1
+#elif defined(__SSE2__)
+#include <emmintrin.h>
 #endif
 
 /* Routines of a block that are to be part of their caller; small machines built for size leave it to the compiler. */
@@ -156,6 +158,14 @@ TALV_INLINE int positive_lanes(Wide4 x) noexcept
 {
     return _mm256_movemask_pd(_mm256_cmp_pd(x.v, _mm256_setzero_pd(), _CMP_GT_OQ));
 }
+TALV_INLINE int lanes_above(Wide4 x, Wide4 limit) noexcept
+{
+    return _mm256_movemask_pd(_mm256_cmp_pd(x.v, limit.v, _CMP_GT_OQ));
+}
+TALV_INLINE int sign_bits(Wide4 x) noexcept
+{
+    return _mm256_movemask_pd(x.v);
+}
 TALV_INLINE Wide4 larger(Wide4 x, Wide4 y) noexcept
 {
     return {_mm256_max_pd(x.v, y.v)};
@@ -284,35 +294,73 @@ TALV_INLINE Wide4 exact_minus(Wide4 x, Wide4 y, Wide4 z) noexcept
 {
     return x * y - z;
 }
-/** Bit i tells whether lane i is above 0, and whether lanes i are equal */
-TALV_INLINE int positive_lanes(Wide4 x) noexcept
+#ifdef __SSE2__
+
+TALV_INLINE int lanes_above(Wide4 x, Wide4 limit) noexcept
 {
-    return (x.lo[0] > 0.0 ? 1 : 0) | (x.lo[1] > 0.0 ? 2 : 0) | (x.hi[0] > 0.0 ? 4 : 0) | (x.hi[1] > 0.0 ? 8 : 0);
+    return _mm_movemask_pd(_mm_cmpgt_pd(x.lo, limit.lo)) | _mm_movemask_pd(_mm_cmpgt_pd(x.hi, limit.hi)) << 2;
+}
+TALV_INLINE int equal_lanes(Wide4 x, Wide4 y) noexcept
+{
+    return _mm_movemask_pd(_mm_cmpeq_pd(x.lo, y.lo)) | _mm_movemask_pd(_mm_cmpeq_pd(x.hi, y.hi)) << 2;
+}
+TALV_INLINE int sign_bits(Wide4 x) noexcept
+{
+    return _mm_movemask_pd(x.lo) | _mm_movemask_pd(x.hi) << 2;
+}
+TALV_INLINE Wide4 larger(Wide4 x, Wide4 y) noexcept
+{
+    return {_mm_max_pd(x.lo, y.lo), _mm_max_pd(x.hi, y.hi)};
+}
+TALV_INLINE Wide4 square_root(Wide4 x) noexcept
+{
+    return {_mm_sqrt_pd(x.lo), _mm_sqrt_pd(x.hi)};
+}
+
+#else
+
+/** Bit i tells whether lane i is above that of `limit`, whether lanes i are equal, and the sign of lane i */
+TALV_INLINE int lanes_above(Wide4 x, Wide4 limit) noexcept
+{
+    return (x.lo[0] > limit.lo[0] ? 1 : 0) | (x.lo[1] > limit.lo[1] ? 2 : 0) | (x.hi[0] > limit.hi[0] ? 4 : 0) |
+           (x.hi[1] > limit.hi[1] ? 8 : 0);
+}
+TALV_INLINE int equal_lanes(Wide4 x, Wide4 y) noexcept
+{
+    return (x.lo[0] == y.lo[0] ? 1 : 0) | (x.lo[1] == y.lo[1] ? 2 : 0) | (x.hi[0] == y.hi[0] ? 4 : 0) |
+           (x.hi[1] == y.hi[1] ? 8 : 0);
+}
+TALV_INLINE int sign_bits(Wide4 x) noexcept
+{
+    return (std::signbit(x.lo[0]) ? 1 : 0) | (std::signbit(x.lo[1]) ? 2 : 0) | (std::signbit(x.hi[0]) ? 4 : 0) |
+           (std::signbit(x.hi[1]) ? 8 : 0);
 }
 /** The larger of two, lane by lane; no lane may be without a value */
 TALV_INLINE Wide4 larger(Wide4 x, Wide4 y) noexcept
 {
     return {x.lo > y.lo ? x.lo : y.lo, x.hi > y.hi ? x.hi : y.hi};
 }
+TALV_INLINE Wide4 square_root(Wide4 x) noexcept
+{
+    return {Pair64{std::sqrt(x.lo[0]), std::sqrt(x.lo[1])}, Pair64{std::sqrt(x.hi[0]), std::sqrt(x.hi[1])}};
+}
+
+#endif
+
+TALV_INLINE int positive_lanes(Wide4 x) noexcept
+{
+    return lanes_above(x, broadcast(0.0));
+}
 /** x where `test` is above 0, else `other` */
 TALV_INLINE Wide4 choose(Wide4 test, Wide4 x, Wide4 other) noexcept
 {
     return {test.lo > 0.0 ? x.lo : other.lo, test.hi > 0.0 ? x.hi : other.hi};
-}
-TALV_INLINE Wide4 square_root(Wide4 x) noexcept
-{
-    return {Pair64{std::sqrt(x.lo[0]), std::sqrt(x.lo[1])}, Pair64{std::sqrt(x.hi[0]), std::sqrt(x.hi[1])}};
 }
 /** (lane 0 + lane 2) + (lane 1 + lane 3) */
 TALV_INLINE wide_t sum_of_lanes(Wide4 x) noexcept
 {
     const Pair64 two = x.lo + x.hi;
     return two[0] + two[1];
-}
-TALV_INLINE int equal_lanes(Wide4 x, Wide4 y) noexcept
-{
-    return (x.lo[0] == y.lo[0] ? 1 : 0) | (x.lo[1] == y.lo[1] ? 2 : 0) | (x.hi[0] == y.hi[0] ? 4 : 0) |
-           (x.hi[1] == y.hi[1] ? 8 : 0);
 }
 TALV_INLINE wide_t largest_lane(Wide4 x) noexcept
 {

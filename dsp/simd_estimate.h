@@ -119,7 +119,7 @@ TALV_INLINE Floats add_product(Floats sum, Floats x, Floats y) noexcept
 }
 TALV_INLINE Floats larger(Floats x, Floats y) noexcept
 {
-#ifdef __SSE2__
+#if defined(__SSE2__) && !defined(TALV_SIMD_PLAIN)
     return {_mm_max_ps(x.v, y.v)};
 #else
     const auto of = [&](int i) { return x.v[i] > y.v[i] ? x.v[i] : y.v[i]; };
@@ -128,7 +128,7 @@ TALV_INLINE Floats larger(Floats x, Floats y) noexcept
 }
 TALV_INLINE unsigned not_below(Floats x, Floats y) noexcept
 {
-#ifdef __SSE2__
+#if defined(__SSE2__) && !defined(TALV_SIMD_PLAIN)
     return static_cast<unsigned>(_mm_movemask_ps(_mm_cmpge_ps(x.v, y.v)));
 #else
     const auto of = [&](int i) { return x.v[i] >= y.v[i] ? 1u << i : 0u; };
@@ -137,7 +137,7 @@ TALV_INLINE unsigned not_below(Floats x, Floats y) noexcept
 }
 TALV_INLINE Floats positive_or(Floats x, Floats other) noexcept
 {
-#ifdef __SSE2__
+#if defined(__SSE2__) && !defined(TALV_SIMD_PLAIN)
     const __m128 test = _mm_cmpgt_ps(x.v, _mm_setzero_ps());
     return {_mm_or_ps(_mm_and_ps(test, x.v), _mm_andnot_ps(test, other.v))};
 #else

@@ -10,10 +10,6 @@
 
 #ifndef TALV_SIMD_PLAIN
 
-#if !defined(TALV_SIMD_AVX2) && defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 namespace talv::inline TALV_TARGET
 {
 

@@ -122,18 +122,17 @@ void estimate_maxima(const float *near, int lag_lo, int lag_hi, float *largest) 
     };
     double_size(1, lag_lo);
     double_size(2, lag_lo);
-    int w = lag_lo / 5; /* lags 5 w to 5 w + 4 choose from w lags, which two stretches of `size` cover */
+    /* Lags 5 w to 5 w + 4 choose from w lags, which two stretches of `size` cover. What is written beyond the five lies
+     * at longer lags, which come later. */
+    int w = lag_lo / 5;
     for (int size = 4; 5 * w <= lag_hi; size *= 2) {
-        const int top = size == 16 ? WIDEST : 2 * size - 1;
-        for (; w <= top && 5 * w <= lag_hi; w++) {
-            const int k = lag_hi - 5 * w - 4, shift = std::min(w, 2 * size - 1) - size;
-            /* What is written beyond the five lags lies at longer ones, which come later. */
-            const auto choose_at = [&](int at) {
-                store(largest + at, larger(load_floats(m + at), load_floats(m + at - shift)));
-            };
+        const int last = std::min(size == 16 ? WIDEST : 2 * size - 1, lag_hi / 5);
+        const float *other = m - (w - size); /* the stretch of the longer lags */
+        for (int k = lag_hi - 5 * w - 4; w <= last; w++, k -= 5, other--) {
             if constexpr (FLOATS < 5)
-                choose_at(k);
-            choose_at(k + 5 - FLOATS);
+                store(largest + k, larger(load_floats(m + k), load_floats(other + k)));
+            const int at = k + 5 - FLOATS;
+            store(largest + at, larger(load_floats(m + at), load_floats(other + at)));
         }
         if (5 * w <= lag_hi)
             double_size(size, 5 * w);
@@ -234,25 +233,30 @@ bool Search::largest_entry(int s, int k, float *largest, int *offset, int *equal
 {
     const float *near = estimates_.column[s];
     const int first = k - drift_reach(lag(k), block_.lag_hi);
+    Floats top = floats(NOTHING);
     float highest = near[k];
-    for (int i = first; i < k; i++)
+    int i = first;
+    for (; i + FLOATS <= k; i += FLOATS)
+        top = larger(top, load_floats(near + i));
+    for (; i < k; i++)
         highest = std::max(highest, near[i]);
-    const float least = highest - 2.0f * entry_error_;
+    const float least = std::max(highest, largest_lane(top)) - 2.0f * entry_error_;
     if (!(least > -CORR_BIAS))
         return false;
+
     *largest = 0.0f;
-    for (int i = k; i >= first; i--) {
-        if (!(near[i] >= least))
-            continue;
-        const float now = entry(s, i);
-        if (now > *largest) {
-            *largest = now;
-            *offset = k - i;
-            *equals = 1;
-        } else if (now == *largest) {
-            *equals += 1;
-        }
-    }
+    const auto look_at = [&](int j) {
+        const float now = entry(s, j);
+        *equals = now > *largest ? 1 : *equals + (now == *largest ? 1 : 0);
+        *offset = now >= *largest ? k - j : *offset;
+        *largest = std::max(now, *largest);
+    };
+    for (i = first; i + FLOATS <= k; i += FLOATS)
+        for (unsigned lanes = not_below(load_floats(near + i), floats(least)); lanes != 0; lanes &= lanes - 1)
+            look_at(i + __builtin_ctz(lanes));
+    for (; i <= k; i++)
+        if (near[i] >= least)
+            look_at(i);
     return true;
 }
 
@@ -261,7 +265,7 @@ bool Search::exact_score(int k, float energy, wide_t *score, wide_t *q) noexcept
     wide_t sum = wide(0);
     for (int s = 0; s < block_.columns; s++) {
         float largest;
-        int offset, equals;
+        int offset = 0, equals = 0;
         if (!largest_entry(s, k, &largest, &offset, &equals))
             return false;
         sum = sums_.added(sum, largest);
@@ -308,7 +312,8 @@ bool Search::run(LagChoice *choice) noexcept
     }
 
     float largest;
-    int equals;
+    int equals = 0;
+    choice->offset = 0;
     if (!largest_entry(block_.columns - 1, best, &largest, &choice->offset, &equals))
         return false;
     choice->lag = lag(best);

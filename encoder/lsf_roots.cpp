@@ -88,21 +88,22 @@ void widen_series(Series *series) noexcept
     series->doubt = sum * wide(1.01 * 0x1p-24);
 }
 
-/** The series at groups * LANES points, not rounded on the way
+/** The series of the codec's order at groups * LANES points, not rounded on the way
  *  x  I  [groups]
  *  F  O  [groups]                                                                                                    */
 template <int groups>
 TALV_INLINE void series_at(const Series &series, const Wide4 *x, Wide4 *F) noexcept
 {
     Wide4 two_x[groups], b1[groups], b2[groups];
-    const Wide4 last = broadcast(series.w[series.terms - 1]);
+    const Wide4 last = broadcast(series.w[TERMS_CODEC - 1]);
     TALV_UNROLL
     for (int g = 0; g < groups; g++) {
         two_x[g] = x[g] + x[g];
         b1[g] = last;
         b2[g] = broadcast(wide(0));
     }
-    for (int i = series.terms - 2; i >= 1; i--) {
+    TALV_UNROLL
+    for (int i = TERMS_CODEC - 2; i >= 1; i--) {
         const Wide4 c = broadcast(series.w[i]);
         TALV_UNROLL
         for (int g = 0; g < groups; g++) {
@@ -141,26 +142,6 @@ template <int groups>
         F[g] = rounded_wide((broadcast(series.w[0]) - last_b2[g] + b1[g]) * broadcast(wide(0.5)));
 }
 
-/** Which of groups * LANES values lie above `limit` */
-template <int groups>
-TALV_INLINE int lanes_above(const Wide4 *v, Wide4 limit) noexcept
-{
-    int lanes = 0;
-    TALV_UNROLL
-    for (int g = 0; g < groups; g++)
-        lanes |= positive_lanes(v[g] - limit) << (LANES * g);
-    return lanes;
-}
-template <int groups>
-TALV_INLINE int lanes_below(const Wide4 *v, Wide4 limit) noexcept
-{
-    int lanes = 0;
-    TALV_UNROLL
-    for (int g = 0; g < groups; g++)
-        lanes |= positive_lanes(limit - v[g]) << (LANES * g);
-    return lanes;
-}
-
 /** Where cheb_eval() is above 0, and where it is below, a bit a point. It is worked out itself only if it has to be:
  *  nearly always the series without its roundings is far enough from 0.                                             */
 template <int groups>
@@ -169,15 +150,26 @@ TALV_INLINE void cheb_signs(const Series &series, const Wide4 *x, int *positive,
     constexpr int ALL = (1 << (LANES * groups)) - 1;
     constexpr bool WIDER = sizeof(wide_t) > sizeof(float);
     Wide4 F[groups];
-    if constexpr (WIDER) {
+    if (WIDER && series.terms == TERMS_CODEC) {
         series_at<groups>(series, x, F);
-        *positive = lanes_above<groups>(F, broadcast(series.doubt));
-        *negative = lanes_below<groups>(F, broadcast(-series.doubt));
+        const Wide4 doubt = broadcast(series.doubt);
+        int sure = ALL;
+        *negative = 0;
+        TALV_UNROLL
+        for (int g = 0; g < groups; g++) {
+            sure &= lanes_above(magnitude(F[g]), doubt) << (LANES * g) | ~(ALL_LANES << (LANES * g));
+            *negative |= sign_bits(F[g]) << (LANES * g);
+        }
+        *positive = *negative ^ ALL;
+        if (sure == ALL)
+            return;
     }
-    if (!WIDER || (*positive | *negative) != ALL) {
-        cheb_eval_at<groups>(series, x, F);
-        *positive = lanes_above<groups>(F, broadcast(wide(0)));
-        *negative = lanes_below<groups>(F, broadcast(wide(0)));
+    cheb_eval_at<groups>(series, x, F);
+    const Wide4 zero = broadcast(wide(0));
+    *positive = *negative = 0;
+    for (int g = 0; g < groups; g++) {
+        *positive |= lanes_above(F[g], zero) << (LANES * g);
+        *negative |= lanes_above(zero, F[g]) << (LANES * g);
     }
 }
 
@@ -269,7 +261,8 @@ bool walk_to_bracket(const Series &series, float from, float *above, float *belo
         int positive, negative;
         cheb_signs<2>(series, x, &positive, &negative);
         const int same_sign = (positive & positive >> 1) | (negative & negative >> 1);
-        const int goes_on = same_sign & lanes_above<2>(x, end) >> 1;
+        const int inside = lanes_above(x[0], end) | lanes_above(x[1], end) << LANES;
+        const int goes_on = same_sign & inside >> 1;
         if (goes_on == (1 << (WALK - 1)) - 1) {
             start = lane(x[1], LANES - 1);
             continue;
@@ -284,44 +277,60 @@ bool walk_to_bracket(const Series &series, float from, float *above, float *belo
     }
 }
 
+/** The leaf that the bisection comes to, and the upper end of what is left then, LEAVES being that of the bracket
+ *  same_sign   bit k tells whether the series has the sign at leaf k that it has at leaf 0                           */
+TALV_INLINE void bisect(int same_sign, int *leaf, int *end) noexcept
+{
+    *end = __builtin_ctz(~static_cast<unsigned>(same_sign) | 1u << LEAVES);
+    *leaf = *end - 1;
+    if ((same_sign & (same_sign + 1)) == 0) /* one change of sign in all: that is where every round leads */
+        return;
+    *leaf = 0;
+    *end = LEAVES;
+    for (int bit = LEAVES / 2; bit >= 1; bit /= 2) {
+        if ((same_sign >> (*leaf + bit) & 1) != 0)
+            *leaf += bit;
+        else
+            *end = *leaf + bit;
+    }
+}
+
 /** The root in a bracket: bisection, then a secant
  *  below  IO   lower side, narrowed
  *  d      O    width of the narrowed bracket
  *  All points that the bisection may come to are worked out at once: leaf k, in sixteenths of the bracket, is the one
- *  with the lowest bit of k cleared, raised by that bit's share, as the rounds would do it one after another. They are
- *  kept in the order in which they come about: leaf k stands in place LANES (k mod LANES) + k / LANES.               */
+ *  with the lowest bit of k cleared, raised by that bit's share, as the rounds would do it one after another.        */
 float refine_root(const Series &series, float above, float *below, float *d) noexcept
 {
     static_assert(LEAVES == LANES * LANES);
     const float width = above - *below;
     const float half = *below + width * 0.5f;
-    const Float4 fours = {*below, *below + width * 0.25f, half, half + width * 0.25f};
-    const Float4 twos = fours + width * 0.125f;
-    const Float4 leaf[LANES] = {fours, fours + width * 0.0625f, twos, twos + width * 0.0625f};
-    Wide4 wide_leaf[LANES];
-    float x[LEAVES];
+    const float fours[LANES] = {*below, *below + width * 0.25f, half, half + width * 0.25f};
+    const float two = width * 0.125f, one = width * 0.0625f;
+    const Float4 twos = {0.0f, 0.0f, two, two}, ones = {0.0f, one, 0.0f, one};
+    Wide4 leaf[LANES];
+    float x[LEAVES + 1];
     TALV_UNROLL
     for (int g = 0; g < LANES; g++) {
-        wide_leaf[g] = widened(leaf[g]);
-        store4(x + LANES * g, leaf[g]);
+        const Float4 four = Float4{fours[g], fours[g], fours[g], fours[g]} + twos + ones;
+        leaf[g] = widened(four);
+        store4(x + LANES * g, four);
     }
+    x[LEAVES] = above;
 
-    /* While the value at the lower end keeps its sign, so do the products. Leaf 0 is the bracket's lower side. */
-    int positive, negative;
-    cheb_signs<LANES>(series, wide_leaf, &positive, &negative);
-    const int same_sign = (positive & 1) != 0 ? positive : (negative & 1) != 0 ? negative : 0;
-    const auto place = [](int k) { return LANES * (k % LANES) + k / LANES; };
-    int k = 0, end = LEAVES;
-    for (int bit = LEAVES / 2; bit >= 1; bit /= 2) {
-        const bool moves = (same_sign >> place(k + bit) & 1) != 0;
-        end = moves ? end : k + bit;
-        k = moves ? k + bit : k;
+    /* While the value at the lower end keeps its sign, so do the products. */
+    int positive, negative, k, end;
+    cheb_signs<LANES>(series, leaf, &positive, &negative);
+    bisect((positive & 1) != 0 ? positive : (negative & 1) != 0 ? negative : 0, &k, &end);
+    if (k < 0) { /* a value of 0 at the bracket's lower side */
+        k = 0;
+        end = 1;
     }
-    *below = x[place(k)];
+    *below = x[k];
     *d = width / LEAVES;
 
     float F[2];
-    cheb_eval_two(series, *below, end == LEAVES ? above : x[place(end)], F);
+    cheb_eval_two(series, x[k], x[end], F);
     if (F[1] == F[0])
         return *below + *d;
     return rounded(wide(*below) + wide(*d) * wide(F[0]) / (wide(F[0]) - wide(F[1])));
