@@ -38,6 +38,10 @@ constexpr float nearest_float(Position x) noexcept
 {
     return rounded(x);
 }
+constexpr Position divided(Position x, int n) noexcept
+{
+    return x / n;
+}
 #endif
 
 /** Common speed of both read positions, cycles a sample, and where the new cycle is entered */
@@ -60,7 +64,7 @@ Glide plan_glide(int p_old, int p_new, Position n_new, Position u) noexcept
     }
     if (p_new > p_old) {
         const int r = p_new / p_old;
-        return {1.0f / static_cast<float>(r * p_old), 1.0f / static_cast<float>(p_new), u / r};
+        return {1.0f / static_cast<float>(r * p_old), 1.0f / static_cast<float>(p_new), divided(u, r)};
     }
     const float f = 1.0f / static_cast<float>(p_old);
     return {f, f, u};
