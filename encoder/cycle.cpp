@@ -14,11 +14,6 @@ namespace
 
 constexpr wide_t SPLINE_POLE = wide(0.267949192); /* 2 - sqrt(3): the pole of the cubic B-spline's inverse filter */
 
-/** A cycle's cubics a u^3 + b u^2 + c u + d, one a segment, floats in value */
-struct Segments {
-    wide_t a[LAG_MAX], b[LAG_MAX], c[LAG_MAX], d[LAG_MAX];
-};
-
 /** The two recursive passes over [-1 .. P+1], forward and backward */
 void spline_passes(int P, const float *cycle, float *spline_coef) noexcept
 {
@@ -34,34 +29,74 @@ void spline_passes(int P, const float *cycle, float *spline_coef) noexcept
     }
 }
 
-/** The same by quick chains; returns whether they hold (dsp/simd_chain.h) */
-bool spline_passes_quickly(int P, const float *cycle, float *spline_coef) noexcept
+/* The pole is so near 0 that what a pass held some samples before is soon forgotten to the last bit. So four stretches of
+ * the cycle run side by side, each started from nothing WARM_UP samples before its own first one; where one of them has
+ * not come to what its neighbour left off with, the proof finds it. */
+constexpr int WARM_UP = 24;
+constexpr int STRETCH_MAX = (LAG_MAX + 3 + LANES * LANES - 1) / (LANES * LANES) * LANES;
+
+/** Both passes by quick chains; returns whether they hold (dsp/simd_chain.h) */
+[[gnu::noinline]] bool spline_passes_quickly(int P, const float *cycle, float *spline_coef) noexcept
 {
     const int count = P + 3;
-    wide_t forward[1 + LAG_MAX + 3];  /* the value before the first, then one a sample           */
-    wide_t backward[LAG_MAX + 3 + 1]; /* one a sample, then the value before the first, the last */
-    const Pair64 pole = twice(SPLINE_POLE);
-    Pair64 y = twice(wide(0));
-    forward[0] = wide(0);
-    for (int k = 0; k < count; k++) {
-        y = nearly_rounded(subtract_nearly(twice(wide(cycle[k - 1])), y, pole));
-        forward[1 + k] = y[0];
+    const int stretch = (count + LANES * LANES - 1) / (LANES * LANES) * LANES; /* a multiple of LANES */
+    constexpr int ROOM = LANES * STRETCH_MAX + WARM_UP;
+    float input[WARM_UP + ROOM] = {}, forward_room[LANES + ROOM] = {}, backward[ROOM + LANES] = {};
+    float *x = input + WARM_UP, *forward = forward_room + LANES;
+    std::copy_n(cycle - 1, count, x);
+
+    const Wide4 pole = broadcast(SPLINE_POLE), minus_pole = broadcast(-SPLINE_POLE);
+    Ties ties; /* the proof would find them */
+    Wide4 y = broadcast(wide(0));
+    for (int t = -WARM_UP; t < stretch; t += LANES) {
+        Float4 block[LANES];
+        TALV_UNROLL
+        for (int l = 0; l < LANES; l++)
+            block[l] = load4(x + l * stretch + t);
+        transpose(block);
+        TALV_UNROLL
+        for (int i = 0; i < LANES; i++) {
+            y = nearly_rounded(add_nearly(widened(block[i]), y, minus_pole), &ties);
+            block[i] = narrowed(y);
+        }
+        if (t < 0)
+            continue;
+        transpose(block);
+        TALV_UNROLL
+        for (int l = 0; l < LANES; l++)
+            store4(forward + l * stretch + t, block[l]);
     }
-    y = twice(wide(0));
-    backward[count] = wide(0);
-    for (int k = count - 1; k >= 0; k--) {
-        y = nearly_rounded(subtract_nearly(twice(SPLINE_POLE * forward[1 + k]), y, pole));
-        backward[k] = y[0];
+    for (int k = count; k < LANES * stretch; k++)
+        forward[k] = 0.0f;
+
+    y = broadcast(wide(0));
+    for (int t = stretch + WARM_UP - LANES; t >= 0; t -= LANES) {
+        Float4 block[LANES];
+        TALV_UNROLL
+        for (int l = 0; l < LANES; l++)
+            block[l] = load4(forward + l * stretch + t);
+        transpose(block);
+        TALV_UNROLL
+        for (int i = LANES - 1; i >= 0; i--) {
+            y = nearly_rounded(add_nearly(pole * widened(block[i]), y, minus_pole), &ties);
+            block[i] = narrowed(y);
+        }
+        if (t >= stretch)
+            continue;
+        transpose(block);
+        TALV_UNROLL
+        for (int l = 0; l < LANES; l++)
+            store4(backward + l * stretch + t, block[l]);
     }
 
     bool holds = true;
     for (int k = 0; k < count; k += LANES) {
         const int at = std::min(k, count - LANES); /* the last ones may be looked at twice */
-        const Wide4 f = load(forward + 1 + at), b = load(backward + at);
-        const Wide4 f_due = broadcast(-SPLINE_POLE) * load(forward + at) + load_wide(cycle - 1 + at);
-        const Wide4 b_due = broadcast(SPLINE_POLE) * (f - load(backward + at + 1));
-        holds = holds && (equal_lanes(f, rounded_wide(f_due)) & equal_lanes(b, rounded_wide(b_due))) == ALL_LANES;
-        store_rounded(spline_coef - 1 + at, b);
+        const Float4 f = load4(forward + at), b = load4(backward + at);
+        const Wide4 f_due = minus_pole * load_wide(forward + at - 1) + load_wide(x + at);
+        const Wide4 b_due = pole * (widened(f) - load_wide(backward + at + 1));
+        holds = holds && (equal_lanes(f, narrowed(f_due)) & equal_lanes(b, narrowed(b_due))) == ALL_LANES;
+        store4(spline_coef - 1 + at, b);
     }
     return holds;
 }
@@ -80,39 +115,46 @@ void cycle_fold(int P, int periods, const float *source, float *cycle) noexcept
     cycle[P + 1] = cycle[1];
 }
 
-void cycle_resample(int P, const float *cycle, float *spline_coef, int points, float *out) noexcept
+namespace
+{
+
+/** The spline at j P / points, j < points; spline_coef as the passes leave it */
+[[gnu::noinline]] void sample_spline(int P, const float *spline_coef, int points, float *out) noexcept
 {
     const float step = static_cast<float>(P) / static_cast<float>(points); /* exact, and so is every j step */
+    /* Cubic of each segment, a u^3 + b u^2 + c u + d. The passes have the gain 1/6 at 0 Hz and the polynomials carry a
+     * factor 6. */
+    Float4 cubic[LAG_MAX];
+    const Wide4 three = broadcast(wide(3));
+    for (int i = 0; i < P; i += LANES) {
+        const int at = std::min(i, P - LANES); /* the last ones may be done twice */
+        const float *coef = spline_coef + at;
+        const Wide4 p0 = load_wide(coef - 1), p1 = load_wide(coef), p2 = load_wide(coef + 1), p3 = load_wide(coef + 2);
+        Float4 block[LANES] = {narrowed(three * (p1 - p2) + p3 - p0),
+                               narrowed(three * (p0 - broadcast(wide(2)) * p1 + p2)), narrowed(three * (p2 - p0)),
+                               narrowed(p0 + broadcast(wide(4)) * p1 + p2)};
+        transpose(block);
+        std::copy_n(block, LANES, cubic + at);
+    }
+    for (int j = 0; j < points; j += LANES) {
+        const Wide4 position = widened(Float4{static_cast<float>(j) * step, static_cast<float>(j + 1) * step,
+                                              static_cast<float>(j + 2) * step, static_cast<float>(j + 3) * step});
+        const Int4 at = truncated(position);
+        const Wide4 u = position - widened(at);
+        Float4 block[LANES] = {cubic[at[0]], cubic[at[1]], cubic[at[2]], cubic[at[3]]};
+        transpose(block);
+        const Wide4 a = widened(block[0]), b = widened(block[1]), c = widened(block[2]), d = widened(block[3]);
+        store_rounded(out + j, (add_exact(b, a, u) * u + c) * u + d);
+    }
+}
 
+} // namespace
+
+void cycle_resample(int P, const float *cycle, float *spline_coef, int points, float *out) noexcept
+{
     if (CHAIN_AS_DEFINED || !spline_passes_quickly(P, cycle, spline_coef))
         spline_passes(P, cycle, spline_coef);
-
-    /* Cubic of each segment. The passes have the gain 1/6 at 0 Hz and the polynomials carry a factor 6. */
-    Segments segment;
-    int i = 0;
-    for (; i + LANES <= P; i += LANES) {
-        const Wide4 p0 = load_wide(spline_coef + i - 1), p1 = load_wide(spline_coef + i);
-        const Wide4 p2 = load_wide(spline_coef + i + 1), p3 = load_wide(spline_coef + i + 2);
-        const Wide4 three = broadcast(3.0);
-        store(segment.a + i, rounded_wide(three * (p1 - p2) + p3 - p0));
-        store(segment.b + i, rounded_wide(three * (p0 - broadcast(2.0) * p1 + p2)));
-        store(segment.c + i, rounded_wide(three * (p2 - p0)));
-        store(segment.d + i, rounded_wide(p0 + broadcast(4.0) * p1 + p2));
-    }
-    for (; i < P; i++) {
-        const wide_t p0 = wide(spline_coef[i - 1]), p1 = wide(spline_coef[i]);
-        const wide_t p2 = wide(spline_coef[i + 1]), p3 = wide(spline_coef[i + 2]);
-        segment.a[i] = wide(rounded(3 * (p1 - p2) + p3 - p0));
-        segment.b[i] = wide(rounded(3 * (p0 - 2 * p1 + p2)));
-        segment.c[i] = wide(rounded(3 * (p2 - p0)));
-        segment.d[i] = wide(rounded(p0 + 4 * p1 + p2));
-    }
-    for (int j = 0; j < points; j++) {
-        const float position = static_cast<float>(j) * step;
-        const int at = static_cast<int>(position);
-        const wide_t u = wide(position - static_cast<float>(at));
-        out[j] = rounded(((segment.a[at] * u + segment.b[at]) * u + segment.c[at]) * u + segment.d[at]);
-    }
+    sample_spline(P, spline_coef, points, out);
 }
 
 void cycle_amplitudes(int harmonics, const Complex *spectrum, float *out) noexcept

@@ -21,10 +21,10 @@ namespace talv::inline TALV_TARGET
 void cycle_fold(int P, int periods, const float *source, float *cycle) noexcept;
 
 /** Interpolate a cycle onto equidistant points by a cubic B-spline
- *  P            I                2..LAG_MAX
+ *  P            I                4..LAG_MAX
  *  cycle        I  [-1 .. P+1]   with its guards
  *  spline_coef  O  [-1 .. P+1]   work
- *  points       I                a power of two
+ *  points       I                a power of two, 4 or more
  *  out          O  [points]      the value at position j P / points; at whole positions cycle[i] itself         */
 void cycle_resample(int P, const float *cycle, float *spline_coef, int points, float *out) noexcept;
 

@@ -19,7 +19,7 @@ int drift_reach(int lag, int lag_hi) noexcept;
 /** The largest entry within reach, for every lag of a column
  *  column   I  [lag_hi - lag_lo + 1]   biased correlations by lag - lag_lo
  *  lag_lo, lag_hi  I                   within LAG_MIN..LAG_MAX
- *  largest  O  [lag_hi - lag_lo + 1]                                                                              */
+ *  largest  O  [lag_hi - lag_lo + 1]   may be column                                                               */
 void drift_maxima(const float *column, int lag_lo, int lag_hi, float *largest) noexcept;
 
 /** How much longer the lag is that a segment borrows from, 0..reach

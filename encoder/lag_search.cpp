@@ -48,12 +48,16 @@ void exact_column(const LagBlock &block, int s, float *column) noexcept
         correlate_lags(x, block.column_len, block.lag_lo, block.lag_hi, CORR_BIAS, column);
         return;
     }
+    constexpr int TOGETHER = 32;
     const int half = block.column_len / 2;
-    float second[LAGS_MAX];
-    correlate_lags(x, half, block.lag_lo, block.lag_hi, CORR_BIAS * 0.5f, column);
-    correlate_lags(x + half, half, block.lag_lo, block.lag_hi, CORR_BIAS * 0.5f, second);
-    for (int l = 0; l <= block.lag_hi - block.lag_lo; l++)
-        column[l] += second[l];
+    for (int lag = block.lag_lo; lag <= block.lag_hi; lag += TOGETHER, column += TOGETHER) {
+        const int last = std::min(lag + TOGETHER - 1, block.lag_hi);
+        float second[TOGETHER];
+        correlate_lags(x, half, lag, last, CORR_BIAS * 0.5f, column);
+        correlate_lags(x + half, half, lag, last, CORR_BIAS * 0.5f, second);
+        for (int l = 0; l <= last - lag; l++)
+            column[l] += second[l];
+    }
 }
 
 /** Correlation sum from the entries of the columns, not below 0 */
@@ -71,29 +75,40 @@ private:
     bool wide_;
 };
 
+/* The larger arrays of each step are gone from the stack when the next one runs. */
+
+[[gnu::noinline]] void exact_sums(const LagBlock &block, float *S) noexcept
+{
+    const CorrelationSum sums(block.wide_sum);
+    const int count = block.lag_hi - block.lag_lo + 1;
+    wide_t sum[LAGS_MAX] = {};
+    float entries[LAGS_MAX];
+    for (int s = 0; s < block.columns; s++) {
+        exact_column(block, s, entries);
+        drift_maxima(entries, block.lag_lo, block.lag_hi, entries);
+        for (int l = 0; l < count; l++)
+            sum[l] = sums.added(sum[l], entries[l]);
+    }
+    for (int l = 0; l < count; l++)
+        S[l] = CorrelationSum::without_bias(sum[l]);
+}
+
+[[gnu::noinline]] void score_exactly(const LagBlock &block, const float *S, LagChoice *choice) noexcept
+{
+    float energy[ENERGIES_MAX];
+    choice->E = slide_energy(block.x, block.n, block.lag_lo, block.lag_hi, energy);
+    choice->lag = best_lag(S, energy, block.lag_lo, block.lag_hi, &choice->q);
+}
+
 } // namespace
 
 void search_lag_fully(const LagBlock &block, LagChoice *choice) noexcept
 {
-    const CorrelationSum sums(block.wide_sum);
-    const int count = block.lag_hi - block.lag_lo + 1;
-    float column[LAGS_MAX], S[LAGS_MAX];
-    {
-        wide_t sum[LAGS_MAX] = {};
-        float largest[LAGS_MAX];
-        for (int s = 0; s < block.columns; s++) {
-            exact_column(block, s, column);
-            drift_maxima(column, block.lag_lo, block.lag_hi, largest);
-            for (int l = 0; l < count; l++)
-                sum[l] = sums.added(sum[l], largest[l]);
-        }
-        for (int l = 0; l < count; l++)
-            S[l] = CorrelationSum::without_bias(sum[l]);
-    }
-    float energy_by_lag[ENERGIES_MAX];
-    choice->E = slide_energy(block.x, block.n, block.lag_lo, block.lag_hi, energy_by_lag);
-    choice->lag = best_lag(S, energy_by_lag, block.lag_lo, block.lag_hi, &choice->q);
-    choice->offset = drift_offset(column, block.lag_lo, block.lag_hi, choice->lag); /* that of the last column */
+    float of_lag[LAGS_MAX];
+    exact_sums(block, of_lag);
+    score_exactly(block, of_lag, choice);
+    exact_column(block, block.columns - 1, of_lag);
+    choice->offset = drift_offset(of_lag, block.lag_lo, block.lag_hi, choice->lag);
 }
 
 namespace
@@ -163,6 +178,8 @@ private:
         float entry;
     };
 
+    void estimate_sums(float *sum) const noexcept;
+    bool choose(float *estimate, LagChoice *choice) noexcept;
     float estimate_scores(const float *energy, float *score) const noexcept;
     float entry(int s, int k) noexcept;
     bool largest_entry(int s, int k, float *largest, int *offset, int *equals) noexcept;
@@ -177,25 +194,30 @@ private:
     int known_count_[MAX_SEGMENTS] = {};
 };
 
-/** Scores, none of them less than the exact one but for SCORE_SLACK
- *  energy  I  [count]   by lag_hi - lag
- *  score   O  [-8 .. count + 7]   from count on they are 0
- *  return                         the highest                                                                       */
-float Search::estimate_scores(const float *energy, float *score) const noexcept
+/** Sums of the columns' maxima; sum O [-8 .. count + 7] */
+[[gnu::noinline]] void Search::estimate_sums(float *sum) const noexcept
 {
     const int count = block_.lag_hi - block_.lag_lo + 1;
     float room[FLOATS + ESTIMATES_MAX + FLOATS];
     float *largest = room + FLOATS;
-    for (int s = 0; s < block_.columns; s++) {
-        estimate_maxima(estimates_.column[s], block_.lag_lo, block_.lag_hi, s == 0 ? score : largest);
-        if (s > 0)
-            for (int k = 0; k < count; k += FLOATS)
-                store(score + k, load_floats(score + k) + load_floats(largest + k));
+    estimate_maxima(estimates_.column[0], block_.lag_lo, block_.lag_hi, sum);
+    for (int s = 1; s < block_.columns; s++) {
+        estimate_maxima(estimates_.column[s], block_.lag_lo, block_.lag_hi, largest);
+        for (int k = 0; k < count; k += FLOATS)
+            store(sum + k, load_floats(sum + k) + load_floats(largest + k));
     }
-    store(score + count, floats(NOTHING));
+    store(sum + count, floats(NOTHING));
+}
 
+/** Scores from sums, in their place: none of them less than the exact one but for SCORE_SLACK
+ *  energy  I   [count + 7]   by lag_hi - lag
+ *  score   IO  [count + 7]   from count on they are 0
+ *  return                    the highest                                                                            */
+float Search::estimate_scores(const float *energy, float *score) const noexcept
+{
     /* Entries sum up to less than 3 (bias + magnitude) when they are rounded, three times at most, and so do the
      * estimates. */
+    const int count = block_.lag_hi - block_.lag_lo + 1;
     const float above = 3.0f * entry_error_ + UNIT * (8.0f * estimates_.magnitude + 8.0f * CORR_BIAS) +
                         (static_cast<float>(block_.columns) * CORR_BIAS - CORR_BIAS_SUM);
     constexpr float STEP = rounded(LAG_WEIGHT);
@@ -278,9 +300,16 @@ bool Search::exact_score(int k, float energy, wide_t *score, wide_t *q) noexcept
 
 bool Search::run(LagChoice *choice) noexcept
 {
+    float room[FLOATS + ESTIMATES_MAX + FLOATS];
+    estimate_sums(room + FLOATS);
+    return choose(room + FLOATS, choice);
+}
+
+/** Choose from sums of estimates, which become scores */
+[[gnu::noinline]] bool Search::choose(float *estimate, LagChoice *choice) noexcept
+{
     const int count = block_.lag_hi - block_.lag_lo + 1;
-    float energy[ENERGIES_MAX], room[FLOATS + ESTIMATES_MAX + FLOATS];
-    float *estimate = room + FLOATS;
+    float energy[ENERGIES_MAX];
     choice->E = slide_energy(block_.x, block_.n, block_.lag_lo, block_.lag_hi, energy);
     store(energy + count, floats(0.0f));
     const float top = estimate_scores(energy, estimate);
@@ -336,21 +365,19 @@ float magnitude_bound(const float *x, int n) noexcept
     return total * 1.001f;
 }
 
-void search_lag(const LagBlock &block, const LagEstimates &estimates, LagChoice *choice) noexcept
+bool search_lag(const LagBlock &block, const LagEstimates &estimates, LagChoice *choice) noexcept
 {
-    constexpr float GREATEST = 1e15f; /* its square is no infinity                                   */
-    constexpr float LEAST = 1e-3f;    /* what is added to half the bias has to be twice as much to change it */
-    if (LAGS_ARE_ESTIMATED && estimates.magnitude < LEAST) {
+    constexpr float GREATEST = 1e15f; /* its square is no infinity                                               */
+    constexpr float LEAST = 1e-3f;    /* what is added to half the bias has to be twice as much to change it     */
+    if (!LAGS_ARE_ESTIMATED || !(estimates.magnitude < GREATEST))
+        return false;
+    if (estimates.magnitude < LEAST) {
         float energy[ENERGIES_MAX];
         *choice = {block.lag_lo, 0, wide(0), slide_energy(block.x, block.n, block.lag_lo, block.lag_hi, energy)};
-        return;
+        return true;
     }
-    if (LAGS_ARE_ESTIMATED && estimates.magnitude < GREATEST) {
-        Search search(block, estimates);
-        if (search.run(choice))
-            return;
-    }
-    search_lag_fully(block, choice);
+    Search search(block, estimates);
+    return search.run(choice);
 }
 
 } // namespace talv::inline TALV_TARGET

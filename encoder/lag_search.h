@@ -42,10 +42,13 @@ struct LagChoice {
     float E;    /* the block's own energy */
 };
 
-/** Estimates of a block's correlations without their bias, by lag_hi - lag, and of their magnitudes' sums */
-inline constexpr int ESTIMATES_MAX = LAG_MAX - LAG_MIN + 1 + 7;
+/* Estimates of a column, for all lags */
+inline constexpr int ESTIMATES_MAX = (LAG_MAX - LAG_MIN + 8) / 8 * 8;
+
+/** Estimates of a block's correlations without their bias, by lag_hi - lag, as estimate_lags() gives them; and of their
+ *  magnitudes' sums                                                                                                  */
 struct LagEstimates {
-    float column[MAX_SEGMENTS][ESTIMATES_MAX];
+    const float *column[MAX_SEGMENTS];
     float magnitude; /* a bound on what the products of a column add up to, signs apart, at any lag */
 };
 
@@ -57,8 +60,8 @@ inline constexpr bool LAGS_ARE_ESTIMATED = sizeof(wide_t) > sizeof(float);
 float magnitude_bound(const float *x, int n) noexcept;
 
 /** Search by estimates, then exactly where they leave a doubt
- *  estimates  I   as estimate_lags() gives them for each column                                                    */
-void search_lag(const LagBlock &block, const LagEstimates &estimates, LagChoice *choice) noexcept;
+ *  return   false where too much is left open: search_lag_fully() has to do it then                                  */
+bool search_lag(const LagBlock &block, const LagEstimates &estimates, LagChoice *choice) noexcept;
 
 /** The same result from all correlations as they are defined */
 void search_lag_fully(const LagBlock &block, LagChoice *choice) noexcept;

@@ -61,17 +61,30 @@ void sym_fir(int order, const float *taps, int n, const float *in, float *out, f
         state[k] = in[n - k];
 }
 
+namespace
+{
+
+[[gnu::noinline]] bool search_by_estimates(const LagBlock &block, LagChoice *choice) noexcept
+{
+    float column[MAX_SEGMENTS][ESTIMATES_MAX];
+    LagEstimates estimates;
+    estimates.magnitude = magnitude_bound(block.x - block.lag_hi, block.lag_hi + block.n);
+    for (int s = 0; s < block.columns; s++) {
+        estimate_lags(block.x + s * block.column_len, block.column_len, block.lag_lo, block.lag_hi, nullptr, column[s]);
+        estimates.column[s] = column[s];
+    }
+    return search_lag(block, estimates, choice);
+}
+
+} // namespace
+
 void pitch_search(int nseg, int n, int lag_min, int lag_max, const float *x, int32_t *pitch, float *corr) noexcept
 {
     nseg = std::min(nseg, MAX_SEGMENTS);
-    const int seglen = n / nseg;
-    const LagBlock block = {x, n, lag_min, lag_max, nseg, seglen, 1, false};
-    LagEstimates estimates;
-    estimates.magnitude = magnitude_bound(x - lag_max, lag_max + n);
-    for (int s = 0; s < nseg && LAGS_ARE_ESTIMATED; s++)
-        estimate_lags(x + s * seglen, seglen, lag_min, lag_max, nullptr, estimates.column[s]);
+    const LagBlock block = {x, n, lag_min, lag_max, nseg, n / nseg, 1, false};
     LagChoice choice;
-    search_lag(block, estimates, &choice);
+    if (!LAGS_ARE_ESTIMATED || !search_by_estimates(block, &choice))
+        search_lag_fully(block, &choice);
 
     *pitch = choice.lag + choice.offset; /* the offset is the last segment's: the newest part of the block */
     const float E = choice.E;

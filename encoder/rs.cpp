@@ -23,46 +23,49 @@ namespace
 constexpr int PIECE_LEN = RS_COLUMN_LEN / 2;
 constexpr int ROOM = (RS_MAX_LAGS + 7) / 8 * 8;
 
-float value_of(const float *x, int lag_lo, int lag_hi, const LagEstimates &estimates) noexcept
+/** The second half of the first window is the first half of the second one. The windows' columns do not fall together:
+ *  where they share samples, those are estimated in halves of a column, of which there are nine.                    */
+[[gnu::noinline]] bool search_by_estimates(const LagBlock *windows, LagChoice *choices) noexcept
 {
-    const LagBlock window = {x, FRAME_LEN, lag_lo, lag_hi, RS_COLUMNS, RS_COLUMN_LEN, 2, true};
-    LagChoice choice;
-    search_lag(window, estimates, &choice);
-    const wide_t Q = choice.E > 0.0f ? choice.q / wide(choice.E) : 0;
-    return rounded(1 - (Q > 1 ? 1 : Q));
+    const int lo = windows[0].lag_lo, hi = windows[0].lag_hi;
+    const float *first = windows[0].x;
+    const auto estimate = [=](int piece, int pieces, const float *start, float *near) {
+        estimate_lags(first + piece * PIECE_LEN, pieces * PIECE_LEN, lo, hi, start, near);
+    };
+    float column[RS_COLUMNS][ROOM], pieces_3_and_4[ROOM], piece_5[ROOM];
+    const LagEstimates estimates = {{column[0], column[1], column[2]},
+                                    magnitude_bound(first - hi, hi + RS_WINDOW_LEAD + FRAME_LEN)};
+    estimate(0, 2, nullptr, column[0]);
+    estimate(3, 1, nullptr, column[1]);
+    estimate(4, 1, nullptr, column[2]);
+    estimate(5, 1, nullptr, piece_5);
+    add_estimates(column[1], column[2], lo, hi, pieces_3_and_4);
+    estimate(2, 1, column[1], column[1]);
+    add_estimates(column[2], piece_5, lo, hi, column[2]);
+    if (!search_lag(windows[0], estimates, &choices[0]))
+        return false;
+
+    const LagEstimates later = {{pieces_3_and_4, column[1], column[2]}, estimates.magnitude};
+    estimate(6, 1, piece_5, column[1]);
+    estimate(7, 2, nullptr, column[2]);
+    return search_lag(windows[1], later, &choices[1]);
 }
 
 } // namespace
 
 void rs_values(const float *y, int lag_lo, int lag_hi, float *rs) noexcept
 {
-    /* The second half of the first window is the first half of the second one. The windows' columns do not fall
-     * together: where they share samples, those are estimated in halves of a column. */
-    float third[ROOM], fourth[ROOM], fifth[ROOM]; /* of the six pieces of the first window */
-    const float *first = y - RS_WINDOW_LEAD;
-    const auto estimate = [=](int piece, int pieces, const float *start, float *near) {
-        if (LAGS_ARE_ESTIMATED)
-            estimate_lags(first + piece * PIECE_LEN, pieces * PIECE_LEN, lag_lo, lag_hi, start, near);
-    };
-    const auto add = [=](const float *a, const float *b, float *near) {
-        if (LAGS_ARE_ESTIMATED)
-            add_estimates(a, b, lag_lo, lag_hi, near);
-    };
-    LagEstimates estimates;
-    estimates.magnitude = magnitude_bound(first - lag_hi, lag_hi + RS_WINDOW_LEAD + FRAME_LEN);
-    estimate(3, 1, nullptr, third);
-    estimate(4, 1, nullptr, fourth);
-    estimate(5, 1, nullptr, fifth);
-
-    estimate(0, 2, nullptr, estimates.column[0]);
-    estimate(2, 1, third, estimates.column[1]);
-    add(fourth, fifth, estimates.column[2]);
-    rs[0] = value_of(first, lag_lo, lag_hi, estimates);
-
-    add(third, fourth, estimates.column[0]);
-    estimate(6, 1, fifth, estimates.column[1]);
-    estimate(7, 2, nullptr, estimates.column[2]);
-    rs[1] = value_of(y, lag_lo, lag_hi, estimates);
+    LagBlock windows[RS_DIM];
+    for (int i = 0; i < RS_DIM; i++)
+        windows[i] = {y + (i - 1) * RS_WINDOW_LEAD, FRAME_LEN, lag_lo, lag_hi, RS_COLUMNS, RS_COLUMN_LEN, 2, true};
+    LagChoice choices[RS_DIM];
+    if (!LAGS_ARE_ESTIMATED || !search_by_estimates(windows, choices))
+        for (int i = 0; i < RS_DIM; i++)
+            search_lag_fully(windows[i], &choices[i]);
+    for (int i = 0; i < RS_DIM; i++) {
+        const wide_t Q = choices[i].E > 0.0f ? choices[i].q / wide(choices[i].E) : 0;
+        rs[i] = rounded(1 - (Q > 1 ? 1 : Q));
+    }
 }
 
 } // namespace talv::inline TALV_TARGET
