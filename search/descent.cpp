@@ -69,6 +69,17 @@ void step_envelope(Trial *trial, int frame) noexcept
         }
 }
 
+/** Two neighbouring LSFs a level down or up together: a resonance moves without growing sharper */
+void step_pairs(Trial *trial, int frame) noexcept
+{
+    for (int k = 0; k + 1 < LPC_ORDER; k++)
+        for (int step = -1; step <= 1; step += 2) {
+            FrameParams params = trial->chosen[frame];
+            if (lsf_step(params.lsf_index, k, step) && lsf_step(params.lsf_index, k + 1, step))
+                try_choice(trial, frame, &params);
+        }
+}
+
 void try_amplitudes(Trial *trial, int frame, int pass) noexcept
 {
     const float *centre = pass == 0 ? trial->target[frame].as : as_codebook + trial->chosen[frame].as_index * AS_DIM;
@@ -111,8 +122,11 @@ void descend(Trial *trial, int frame, int pass) noexcept
         try_envelopes(trial, frame);
     try_amplitudes(trial, frame, pass);
     try_periodicities(trial, frame);
-    if (frame == 0) /* a frame that is yet to change gains nothing from being exact */
-        step_envelope(trial, frame);
+    if (frame > 0)
+        return; /* a frame that is yet to change gains nothing from an exact envelope */
+    step_envelope(trial, frame);
+    if (pass < trial->effort->pair_passes)
+        step_pairs(trial, frame);
 }
 
 } // namespace talv::inline TALV_TARGET

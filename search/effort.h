@@ -14,6 +14,7 @@ struct Effort {
     int held_back; /* frames of delay beyond the plain encoder's; at most held_back + 3 frames can be searched       */
     int passes;    /* over the fields of the frame to be sent; 0: the measured targets, each quantised by itself     */
     int next_passes; /* over the fields of each frame after it                                                        */
+    int pair_passes; /* that also move LSFs in pairs                                                                 */
     int gains;       /* length of the short list of each field                                                        */
     int envelopes;
     int amplitudes;

@@ -15,7 +15,7 @@
 namespace talv::inline TALV_TARGET
 {
 
-inline constexpr int BLOCKS_MAX = 4;                      /* most blocks known, from the frame to be sent on */
+inline constexpr int BLOCKS_MAX = 5;                      /* most blocks known, from the frame to be sent on */
 inline constexpr int PAST = 360;                          /* samples kept of what lies before it             */
 inline constexpr int FUTURE_MAX = BLOCKS_MAX * FRAME_LEN; /* and known after its start                       */
 

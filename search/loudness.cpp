@@ -24,9 +24,9 @@ constexpr Table<float, WINDOW_LEN> make_window() noexcept
 constexpr Table<float, WINDOW_LEN> window = make_window();
 
 /* Bands. Their edges and centres are evenly spaced in mel = 2595 log10(1 + f/700), so that 700 + f grows by the same
- * factor from each to the next: the 41st root of (700 + 3700)/(700 + 80). */
-constexpr double LOWEST_HZ = 80.0, MEL_HZ = 700.0;
-constexpr double MEL_FACTOR = 1.0430996668067263;
+ * factor from each to the next: the 41st root of (700 + 3950)/(700 + 40). */
+constexpr double LOWEST_HZ = 40.0, MEL_HZ = 700.0;
+constexpr double MEL_FACTOR = 1.045848578761059;
 constexpr double BIN_HZ = 8000.0 / SPECTRUM_POINTS;
 constexpr int BAND_BINS_MAX = 16;
 
@@ -63,8 +63,8 @@ constexpr Table<Band, BANDS> make_bands() noexcept
 constexpr Table<Band, BANDS> bands = make_bands();
 static_assert(bands.entry[0].count > 0 && bands.entry[1].count > 0); /* the narrowest hold at least a bin */
 
-/* Band power that counts as silence: that of white noise of an RMS of about 1.5, a step or two of the PCM */
-constexpr float SILENT_POWER = 200.0f;
+/* Band power that counts as silence: that of white noise of an RMS of 0.7, a step of the PCM */
+constexpr float SILENT_POWER = 50.0f;
 
 } // namespace
 

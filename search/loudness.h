@@ -18,7 +18,7 @@
 namespace talv::inline TALV_TARGET
 {
 
-inline constexpr int BANDS = 40; /* triangular, evenly spaced in mel, centres 113 to 3516 Hz */
+inline constexpr int BANDS = 40; /* triangular, evenly spaced in mel, centres 74 to 3746 Hz */
 inline constexpr int WINDOW_LEN = 256;
 inline constexpr int WINDOW_STEP = FRAME_LEN / LANES;
 inline constexpr int WINDOW_PAST = WINDOW_LEN - WINDOW_STEP; /* samples before the frame that its first window reads */

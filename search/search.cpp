@@ -13,9 +13,9 @@ namespace talv::inline TALV_TARGET
 namespace
 {
 
-/* The speech is wanted 0.35 dB softer than it is. The plain encoder's comes out softer by one decibel or more, and what
+/* The speech is wanted 1.5 dB softer than it is. The plain encoder's comes out softer by one to three decibels, and what
  * was searched must not stand out beside what was not.                                                              */
-constexpr float WANTED_LEVEL = 0.96f;
+constexpr float WANTED_LEVEL = 0.84f;
 
 /* Below this peak there is nothing to search for. */
 constexpr float SILENT_PEAK = 4.0f;

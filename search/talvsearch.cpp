@@ -95,11 +95,12 @@ int32_t TALV_SearchEncode(TALV_Search *search, const int16_t *pcm, uint8_t *fram
 int32_t TALV_SearchFlush(TALV_Search *search, uint8_t *frame, uint32_t *bytes) noexcept
 {
     *bytes = 0;
-    if (search->due == 0)
-        return TALV_OK;
-    search->due--;
     const int16_t silence[TALV_FRAME_SAMPLES] = {};
-    return TALV_SearchEncode(search, silence, frame, bytes);
+    while (search->due > 0 && *bytes == 0) { /* a stream of fewer frames than are held back has yet to give its first */
+        search->due--;
+        TALV_SearchEncode(search, silence, frame, bytes);
+    }
+    return TALV_OK;
 }
 
 } // extern "C"

@@ -9,11 +9,11 @@
  *    effort 2   a short search
  *    effort 3   a full search that is meant for live speech: five times as fast as the speech on one core
  *    effort 4   a longer one
- *    effort 5   the longest, which looks a frame further ahead: for files
+ *    effort 5   the longest, which looks two frames further ahead: for files
  *
  *  Alignment and delay are those of the plain encoder (480 samples with the decoder's), up to effort 4. Effort 5 holds
- *  back one frame more: the first call gives none, and after the last one TALV_SearchFlush gives it. The stream is the
- *  same in form: its first two frames describe the silence before the speech.
+ *  back two frames more: the first two calls give none, and after the last one TALV_SearchFlush gives them. The stream is
+ *  the same in form: its first two frames describe the silence before the speech.
  *
  *      TALV_Search *search;
  *      if (TALV_SearchOpen(&search, 3) != TALV_OK)
@@ -73,7 +73,7 @@ TALV_API int32_t TALV_SearchReset(TALV_Search *search) TALV_NOEXCEPT;
  *
  *  pcm      in    TALV_FRAME_SAMPLES samples; any values
  *  frame    out   TALV_FRAME_BYTES bytes, or nothing
- *  bytes    out   the number of bytes written: TALV_FRAME_BYTES, or 0 in the first call of effort 5
+ *  bytes    out   the number of bytes written: TALV_FRAME_BYTES, or 0 in the first two calls of effort 5
  *  return         TALV_OK
  */
 TALV_API int32_t TALV_SearchEncode(TALV_Search *search, const int16_t *pcm, uint8_t *frame,

@@ -17,10 +17,10 @@ constexpr int OUT_PAST = 10; /* samples of history in front of a frame in Decode
 
 constexpr float NEXT_HOPE = 0.85f;     /* the least that a choice is thought to leave of the next frame's cost */
 constexpr float RS_PRICE = 8.0f;       /* of a squared difference from the periodicity measured, towards noise  */
-constexpr float RS_BUZZ_PRICE = 32.0f; /* and towards more periodic than the speech is                         */
+constexpr float RS_BUZZ_PRICE = 64.0f; /* and towards more periodic than the speech is                         */
 constexpr int JUMP_SPAN = 120;         /* samples on either side that tell the level                            */
-constexpr float JUMP_FREE = 3.0f;      /* steps of up to three times the RMS are speech's own                   */
-constexpr float JUMP_PRICE = 4.0f;     /* of what goes beyond, for each RMS                                     */
+constexpr float JUMP_FREE = 2.5f;      /* steps of up to two and a half times the RMS are speech's own         */
+constexpr float JUMP_PRICE = 60.0f;    /* of what goes beyond, for each RMS: more than the field is worth      */
 constexpr float QUIET_ENERGY = 2e5f;   /* of an RMS of about 30                                                 */
 constexpr float FULL_SCALE = 32767.0f; /* beyond it the decoder does not saturate but breaks                   */
 constexpr float BREAK_PRICE = 1000.0f; /* of a frame that does, and another for each step beyond               */
@@ -29,9 +29,10 @@ constexpr float BREAK_PRICE = 1000.0f; /* of a frame that does, and another for 
  *  x  I  [-JUMP_SPAN .. JUMP_SPAN-1]   around the first sample of a frame                                            */
 float jump_price(const float *x) noexcept
 {
-    float energy = QUIET_ENERGY;
-    for (int n = -JUMP_SPAN; n < JUMP_SPAN; n++)
-        energy += x[n] * x[n];
+    Float4 squares{};
+    for (int n = -JUMP_SPAN; n < JUMP_SPAN; n += LANES)
+        squares += load4(x + n) * load4(x + n);
+    const float energy = QUIET_ENERGY + ((squares[0] + squares[1]) + (squares[2] + squares[3]));
     const float jump = std::fabs(x[0] - x[-1]) / std::sqrt(energy / (2.0f * JUMP_SPAN));
     return JUMP_PRICE * std::max(jump - JUMP_FREE, 0.0f);
 }
@@ -47,6 +48,16 @@ float price(const Targets *target, const FrameParams *params) noexcept
         sum += (d < 0.0f ? RS_BUZZ_PRICE : RS_PRICE) * d * d;
     }
     return sum;
+}
+
+/** The largest magnitude of a frame's samples
+ *  x  I  [FRAME_LEN]                                                                                                */
+float largest_magnitude(const float *x) noexcept
+{
+    Float4 least = -magnitude(load4(x));
+    for (int n = LANES; n < FRAME_LEN; n += LANES)
+        least = smaller(least, -magnitude(load4(x + n)));
+    return -std::min(std::min(least[0], least[1]), std::min(least[2], least[3]));
 }
 
 /** Decode a frame
@@ -76,9 +87,7 @@ Outcome judge(const Trial *trial, int frame, const Mirror *before, const FramePa
     Loudness heard;
     frame_loudness(x + WINDOW_PAST, &heard);
     const Float4 distance = loudness_distance(&heard, &trial->wanted[frame]);
-    float peak = 0.0f;
-    for (int n = 0; n < FRAME_LEN; n++)
-        peak = std::max(peak, std::fabs(x[WINDOW_PAST + n]));
+    const float peak = largest_magnitude(x + WINDOW_PAST);
     float extra = price(&trial->target[frame], params) + jump_price(x + WINDOW_PAST);
     if (peak > FULL_SCALE)
         extra += BREAK_PRICE * (1.0f + peak - FULL_SCALE);

@@ -25,7 +25,7 @@ def mean_interval(values, persons, seed=5):
 class Paired:
     """Scores of coders on common items.
 
-    rows: {coder: {item: {"m": {metric: value}, "jumps": [...]}}}; groups, persons: {item: name}
+    rows: {coder: {item: {"m": {metric: value}, "jumps": [...], "inside": [...]}}}; groups, persons: {item: name}
     """
 
     def __init__(self, rows, groups, persons):
@@ -41,7 +41,7 @@ class Paired:
         d = [self.rows[coder][i]["m"][metric] - self.rows[base][i]["m"][metric] for i in items]
         return mean_interval(d, [self.persons[i] for i in items])
 
-    def jumps(self, coder, items):
+    def jumps(self, coder, items, what="jumps"):
         """99.9th percentile and maximum over all frames of the items."""
-        j = np.concatenate([self.rows[coder][i]["jumps"] for i in items])
+        j = np.concatenate([self.rows[coder][i][what] for i in items])
         return float(np.percentile(j, 99.9)), float(j.max())

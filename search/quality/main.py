@@ -51,8 +51,11 @@ def rate(job):
             m = scores.score(ref[at:], deg[at:], cache)
         except (ValueError, IndexError):  # too little speech after a late join
             continue
-        jumps = [round(float(v), 3) for v in scores.jumps(y)] if "build" in coder else []
-        out.append((coder["name"], channel, {"m": m, "jumps": jumps}))
+        row = {"m": m}
+        if "build" in coder:
+            row.update({what: [round(float(v), 3) for v in scores.jumps(y, inside)]
+                        for what, inside in (("jumps", 0), ("inside", scores.FRAME // 2))})
+        out.append((coder["name"], channel, row))
     return name, out
 
 

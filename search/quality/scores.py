@@ -80,10 +80,11 @@ def score(ref, deg, cache):
         return json.load(f)
 
 
-def jumps(y):
+def jumps(y, inside=0):
     """Clicks between frames: |first sample of a frame - last of the one before| over the RMS of the 120 samples on
-    either side, for every boundary that is not silent. y as decoded, so that frames begin at multiples of 240."""
-    at = np.arange(FRAME, len(y) - FRAME, FRAME)
+    either side, for every boundary that is not silent. y as decoded, so that frames begin at multiples of 240.
+    inside: the same so many samples later, where nothing begins, to compare with."""
+    at = np.arange(FRAME + inside, len(y) - FRAME, FRAME)
     if not len(at):
         return np.zeros(0)
     local = np.array([np.sqrt(np.mean(y[k - 120:k + 120] ** 2)) for k in at])

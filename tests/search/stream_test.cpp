@@ -89,7 +89,7 @@ TEST(SearchStream, GivesAFrameABlockAndHoldsBackWhatItSays)
         for (size_t t = 0; t < 8; t++) {
             TALV_SearchEncode(search.get(), pcm.data() + t * TALV_FRAME_SAMPLES, frame.data(), &bytes);
             given += bytes / TALV_FRAME_BYTES;
-            EXPECT_EQ(bytes, effort == 5 && t == 0 ? 0u : TALV_FRAME_BYTES) << "effort " << effort << ", call " << t;
+            EXPECT_EQ(bytes, effort == 5 && t < 2 ? 0u : TALV_FRAME_BYTES) << "effort " << effort << ", call " << t;
         }
         while (TALV_SearchFlush(search.get(), frame.data(), &bytes) == TALV_OK && bytes > 0)
             given++;
@@ -97,6 +97,7 @@ TEST(SearchStream, GivesAFrameABlockAndHoldsBackWhatItSays)
         EXPECT_EQ(TALV_SearchFlush(search.get(), frame.data(), &bytes), TALV_OK);
         EXPECT_EQ(bytes, 0u);
     }
+    EXPECT_EQ(encode(5, clip("en_f_lj", 1)).size(), 1u); /* a stream shorter than what is held back */
 }
 
 TEST(SearchStream, StartsAnewAfterAReset)
@@ -125,8 +126,8 @@ uint64_t digest(const std::vector<Frame> &frames)
 TEST(SearchStream, TheSameFramesOnEveryMachine)
 {
     const Pcm pcm = clip("ru_f_asterisk", 40);
-    const uint64_t wanted[] = {847481480329977108u, 12878437840538897994u, 1140915464268472874u, 9496132705159852439u,
-                               14181377285307451181u};
+    const uint64_t wanted[] = {847481480329977108u, 13790587225741450714u, 15190587490183787495u, 15613609210210612812u,
+                               12495880462574969536u};
     for (int effort = 1; effort <= TALV_SEARCH_EFFORT_MAX; effort++)
         EXPECT_EQ(digest(encode(effort, pcm)), wanted[effort - 1]) << "effort " << effort;
 }
