@@ -5,17 +5,24 @@
 #include "dsp/trig.h"
 #include "dsp/wide.h"
 
+#include <algorithm>
+
 namespace talv::inline TALV_TARGET
 {
 
 void poly_mul2(int count, float *poly, float c1, float c2) noexcept
 {
-    const wide_t C1 = wide(c1), C2 = wide(c2);
-    poly[count + 1] = c2 * poly[count - 1];
-    poly[count] = rounded(add_exact(C2 * wide(poly[count - 2]), C1, wide(poly[count - 1])));
-    for (int m = count - 1; m >= 2; m--)
-        poly[m] = rounded(add_exact(C1 * wide(poly[m - 1]), C2, wide(poly[m - 2])) + wide(poly[m]));
-    poly[1] = rounded(add_exact(wide(poly[1]), C1, wide(poly[0])));
+    /* Every new term reads the old ones at and just below its place. What lies beyond either end is 0, which changes no
+     * sum that it enters. */
+    constexpr int BELOW = 2;
+    float x[BELOW + POLY_TERMS + LANES] = {}, out[POLY_TERMS + LANES];
+    std::copy_n(poly, count, x + BELOW);
+    const Wide4 C1 = broadcast(wide(c1)), C2 = broadcast(wide(c2));
+    for (int m = 1; m < count + 2; m += LANES) {
+        const float *at = x + BELOW + m;
+        store_rounded(out + m, add_exact(C2 * load_wide(at - 2), C1, load_wide(at - 1)) + load_wide(at));
+    }
+    std::copy_n(out + 1, count + 1, poly + 1);
 }
 
 namespace

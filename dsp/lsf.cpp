@@ -2,6 +2,7 @@
 
 #include "dsp/constants.h"
 #include "dsp/simd_float.h"
+#include "dsp/table.h"
 #include "dsp/trig.h"
 #include "dsp/wide.h"
 
@@ -84,30 +85,93 @@ TALV_INLINE void cos_pair_wide(Wide4 x, Wide4 y, Wide4 *cos_x, Wide4 *cos_y) noe
     *cos_y = b_cos * (one - b.quadrant) + b.rest * b_sin * (b.quadrant * (b.quadrant - two));
 }
 
-/** multiply_by_root_pair() on four polynomials, c = 2 cos(w) of each; the two new coefficients need not be cleared */
-TALV_INLINE void multiply_by_root_pair(Wide4 *poly, int degree, Wide4 c) noexcept
+constexpr float QUICK_COS_TOP = 3.2f; /* end of the range of twice_cos_nearly() */
+constexpr int QUICK_TERMS = 10;
+constexpr double QUICK_COS_ERROR = 1e-14;
+
+constexpr Table<wide_t, QUICK_TERMS> make_quick_series() noexcept
 {
-    poly[degree] = poly[degree - 1] = Wide4{};
-    for (int i = degree; i >= 2; i--)
-        poly[i] = rounded_wide(subtract_exact(poly[i - 2], c, poly[i - 1]) + poly[i]);
-    poly[1] = rounded_wide(poly[1] - c);
+    Table<wide_t, QUICK_TERMS> table{};
+    double c = -2.0; /* 2 cos(x) = -2 sin(x - pi/2) */
+    for (int n = 0; n < QUICK_TERMS; n++) {
+        table.entry[n] = static_cast<wide_t>(c);
+        c /= -(2.0 * n + 2.0) * (2.0 * n + 3.0);
+    }
+    return table;
+}
+
+constexpr Table<wide_t, QUICK_TERMS> quick_series = make_quick_series();
+
+/** 2 cos(x) for angles within 0 .. 3.2 radians, by the Taylor series around pi/2. Its first term left out is below 2e-15
+ *  there, and its roundings are too: it is not the defined 2 cos_wide(x) but within QUICK_COS_ERROR of it.           */
+TALV_INLINE Wide4 twice_cos_nearly(Wide4 x) noexcept
+{
+    const Wide4 t = (x - broadcast(TrigLimits<wide_t>::HALF_PI_HIGH)) - broadcast(TrigLimits<wide_t>::HALF_PI_LOW);
+    const Wide4 z = t * t;
+    Wide4 sum = broadcast(quick_series[QUICK_TERMS - 1]);
+    TALV_UNROLL
+    for (int n = QUICK_TERMS - 2; n >= 0; n--)
+        sum = multiply_add_nearly(sum, z, broadcast(quick_series[n]));
+    return t * sum;
 }
 
 constexpr int LSF_ROWS = (LPC_ORDER + LANES - 1) / LANES * LANES; /* LPC_ORDER, up to whole groups of four */
 
-/** lsf_to_lpc for four vectors at once, LPC_ORDER elements each
- *  lsf  I  [LSF_ROWS]  element k of the four vectors; within the range of cos_pair_wide()
- *  lpc  O  [LSF_ROWS]                                                                                              */
-void lsf_to_lpc_four(const Float4 *lsf, Float4 *lpc) noexcept
+/** 2 cos(w), rounded to float, of element k of four vectors: by a short series, and where that leaves in doubt to which
+ *  float the defined value is rounded (rounds_alike()) as it is defined
+ *  lsf  I  [LSF_ROWS]  within the range of cos_pair_wide()
+ *  c    O  [LPC_ORDER]                                                                                             */
+TALV_INLINE void twice_cosines(const Float4 *lsf, bool quick, Wide4 *c) noexcept
 {
-    Wide4 S[LPC_ORDER + 1], D[LPC_ORDER + 1];
-    S[0] = D[0] = broadcast(1.0);
-    for (int f = 1; f <= LPC_ORDER / 2; f++) {
-        Wide4 cos_s, cos_d;
-        cos_pair_wide(widened(lsf[2 * f - 2]), widened(lsf[2 * f - 1]), &cos_s, &cos_d);
-        multiply_by_root_pair(S, 2 * f, rounded_wide(cos_s + cos_s));
-        multiply_by_root_pair(D, 2 * f, rounded_wide(cos_d + cos_d));
+    if (quick && sizeof(wide_t) > sizeof(float)) {
+        const Wide4 error = broadcast(static_cast<wide_t>(QUICK_COS_ERROR));
+        Wide4 doubt = {};
+        for (int k = 0; k < LPC_ORDER; k++) {
+            const Wide4 v = twice_cos_nearly(widened(lsf[k]));
+            c[k] = rounded_wide(v - error);
+            doubt = gather_difference(doubt, c[k], rounded_wide(v + error));
+        }
+        if (!any_bit(doubt)) [[likely]]
+            return;
     }
+    for (int k = 0; k < LPC_ORDER; k += 2) {
+        Wide4 even, odd;
+        cos_pair_wide(widened(lsf[k]), widened(lsf[k + 1]), &even, &odd);
+        c[k] = rounded_wide(even + even);
+        c[k + 1] = rounded_wide(odd + odd);
+    }
+}
+
+/** The product of 1 - c[2 i] z^-1 + z^-2, i = 0 .. LPC_ORDER/2 - 1, of four polynomials at once, as
+ *  multiply_by_root_pair() has it. The highest coefficient is always 1 and the one before it the second: no others
+ *  enter them.
+ *  poly  O  [LPC_ORDER + 1]                                                                                        */
+TALV_INLINE void root_product(const Wide4 *c, Wide4 *poly) noexcept
+{
+    poly[0] = poly[2] = broadcast(1.0);
+    poly[1] = Wide4{} - c[0];
+    TALV_UNROLL
+    for (int degree = 4; degree <= LPC_ORDER; degree += 2) {
+        const Wide4 factor = c[degree - 2];
+        TALV_UNROLL
+        for (int i = degree - 2; i >= 2; i--)
+            poly[i] = rounded_wide(subtract_exact(poly[i - 2], factor, poly[i - 1]) + poly[i]);
+        poly[1] = rounded_wide(poly[1] - factor);
+        poly[degree - 1] = poly[1];
+        poly[degree] = poly[0];
+    }
+}
+
+/** lsf_to_lpc for four vectors at once, LPC_ORDER elements each
+ *  lsf    I  [LSF_ROWS]  element k of the four vectors; within the range of cos_pair_wide()
+ *  quick  I              whether all are within that of twice_cos_nearly() too
+ *  lpc    O  [LSF_ROWS]                                                                                            */
+void lsf_to_lpc_four(const Float4 *lsf, bool quick, Float4 *lpc) noexcept
+{
+    Wide4 c[LPC_ORDER], S[LPC_ORDER + 1], D[LPC_ORDER + 1];
+    twice_cosines(lsf, quick, c);
+    root_product(c, S);
+    root_product(c + 1, D);
 
     const Float4 half = {0.5f, 0.5f, 0.5f, 0.5f};
     lpc[0] = narrowed(S[1] + D[1]) * half;
@@ -118,7 +182,7 @@ void lsf_to_lpc_four(const Float4 *lsf, Float4 *lpc) noexcept
 }
 
 /** intrp_lsf_lpc for LPC_ORDER elements within the range of cos_pair_wide(), four steps at a time */
-void intrp_lsf_lpc_wide(const float *lsf_from, const float *d, int steps, float *lpc) noexcept
+void intrp_lsf_lpc_wide(const float *lsf_from, const float *d, int steps, bool quick, float *lpc) noexcept
 {
     constexpr int GROUPS = LSF_ROWS / LANES;
     Float4 cur[GROUPS], delta[GROUPS];
@@ -136,7 +200,7 @@ void intrp_lsf_lpc_wide(const float *lsf_from, const float *d, int steps, float 
             for (int i = 0; i < LANES; i++)
                 lsf[g * LANES + i] = block[i];
         }
-        lsf_to_lpc_four(lsf, a);
+        lsf_to_lpc_four(lsf, quick, a);
         for (int g = 0; g < GROUPS; g++) {
             Float4 block[LANES] = {a[g * LANES], a[g * LANES + 1], a[g * LANES + 2], a[g * LANES + 3]};
             transpose(block);
@@ -158,15 +222,16 @@ int intrp_lsf_lpc(const float *lsf_from, const float *lsf_to, int order, int ste
     float cur[LSF_STORE] = {};
     float d[LSF_STORE] = {};
     const float r = 1.0f / static_cast<float>(steps);
-    bool in_range = order == LPC_ORDER;
+    bool in_range = order == LPC_ORDER, quick = true;
     for (int k = 0; k < order; k++) {
         d[k] = rounded((wide(lsf_to[k]) - wide(lsf_from[k])) * wide(r));
         cur[k] = lsf_from[k];
         in_range = in_range && lsf_from[k] >= 0.0f && lsf_from[k] < WIDE_COS_TOP && lsf_to[k] >= 0.0f &&
                    lsf_to[k] < WIDE_COS_TOP;
+        quick = quick && lsf_from[k] < QUICK_COS_TOP && lsf_to[k] < QUICK_COS_TOP;
     }
     if (in_range) {
-        intrp_lsf_lpc_wide(cur, d, steps, lpc);
+        intrp_lsf_lpc_wide(cur, d, steps, quick, lpc);
         return 0;
     }
 

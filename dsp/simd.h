@@ -154,6 +154,10 @@ TALV_INLINE Wide4 exact_minus(Wide4 x, Wide4 y, Wide4 z) noexcept
 {
     return {_mm256_fmsub_pd(x.v, y.v, z.v)};
 }
+TALV_INLINE Wide4 multiply_add_nearly(Wide4 x, Wide4 y, Wide4 z) noexcept
+{
+    return {_mm256_fmadd_pd(x.v, y.v, z.v)};
+}
 TALV_INLINE int positive_lanes(Wide4 x) noexcept
 {
     return _mm256_movemask_pd(_mm256_cmp_pd(x.v, _mm256_setzero_pd(), _CMP_GT_OQ));
@@ -293,6 +297,11 @@ TALV_INLINE Wide4 subtract_exact(Wide4 sum, Wide4 x, Wide4 y) noexcept
 TALV_INLINE Wide4 exact_minus(Wide4 x, Wide4 y, Wide4 z) noexcept
 {
     return x * y - z;
+}
+/** x y + z, rounded once or twice: not for results, but for what is known to be near enough to them */
+TALV_INLINE Wide4 multiply_add_nearly(Wide4 x, Wide4 y, Wide4 z) noexcept
+{
+    return x * y + z;
 }
 #ifdef __SSE2__
 

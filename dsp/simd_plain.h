@@ -72,6 +72,10 @@ TALV_LANES4 Wide4 subtract_exact(const Wide4 &sum, const Wide4 &x, const Wide4 &
     return {{subtract_exact(sum.v[0], x.v[0], y.v[0]), subtract_exact(sum.v[1], x.v[1], y.v[1]),
              subtract_exact(sum.v[2], x.v[2], y.v[2]), subtract_exact(sum.v[3], x.v[3], y.v[3])}};
 }
+TALV_LANES4 Wide4 multiply_add_nearly(const Wide4 &x, const Wide4 &y, const Wide4 &z) noexcept
+{
+    return x * y + z;
+}
 TALV_LANES4 Wide4 exact_minus(const Wide4 &x, const Wide4 &y, const Wide4 &z) noexcept
 {
     return {{add_exact(-z.v[0], x.v[0], y.v[0]), add_exact(-z.v[1], x.v[1], y.v[1]), add_exact(-z.v[2], x.v[2], y.v[2]),

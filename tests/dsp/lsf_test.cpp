@@ -6,6 +6,7 @@
 #include "tests/support/signals.h"
 
 #include <algorithm>
+#include <cmath>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -143,6 +144,22 @@ TEST(IntrpLsfLpc, EqualEndsGiveEqualVectors)
     ASSERT_EQ(intrp_lsf_lpc(lsf.data(), lsf.data(), LPC_ORDER, MAX_SUBFRAMES, got[0]), 0);
     for (int s = 0; s < MAX_SUBFRAMES; s++)
         EXPECT_TRUE(test::same_bits(got[s], want, LPC_ORDER)) << "step " << s;
+}
+
+/** Next to a quarter of the circle a cosine is so small that a short series cannot tell to which float it is rounded. */
+TEST(IntrpLsfLpc, CosinesNextToZero)
+{
+    std::vector<float> lsf = random_lsf(LPC_ORDER, 0.04, 380);
+    for (const size_t k : {size_t{4}, size_t{5}}) {
+        float w = 1.5707959f; /* three floats below pi/2 */
+        for (int i = 0; i < 8; i++, w = std::nextafter(w, 4.0f)) {
+            lsf[k] = w;
+            float want[LPC_ORDER], got[LPC_ORDER];
+            lsf_to_lpc(LPC_ORDER, lsf.data(), want);
+            ASSERT_EQ(intrp_lsf_lpc(lsf.data(), lsf.data(), LPC_ORDER, 1, got), 0);
+            EXPECT_TRUE(test::same_bits(got, want, LPC_ORDER)) << "element " << k << " at " << w;
+        }
+    }
 }
 
 TEST(IntrpLsfLpc, StepsAreRunningSums)
