@@ -31,9 +31,9 @@ has() { # PACKAGE FILE...
         grep -qxF "./usr/$file" "$dir/list" || fail "$package lacks usr/$file"
     done
 }
-has "$library" "$libdir/libtalvcodec.so.$soversion" "$libdir/libtalvcodec.so.$version"
-has "$development" include/talvcodec.h include/talvhost.h "$libdir"/libtalv{codec,host}.a "$libdir/libtalvcodec.so" \
-    "$libdir"/pkgconfig/talv{codec,host}.pc "$libdir/cmake/talvcodec/talvcodec-config.cmake"
+has "$library" "$libdir"/libtalv{codec,search}.so."$soversion" "$libdir"/libtalv{codec,search}.so."$version"
+has "$development" include/talv{codec,host,search}.h "$libdir"/libtalv{codec,host,search}.a \
+    "$libdir"/libtalv{codec,search}.so "$libdir"/pkgconfig/talv{codec,host,search}.pc "$libdir/cmake/talvcodec/talvcodec-config.cmake"
 has "$tools" bin/talv share/man/man1/talv.1.gz share/bash-completion/completions/talv \
     share/zsh/vendor-completions/_talv share/fish/vendor_completions.d/talv.fish share/mime/packages/talvcodec.xml \
     share/talvcodec/talv.magic
@@ -50,22 +50,25 @@ done
 dpkg-deb --ctrl-tarfile "$library" | tar -xO ./shlibs | grep -qxF \
     "libtalvcodec $soversion libtalvcodec$soversion (>= $version-1)" || fail "no shlibs, or wrong ones"
 
+# The loader is told of the library by a trigger, and no script does it besides.
+[ "$(dpkg-deb --ctrl-tarfile "$library" | tar -t | grep -v '/$' | sort | xargs)" = "./control ./md5sums ./shlibs ./triggers" ] ||
+    fail "the library has other control files: $(dpkg-deb --ctrl-tarfile "$library" | tar -t | xargs)"
+dpkg-deb --ctrl-tarfile "$library" | tar -xO ./triggers | grep -qx "activate-noawait ldconfig" || fail "no trigger"
+
 # A root of its own: this machine's packages are known to be there, so that dependencies are looked at in earnest, but
-# own no files in it. ldconfig is called by the packages' scripts; a stand-in notes that.
+# own no files in it.
 root=$dir/root
-mkdir -p "$root"/var/lib/dpkg/{info,updates} "$dir/bin"
+mkdir -p "$root"/var/lib/dpkg/{info,updates}
 cp /var/lib/dpkg/status "$root/var/lib/dpkg/status"
 cp /var/lib/dpkg/arch "$root/var/lib/dpkg/" 2>/dev/null || true
 sed -n 's/^Package: //p' "$root/var/lib/dpkg/status" | while read -r package; do
     : >"$root/var/lib/dpkg/info/$package.list"
     : >"$root/var/lib/dpkg/info/$package:$arch.list"
 done
-printf '#!/bin/sh\necho called >>"%s/ldconfig"\n' "$dir" >"$dir/bin/ldconfig"
-chmod +x "$dir/bin/ldconfig"
 as_root=()
 [ "$(id -u)" -eq 0 ] || as_root=(fakeroot)
 in_root() {
-    PATH=$dir/bin:$PATH:/usr/sbin:/sbin "${as_root[@]}" dpkg --root="$root" --force-not-root --force-script-chrootless \
+    PATH=$PATH:/usr/sbin:/sbin "${as_root[@]}" dpkg --root="$root" --force-not-root --force-script-chrootless \
         --no-triggers --log="$dir/dpkg.log" "$@"
 }
 
@@ -77,7 +80,6 @@ quietly in_root -i "$library" "$development" "$tools"
 for package in "libtalvcodec$soversion" libtalvcodec-dev talvcodec-tools; do
     [ "$(in_root -s "$package" | sed -n 's/^Status: //p')" = "install ok installed" ] || fail "$package is not installed"
 done
-[ -s "$dir/ldconfig" ] || fail "the loader was not told of the library"
 
 # Used from there
 export LD_LIBRARY_PATH=$root/usr/$libdir
