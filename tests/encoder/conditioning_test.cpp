@@ -121,6 +121,17 @@ TEST(Prefilter, EqualsItsDifferenceEquation)
     }
 }
 
+/** A memory halfway between two floats becomes the even one, whichever way the filter is run */
+TEST(Prefilter, TiesGoToTheEvenFloat)
+{
+    const float den[PREFILTER_TERMS] = {1.0f, -0x1p-10f}, num[PREFILTER_TERMS] = {0.0f, 1.0f, -1.0f};
+    const int16_t pcm[FRAME_LEN] = {16384, 16384};
+    float out[FRAME_LEN], state[5] = {0.0f, 1.0f};
+    iir_prefilter(den, num, pcm, out, state, FRAME_LEN);
+    /* memory: 16384 and half a float's step, which is rounded away, then 16384 + 16 */
+    EXPECT_FLOAT_EQ(out[2], 16.0f + floor_noise[2]);
+}
+
 TEST(Prefilter, DigitalSilenceLeavesOnlyTheFloor)
 {
     const std::vector<int16_t> silence(FRAME_LEN, 0);

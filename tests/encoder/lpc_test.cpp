@@ -3,6 +3,7 @@
 
 #include "dsp/constants.h"
 #include "dsp/lsf.h"
+#include "dsp/trig.h"
 #include "encoder/conditioning.h"
 #include "tests/support/compare.h"
 #include "tests/support/signals.h"
@@ -265,6 +266,89 @@ TEST(LpcToLsf, RootsExactlyAtAnEndOfAStep)
     const double want[4] = {0.0, 0.0, 1.3181161, 1.8234766};
     ASSERT_EQ(lpc_to_lsf(lsf, fourth, 4), 1);
     EXPECT_TRUE(test::all_near(lsf, want, 4, 1e-5));
+}
+
+/** The walk, the bisection and the secant one point after the other, every value rounded as it comes */
+int walk_plainly(const float *a, float *lsf)
+{
+    constexpr int h = LPC_ORDER / 2;
+    const float s = 0.0314107575f, c = -0.0294369981f;
+    float series[2][h + 1], p[h + 1] = {1.0f}, q[h + 1] = {1.0f};
+    for (int i = 1; i <= h; i++) {
+        p[i] = a[i - 1] + a[LPC_ORDER - i];
+        q[i] = a[i - 1] - a[LPC_ORDER - i];
+    }
+    for (int i = 1; i <= h; i++) {
+        p[i] -= p[i - 1];
+        q[i] += q[i - 1];
+    }
+    for (int j = 0; j <= h; j++) {
+        series[0][j] = j == 0 ? p[h] : 2.0f * p[h - j];
+        series[1][j] = j == 0 ? q[h] : 2.0f * q[h - j];
+    }
+    int count = 0;
+    const auto F = [&](float x) { return cheb_eval(x, series[count % 2], h + 1); };
+    const auto product = [](float y, float z) { return static_cast<double>(y) * static_cast<double>(z); };
+    float x = 1.0f, last = 2.0f, now = F(x);
+    while (count < LPC_ORDER && x > -1.0f) {
+        const float from = x;
+        float before = now;
+        x = std::max(-1.0f, static_cast<float>(static_cast<double>(x) -
+                                               (product(x, x) * static_cast<double>(c) + static_cast<double>(s))));
+        now = F(x);
+        if (product(now, before) > 0.0)
+            continue;
+        float d = from - x;
+        for (int round = 0; round < 4; round++) {
+            d *= 0.5f;
+            const float middle = F(x + d);
+            if (product(middle, now) > 0.0) {
+                x += d;
+                now = middle;
+            } else {
+                before = middle;
+            }
+        }
+        float root = x + d;
+        if (before != now)
+            root = static_cast<float>(static_cast<double>(x) +
+                                      product(d, now) / (static_cast<double>(now) - static_cast<double>(before)));
+        lsf[count++] = static_cast<float>(acos_wide(static_cast<double>(root)));
+        last = root >= last ? x - d : root;
+        x = last;
+        now = F(x);
+    }
+    return count == LPC_ORDER ? 1 : -2;
+}
+
+/* Where the series is nearly 0, its roundings decide its sign: roots at the very ends of steps, and packed closely. */
+TEST(LpcToLsf, EqualsThePlainWalk)
+{
+    for (uint64_t seed = 3400; seed < 6400; seed++) {
+        Random random(seed);
+        float lsf[LPC_ORDER], a[LPC_ORDER], got[LPC_ORDER], want[LPC_ORDER];
+        const int packed = random.integer(0, LPC_ORDER);
+        const double centre = random.uniform(0.3, 2.8), reach = std::pow(10.0, random.uniform(-4.0, -1.0));
+        for (int k = 0; k < LPC_ORDER; k++)
+            lsf[k] =
+                static_cast<float>(k < packed ? centre + random.uniform(-reach, reach) : random.uniform(0.02, 3.1));
+        std::sort(lsf, lsf + LPC_ORDER);
+        if (seed % 2 == 0) { /* the first root at the end of one of the first steps */
+            double end = 1.0;
+            for (int step = random.integer(1, 60); step > 0; step--)
+                end = static_cast<float>(end - (end * end * -0.0294369981 + 0.0314107575));
+            const double first = std::acos(end);
+            for (int k = 0; k < LPC_ORDER; k++)
+                lsf[k] = static_cast<float>(first + (static_cast<double>(lsf[k]) - static_cast<double>(lsf[0])) *
+                                                        (3.1 - first) / 3.1);
+        }
+        lsf_to_lpc(LPC_ORDER, lsf, a);
+        const int result = walk_plainly(a, want);
+        ASSERT_EQ(lpc_to_lsf(got, a, LPC_ORDER), result) << test::seed_note(seed);
+        if (result == 1) {
+            ASSERT_TRUE(test::same_bits(got, want, LPC_ORDER)) << test::seed_note(seed);
+        }
+    }
 }
 
 TEST(LpcToLsf, BothEndsOfTheWalk)

@@ -30,6 +30,7 @@ double response_db(const float *taps, int order, double frequency_hz)
 
 TEST(LpTaps, LowPassOf630Hz)
 {
+    EXPECT_EQ(test::table_checksum(lp_taps, LP_ORDER + 1), 0x72F6AE61u);
     double at_zero = static_cast<double>(lp_taps[0]);
     for (int k = 1; k <= LP_ORDER; k++)
         at_zero += 2.0 * static_cast<double>(lp_taps[k]);
