@@ -121,8 +121,22 @@ struct Ahead {
     mix_excitation(&dec->noise_seed, h, amp_weight, noise_weight, spec);
 }
 
-/** Build the cycle of subframe k in dec->cycle_new, as spline coefficients; its grid size is the result */
-[[gnu::noinline]] int32_t build_cycle(DecoderState *dec, Tracks *tracks, int32_t k, const Spectrum *lpc_spec) noexcept
+/** Filter the samples of subframe k from syn_hist to out_hist */
+void postfilter_subframe(DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
+{
+    const int32_t from = tracks->bounds[k];
+    const int32_t L = tracks->bounds[k + 1] - from;
+    if (k % LANES == 0)
+        postfilter_design(tracks->lpc[k], std::min(tracks->K - k, int32_t{LANES}), ahead->taps);
+    postfilter_run(ahead->taps + k % LANES, L, dec->syn_hist + SYN_PAST + from, dec->out_hist + OUT_PAST + from);
+}
+
+/** Build the cycle of subframe k in dec->cycle_new, as spline coefficients; its grid size is the result
+ *  The post-filter runs one subframe behind, between the cycle's spectrum and its transform: its chain from sample to
+ *  sample then has other work beside it, the one factor that the whole spectrum waits for among it, and the transform
+ *  reads nothing that was written just before.                                                                     */
+[[gnu::noinline]] int32_t build_cycle(DecoderState *dec, Tracks *tracks, int32_t k, const Spectrum *lpc_spec,
+                                      Ahead *ahead) noexcept
 {
     const int32_t p = tracks->pitch[k];
     const int32_t h = p / 2;
@@ -135,6 +149,8 @@ struct Ahead {
     spectrum_shape(h, &spec, lpc_spec, scale, &spec);
     spectrum_trim(p, n, &spec);
     spline_prefilter(FFT_MAX, spline_table, n, &spec);
+    if (k > 0)
+        postfilter_subframe(dec, tracks, k - 1, ahead);
     real_ifft(&spec, dec->cycle_new + 1, n, FFT_MAX, fft_bitrev, fft_twiddle);
     return n;
 }
@@ -160,16 +176,6 @@ void interpolate_subframe(DecoderState *dec, const Tracks *tracks, int32_t k, in
                    dec->syn_hist + SYN_PAST + from, &dec->cycle_phase);
     replace_cycle(dec, n, p);
     dec->rs_prev = tracks->rs[k];
-}
-
-/** Filter the samples of subframe k from syn_hist to out_hist */
-void postfilter_subframe(DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
-{
-    const int32_t from = tracks->bounds[k];
-    const int32_t L = tracks->bounds[k + 1] - from;
-    if (k % LANES == 0)
-        postfilter_design(tracks->lpc[k], std::min(tracks->K - k, int32_t{LANES}), ahead->taps);
-    postfilter_run(ahead->taps + k % LANES, L, dec->syn_hist + SYN_PAST + from, dec->out_hist + OUT_PAST + from);
 }
 
 /** What the next frame starts from */
@@ -204,16 +210,12 @@ void decoder_synthesise(DecoderState *dec, const FrameParams *params, int16_t *p
     Tracks tracks;
     float lsf_new[LPC_ORDER], as_new[AS_DIM];
     expand_parameters(dec, params, &tracks, lsf_new, as_new);
-    /* The post-filter runs one subframe behind: its chain from sample to sample then has the next cycle's work beside
-     * it, and nothing reads what was written just before. */
     Ahead ahead;
     ahead.end = 0;
     for (int32_t k = 0; k < tracks.K; k++) {
         if (k >= ahead.end)
             envelopes(dec, &tracks, k, &ahead);
-        const int32_t n = build_cycle(dec, &tracks, k, &ahead.lpc_spec[k - ahead.first]);
-        if (k > 0)
-            postfilter_subframe(dec, &tracks, k - 1, &ahead);
+        const int32_t n = build_cycle(dec, &tracks, k, &ahead.lpc_spec[k - ahead.first], &ahead);
         interpolate_subframe(dec, &tracks, k, n);
     }
     postfilter_subframe(dec, &tracks, tracks.K - 1, &ahead);

@@ -100,7 +100,7 @@ void postfilter_design(const float *lpc, int count, PostfilterTaps *taps) noexce
 namespace
 {
 
-constexpr int BLOCK = 80; /* samples filtered at a time: the longest subframe */
+constexpr int BLOCK = 60; /* samples filtered at a time: all of a subframe but for the longest lags */
 
 /** Four samples, of which `count` are there and the others are 0 */
 [[gnu::noinline]] Float4 load_last(const float *x, int count) noexcept

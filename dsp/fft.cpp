@@ -147,7 +147,7 @@ static_assert(quarter_turns_are_exact());
 
 constexpr int WIDE_MIN = 32; /* smallest size of the wide transforms */
 
-Factors factors_of(int h) noexcept
+TALV_INLINE Factors factors_of(int h) noexcept
 {
     const wide_t *f = h == 16 ? factors_32 : h == 32 ? factors_64 : factors_128;
     const int q = h / 4;
@@ -156,7 +156,7 @@ Factors factors_of(int h) noexcept
 
 /** All stages but the last two; the result lies where the return value points */
 template <Direction direction>
-const Planes *early_stages(Planes (&work)[2], int h) noexcept
+TALV_INLINE const Planes *early_stages(Planes (&work)[2], int h) noexcept
 {
     first_stages<direction>(work[0], h, work[1]);
     int from = 1;
@@ -209,9 +209,10 @@ void real_fft_wide(const float *samples, Complex *spectrum, int n) noexcept
 }
 
 /** real_ifft for 32, 64 and 128 points and the standard tables */
-void real_ifft_wide(const Spectrum &spectrum, float *samples, int n) noexcept
+template <int n>
+void real_ifft_wide(const Spectrum &spectrum, float *samples) noexcept
 {
-    const int h = n / 2, q = n / 4;
+    constexpr int h = n / 2, q = n / 4;
     const Factors factors = factors_of(h);
     const float *re = spectrum.re, *im = spectrum.im;
     Planes work[2];
@@ -291,7 +292,12 @@ void real_ifft(const Spectrum *spectrum, float *samples, int n, int size_max, co
                const Complex *twiddle) noexcept
 {
     if (n >= WIDE_MIN && size_max == FFT_MAX && bitrev == fft_bitrev.entry && twiddle == fft_twiddle.entry) {
-        real_ifft_wide(*spectrum, samples, n);
+        if (n == 32)
+            real_ifft_wide<32>(*spectrum, samples);
+        else if (n == 64)
+            real_ifft_wide<64>(*spectrum, samples);
+        else
+            real_ifft_wide<128>(*spectrum, samples);
         return;
     }
     const int h = n / 2;

@@ -49,7 +49,7 @@ TALV_INLINE WideComplex turned(Wide4 wr, Wide4 wi, WideComplex b) noexcept
  *  z    I            h values in natural order
  *  out  O            four transforms' values for each of the h/4 offsets                                            */
 template <Direction direction>
-inline void first_stages(const Planes &z, int h, Planes &out) noexcept
+TALV_INLINE void first_stages(const Planes &z, int h, Planes &out) noexcept
 {
     const int q = h / 4;
     for (int r = 0; r < q; r += LANES) {
@@ -81,7 +81,7 @@ extern const MiddleFactors fft_middle_factors;
 
 /** From transforms of m points to those of 2m, m being 4 or 8 and h/m at least 8 */
 template <Direction direction>
-inline void middle_stage(const Planes &z, int h, int m, Planes &out) noexcept
+TALV_INLINE void middle_stage(const Planes &z, int h, int m, Planes &out) noexcept
 {
     const std::ptrdiff_t half = h / m / 2, rise = h / 2;
     const float *re = z.re, *im = z.im;
