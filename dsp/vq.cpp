@@ -4,6 +4,7 @@
 #include "dsp/wide.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace talv::inline TALV_TARGET
 {
@@ -183,16 +184,90 @@ void squared_distances(int row_len, int dim, const float *vector, int rows, cons
     }
 }
 
+/* Where nothing is wider than a float, estimates are as good as what they are to spare. */
+constexpr bool ESTIMATED = sizeof(wide_t) > sizeof(float);
+
+/** Estimates of squared distances in floats. All terms are positive, so the error is below (dim + 5) / 2^24 of each.
+ *  dim       I            even, at most 16
+ *  rows      I            a multiple of LANES
+ *  distance  O  [rows]                                                                                             */
+TALV_INLINE void estimate_distances(int row_len, int dim, const float *vector, int rows, const float *table,
+                                    float *distance) noexcept
+{
+    for (int i = 0; i < rows; i += LANES) {
+        const float *row = table + i * row_len;
+        Float4 sum = {};
+        int d = 0;
+        if (dim >= LANES) {
+            Float4 block[LANES] = {};
+            for (; d + LANES <= dim; d += LANES) {
+                const Float4 v = load4(vector + d);
+                TALV_UNROLL
+                for (int r = 0; r < LANES; r++) {
+                    const Float4 t = load4(row + r * row_len + d) - v;
+                    block[r] = block[r] + t * t;
+                }
+            }
+            transpose(block);
+            sum = (block[0] + block[1]) + (block[2] + block[3]);
+        }
+        if (d < dim) {
+            const Float4 v = load_pairs(vector + d, vector + d);
+            const Float4 low = load_pairs(row + d, row + row_len + d) - v;
+            const Float4 high = load_pairs(row + 2 * row_len + d, row + 3 * row_len + d) - v;
+            const Float4 low_square = low * low, high_square = high * high;
+            sum = sum + even_lanes(low_square, high_square) + odd_lanes(low_square, high_square);
+        }
+        store4(distance + i, sum);
+    }
+}
+
+/** Distances that are estimated to be above this are above `distance` when both are exact and rounded. The constant
+ *  stands above what squares can lose that are no normal floats.                                                    */
+constexpr float surely_above(float distance) noexcept
+{
+    return distance * (1.0f + 64.0f * 0x1p-24f) + 0x1p-100f;
+}
+constexpr float TAKEN = std::numeric_limits<float>::infinity();
+
+/** Take the least of n values out of a list; return it and its place */
+TALV_INLINE float take_least(float *x, int n, int *place) noexcept
+{
+    *place = place_of_least(x, n);
+    const float least = x[*place];
+    x[*place] = TAKEN;
+    return least;
+}
+
+/** vq_search by estimates; -1 where they leave it open */
+int nearest_row(int row_len, int dim, const float *vector, int rows, const float *table) noexcept
+{
+    if (!ESTIMATED || rows < LANES || rows % LANES != 0 || dim % 2 != 0)
+        return -1;
+    float distance[ROWS_MAX];
+    store4(distance, Float4{});
+    if (row_len == AS_DIM && dim == AS_DIM)
+        estimate_distances(AS_DIM, AS_DIM, vector, rows, table, distance);
+    else
+        estimate_distances(row_len, dim, vector, rows, table, distance);
+    int row, next;
+    const float least = surely_above(take_least(distance, rows, &row));
+    return least < COST_BOUND * 0.5f && take_least(distance, rows, &next) > least ? row : -1;
+}
+
 } // namespace
 
 void vq_search(int row_len, int dim, float *vector, int rows, const float *table, int32_t *index) noexcept
 {
-    float distance[ROWS_MAX + LANES];
-    std::fill_n(distance + rows, LANES, COST_BOUND); /* for the last group, if it is not whole */
-    squared_distances(row_len, dim, vector, rows, table, distance);
-    int best_row = place_of_least(distance, rows);
-    if (!(distance[best_row] < COST_BOUND))
-        best_row = 0;
+    int best_row = nearest_row(row_len, dim, vector, rows, table);
+    if (best_row < 0) {
+        float distance[ROWS_MAX + LANES];
+        std::fill_n(distance + rows, LANES, COST_BOUND); /* for the last group, if it is not whole */
+        squared_distances(row_len, dim, vector, rows, table, distance);
+        best_row = place_of_least(distance, rows);
+        if (!(distance[best_row] < COST_BOUND))
+            best_row = 0;
+    }
     *index = best_row;
     for (int d = 0; d < dim; d++)
         vector[d] = table[best_row * row_len + d];
@@ -229,11 +304,43 @@ void insert_path(Path *places, const Path &path) noexcept
     places[p] = path;
 }
 
+/** msvq_search of the gains by estimates; returns whether they leave nothing open */
+bool search_gains(const float *target, const float *table, float *work, int32_t *index) noexcept
+{
+    float distance[M_BEST * GAIN_STAGE_ROWS];
+    const float *second = table + GAIN_STAGE_ROWS * QUARTERS;
+    estimate_distances(QUARTERS, QUARTERS, target, GAIN_STAGE_ROWS, table, distance);
+    int row[M_BEST], other, best;
+    float last = 0.0f;
+    for (int &r : row)
+        last = take_least(distance, GAIN_STAGE_ROWS, &r);
+    if (!(last < COST_BOUND * 0.5f && take_least(distance, GAIN_STAGE_ROWS, &other) > surely_above(last)))
+        return false;
+    for (int c = 0; c < M_BEST; c++) {
+        store4(work, load4(target) - load4(table + row[c] * QUARTERS));
+        estimate_distances(QUARTERS, QUARTERS, work, GAIN_STAGE_ROWS, second, distance + c * GAIN_STAGE_ROWS);
+    }
+    const float least = surely_above(take_least(distance, M_BEST * GAIN_STAGE_ROWS, &best));
+    if (!(least < COST_BOUND * 0.5f && take_least(distance, M_BEST * GAIN_STAGE_ROWS, &other) > least))
+        return false;
+    index[0] = row[best / GAIN_STAGE_ROWS];
+    index[1] = best % GAIN_STAGE_ROWS;
+    return true;
+}
+
 } // namespace
 
 void msvq_search(int dim, const int32_t *stage_sizes, const float *table, const float *target, float *work,
                  int32_t *index) noexcept
 {
+    static_assert(GAIN_STAGES == 2 && QUARTERS == LANES && GAIN_STAGE_ROWS % LANES == 0);
+    const bool gains =
+        ESTIMATED && dim == QUARTERS && stage_sizes[0] == GAIN_STAGE_ROWS && stage_sizes[1] == GAIN_STAGE_ROWS;
+    if (gains && search_gains(target, table, work, index)) {
+        msvq_decode(dim, stage_sizes, table, work, index);
+        return;
+    }
+
     Path candidates[M_BEST] = {};
     int candidate_count = 1; /* one empty path */
     float distance[ROWS_MAX];
