@@ -70,14 +70,19 @@ template <bool quick>
 bool run_filter(const float *den, const float *num, const int16_t *pcm, float *out, wide_t *stored, int n) noexcept
 {
     /* The recursive part. The newest term comes last: all the others are then ready before it is. */
-    wide_t w[FRAME_LEN]; /* its output, not rounded */
+    wide_t w[FRAME_LEN]; /* its input, then its output, not rounded */
+    for (int i = 0; i < n; i++)
+        w[i] = wide(pcm[i]);
     Pair64 d[PREFILTER_TERMS], past[PREFILTER_TERMS];
     for (int k = 1; k <= PAST; k++) {
         d[k] = twice(wide(den[k]));
         past[k] = twice(stored[PAST - k]);
     }
-    for (int i = 0; i < n; i++) {
-        Pair64 sum = twice(wide(pcm[i]));
+    static_assert(PAST == LANES); /* the past takes its old places again after as many samples */
+    for (int i = 0; i < n; i += PAST)
+        TALV_UNROLL
+    for (int j = i; j < i + PAST; j++) {
+        Pair64 sum = twice(w[j]);
         TALV_UNROLL
         for (int k = PAST; k >= 1; k--)
             sum = subtract_exact(sum, past[k], d[k]);
@@ -85,8 +90,8 @@ bool run_filter(const float *den, const float *num, const int16_t *pcm, float *o
         for (int k = PAST; k > 1; k--)
             past[k] = past[k - 1];
         past[1] = quick ? nearly_rounded(sum) : rounded_wide(sum);
-        w[i] = sum[0];
-        stored[PAST + i] = past[1][0];
+        w[j] = sum[0];
+        stored[PAST + j] = past[1][0];
     }
 
     /* The other part reads the present w unrounded. */

@@ -29,9 +29,9 @@ void spline_passes(int P, const float *cycle, float *spline_coef) noexcept
     }
 }
 
-/* The pole is so near 0 that what a pass held some samples before is soon forgotten to the last bit. So four stretches of
- * the cycle run side by side, each started from nothing WARM_UP samples before its own first one; where one of them has
- * not come to what its neighbour left off with, the proof finds it. */
+/* The pole is so near 0 that what a pass held some samples before is soon forgotten to the last bit. So four stretches
+ * of the cycle run side by side, each started from nothing WARM_UP samples before its own first one; where one of them
+ * has not come to what its neighbour left off with, the proof finds it. */
 constexpr int WARM_UP = 24;
 constexpr int STRETCH_MAX = (LAG_MAX + 3 + LANES * LANES - 1) / (LANES * LANES) * LANES;
 

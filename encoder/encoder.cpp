@@ -46,8 +46,8 @@ void move_down(float *hist, int length) noexcept
     std::memmove(hist, hist + FRAME_LEN, static_cast<size_t>(length - FRAME_LEN) * sizeof(float));
 }
 
-/* The steps with the largest work arrays are routines of their own, not inlined, so that the arrays of one are gone from
- * the stack when the next one runs. */
+/* The steps with the largest work arrays are routines of their own, not inlined, so that the arrays of one are gone
+ * from the stack when the next one runs. */
 
 /** Periodicity of two windows, around the newest raw lag: 1 - r^2 each, coded as a pair */
 [[gnu::noinline]] void code_periodicity(EncoderState *enc, int32_t *rs_index) noexcept

@@ -1,11 +1,12 @@
-/** Search for the lag of a block: what pitch_search and rs_value have in common
+/** Search for the lag of a block: what pitch_search and rs_values have in common
  *
  *  A block's columns, three stretches of it, are correlated with the signal `lag` samples before. Each column may take
- *  its correlation from a somewhat longer lag (encoder/drift.h); the lag of the highest score wins (encoder/lag_score.h).
+ *  its correlation from a somewhat longer lag (encoder/drift.h); the lag of the highest score wins
+ *  (encoder/lag_score.h).
  *
  *  First everything is estimated in floats. The estimates' error is bounded, so that they tell which lags can win at
- *  all, mostly one or two of more than a hundred, and those alone are worked out as they are defined. Where too many are
- *  left, all of them are.
+ *  all, three of a hundred on average, and those alone are worked out as they are defined. Where too many are left, all
+ *  of them are.
  */
 #ifndef TALV_ENCODER_LAG_SEARCH_H
 #define TALV_ENCODER_LAG_SEARCH_H

@@ -95,9 +95,8 @@ bool autocorr_groups(const wide_t *x, int n, float *sum) noexcept
     TALV_UNROLL
     for (int g = 0; g < groups; g++)
         r[g] = broadcast(wide(0));
-    for (int i = 0; i < n; i++)
-        TALV_UNROLL
-    for (int g = 0; g < groups; g++) {
+    _Pragma("GCC unroll 4") for (int i = 0; i < n; i++) TALV_UNROLL for (int g = 0; g < groups; g++)
+    {
         const Wide4 next = add_exact(r[g], broadcast(x[i]), load(x + i + LANES * g));
         r[g] = quick ? nearly_rounded(next, &ties) : rounded_wide(next);
     }
@@ -117,7 +116,8 @@ void window_autocorr(const float *x, int n, float *r, int order, float *work, co
         work[i] = window[i] * x[i];
     wide_t padded[ANALYSIS_MAX + GROUPS_MAX * LANES];
     widen(work, n, padded);
-    std::fill_n(padded + n, GROUPS_MAX * LANES, wide_t{0});
+    for (int i = 0; i < GROUPS_MAX * LANES; i += LANES)
+        store(padded + n + i, broadcast(wide(0)));
 
     float sum[GROUPS_MAX * LANES];
     const bool few = order < GROUPS_CODEC * LANES;

@@ -76,8 +76,8 @@ struct Series {
 
 /* In step k cheb_eval() rounds b[k] to float, which is as if coefficient k differed by 2^-24 |b[k]|; and |T_k| <= 1,
  * |b[k]| <= sum over j >= k of (j - k + 1) |c[j]|, since |U_j| <= j + 1. Summed over k that is 2^-24 times the sum of
- * (j + 1) (j + 2) / 2 |c[j]|, and the last rounding adds one |c[j]| more at most. The hundredth is for what is of second
- * order, and for the roundings in double on either side.                                                            */
+ * (j + 1) (j + 2) / 2 |c[j]|, and the last rounding adds one |c[j]| more at most. The hundredth is for what is of
+ * second order, and for the roundings in double on either side. */
 void widen_series(Series *series) noexcept
 {
     wide_t sum = wide(0);
