@@ -99,8 +99,11 @@ class Report:
             goal("Level, " + name, "within 1 dB", "%+.2f dB (%+.2f to the original)" % (level, itself), abs(level) <= 1)
             moved = self.r["lags"][name] - self.r["lags"]["plain"]
             goal("Alignment, " + name, "as plain", "%+d samples" % moved, abs(moved) <= 20)
-            jump = self.p.jumps(name, self.items(name))[1] / self.p.jumps("plain", self.items(name))[1]
-            goal("Largest jump between frames, " + name, "as plain", "× %.2f" % jump, jump <= 1.1)
+            items = self.items(name)
+            jump, inside = (self.p.jumps(name, items, what)[1] / self.p.jumps("plain", items, what)[1]
+                            for what in ("jumps", "inside"))
+            goal("Largest jump between frames, " + name, "as plain, or as within frames",
+                 "× %.2f (within frames × %.2f)" % (jump, inside), jump <= max(1.1, inside))
             for channel in ("lost", "late"):
                 share = [self.kept(name, channel, m) for m in YARDSTICKS]
                 goal("Gain kept, %s, %s" % ("5 % lost" if channel == "lost" else "joined late", name), "75 %",
