@@ -168,7 +168,7 @@ static void write_frame(const struct record *record, int t, const uint8_t *frame
 }
 
 /* A build in single precision alone gives other bits: it is not compared frame by frame, but takes every expected frame,
- * and half of its own frames at least have to be the expected ones (of speech 80 in 100 are: talv_float_only). */
+ * and 19 in 20 of its own frames have to be the expected ones (of speech 999 in 1000 are: talv_float_only).        */
 #ifdef TALV_FLOAT_ONLY
 enum { exact = 0 };
 #else
@@ -341,7 +341,7 @@ int main(int argc, char **argv)
     }
     if (!exact) {
         printf("single precision: %ld of %ld frames are not those of the other builds\n", other_frames, frames);
-        differ += other_frames > frames / 2;
+        differ += other_frames > frames / 20;
     } else if (count == stream_count && differ == 0 && digest != expected_digest) {
         printf("DIFFERS: the suite's digest, though no stream does\n");
         differ++;
