@@ -149,7 +149,7 @@ TALV_INLINE void twice_cosines(const Float4 *lsf, bool quick, Wide4 *c) noexcept
 TALV_INLINE void root_product(const Wide4 *c, Wide4 *poly) noexcept
 {
     poly[0] = poly[2] = broadcast(1.0);
-    poly[1] = Wide4{} - c[0];
+    poly[1] = broadcast(0.0) - c[0];
     TALV_UNROLL
     for (int degree = 4; degree <= LPC_ORDER; degree += 2) {
         const Wide4 factor = c[degree - 2];
