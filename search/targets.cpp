@@ -14,7 +14,6 @@ namespace
 {
 
 constexpr int QUARTER = FRAME_LEN / QUARTERS;
-constexpr int RS_WINDOW_LEAD = FRAME_LEN / 2; /* the first of the two windows starts this far before the second */
 
 /** Gains in windows of whole cycles, centred on the quarters' ends where the signal behind them is known */
 void measure_gains(const SpeechHistory *history, int end, int32_t lag, float *gain) noexcept

@@ -115,7 +115,8 @@ void draw_spectrogram(Canvas &canvas, const Scale &scale, const Rect &box, const
         const double bin = (1 - (row + 0.5) / SPECTRUM) * (SPECTRUM_BINS - 1);
         const int below = static_cast<int>(bin);
         for (int c = 0; c < COLUMNS; c++) {
-            const double db = std::lerp(s.at(c, below), s.at(c, below + 1), static_cast<float>(bin - below));
+            const double db =
+                static_cast<double>(std::lerp(s.at(c, below), s.at(c, below + 1), static_cast<float>(bin - below)));
             pixels[static_cast<size_t>(row) * COLUMNS + static_cast<size_t>(c)] =
                 colour_of(1 + (db - scale.top_db) / RANGE_DB);
         }
@@ -242,7 +243,7 @@ Scale choose_scale(const std::vector<PlotTrack> &tracks, const std::vector<Spect
         top_db = std::max(top_db, *std::max_element(s.level_db.begin(), s.level_db.end()));
     const double unit = peak < 3276 ? 0.01 : 0.1;
     return {from_s, to_s, std::ceil(peak / 32768.0 / unit) * unit,
-            std::ceil(std::clamp(top_db, -60.0f, 0.0f) / 10) * 10};
+            static_cast<double>(std::ceil(std::clamp(top_db, -60.0f, 0.0f) / 10) * 10)};
 }
 
 } // namespace

@@ -336,7 +336,7 @@ TEST(LpcToLsf, EqualsThePlainWalk)
         if (seed % 2 == 0) { /* the first root at the end of one of the first steps */
             double end = 1.0;
             for (int step = random.integer(1, 60); step > 0; step--)
-                end = static_cast<float>(end - (end * end * -0.0294369981 + 0.0314107575));
+                end = static_cast<double>(static_cast<float>(end - (end * end * -0.0294369981 + 0.0314107575)));
             const double first = std::acos(end);
             for (int k = 0; k < LPC_ORDER; k++)
                 lsf[k] = static_cast<float>(first + (static_cast<double>(lsf[k]) - static_cast<double>(lsf[0])) *

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
+#include <initializer_list>
 
 using namespace talv_test;
 
@@ -29,7 +30,7 @@ TEST(Alignment, EveryBegunFrameIsCoded)
      * the last two frames, whose analysis looks ahead. */
     const Pcm x = read_pcm(sample("en_m_libri"));
     const std::string all = run({"encode", "--bare", "-q", "--raw", "-", "-"}, bytes_of(x)).out;
-    for (size_t n : {0, 1, 239, 240, 241, 479, 480, 481, 2400, 24001}) {
+    for (size_t n : std::initializer_list<size_t>{0, 1, 239, 240, 241, 479, 480, 481, 2400, 24001}) {
         SCOPED_TRACE(n);
         const Outcome cut = run({"encode", "--bare", "-q", "--raw", "-", "-"},
                                 bytes_of(Pcm(x.begin(), x.begin() + static_cast<int>(n))));

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <random>
 #include <sndfile.h>
 
@@ -79,7 +80,8 @@ TEST(Ogg, DecodingGivesExactlyTheSamplesThatWentIn)
     ASSERT_EQ(all.size(), x.size());
     EXPECT_LE(std::abs(spectral_lag(x, all, 720)), 32);
     Folder folder;
-    for (const size_t n : {0, 1, 239, 240, 241, 479, 480, 481, 14879, 14880, 14881, 24001}) {
+    for (const size_t n :
+         std::initializer_list<size_t>{0, 1, 239, 240, 241, 479, 480, 481, 14879, 14880, 14881, 24001}) {
         const Pcm cut(x.begin(), x.begin() + static_cast<int>(n));
         for (const char *page : {"1", "31", "496"})
             EXPECT_EQ(decoded(encoded(cut, {"--page-frames", page})).size(), n) << "frames a page: " << page;
