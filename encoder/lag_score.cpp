@@ -93,6 +93,7 @@ float slide_energy(const float *x, int n, int lag_lo, int lag_hi, float *E) noex
     return slide_wide(E[count], x - (lag_lo - 1), x - (lag_lo - 1) + n, lag_lo - 1);
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): calls itself once, with as many lags as are loaded together
 int best_lag(const float *S, const float *energy, int lag_lo, int lag_hi, wide_t *q) noexcept
 {
     const Wide4 none = broadcast(std::numeric_limits<wide_t>::infinity()); /* an energy that makes a quotient 0 */

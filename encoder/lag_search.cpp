@@ -87,6 +87,7 @@ private:
         exact_column(block, s, entries);
         drift_maxima(entries, block.lag_lo, block.lag_hi, entries);
         for (int l = 0; l < count; l++)
+            // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): lag_lo is not above lag_hi, so entries were written
             sum[l] = sums.added(sum[l], entries[l]);
     }
     for (int l = 0; l < count; l++)
