@@ -97,7 +97,7 @@ std::vector<long double> spline_by_elimination(int P, const float *cycle)
 
 TEST(CycleResample, EqualsTheSplineThroughTheSamples)
 {
-    for (int P : {2, 20, 31, 64, 100, 127, 128, 129, 147, 150, 160})
+    for (int P : {4, 20, 31, 64, 100, 127, 128, 129, 147, 150, 160})
         for (uint64_t seed = 3720; seed < 3725; seed++) {
             SCOPED_TRACE(test::seed_note(seed) + ", lag " + std::to_string(P));
             const std::vector<float> source = test::noise(P, 1000.0, seed);
