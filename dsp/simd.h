@@ -2,7 +2,7 @@
  *
  *  The codec's sums run in double and their order is fixed, so nothing inside one sum may be split; but neighbouring
  *  sums (lags, samples, rows, harmonics) are independent, and four of them run side by side in a Wide4, lane by lane
- *  the very operations of the scalar code. This header and dsp/simd_float.h alone know instruction sets: 256-bit
+ *  the very operations of the scalar code. The headers simd*.h alone know instruction sets: 256-bit
  *  registers with fused operations where the target has them (AVX2 with FMA), pairs of 128-bit vectors elsewhere, which
  *  the compiler maps to SSE2, NEON or plain registers.
  *
