@@ -18,23 +18,6 @@ namespace talv::inline TALV_TARGET
 
 /* The chain as it is defined: nothing is quicker there. */
 inline constexpr bool CHAIN_AS_DEFINED = true;
-using FloatLink = float;
-TALV_LANES FloatLink add_square_nearly(FloatLink sum, float x) noexcept
-{
-    return rounded(add_exact(wide(sum), wide(x), wide(x)));
-}
-TALV_LANES FloatLink subtract_square_nearly(FloatLink sum, float x) noexcept
-{
-    return rounded(subtract_exact(wide(sum), wide(x), wide(x)));
-}
-TALV_LANES FloatLink float_link(float x) noexcept
-{
-    return x;
-}
-TALV_LANES float link_value(FloatLink x) noexcept
-{
-    return x;
-}
 TALV_LANES Pair64 nearly_rounded(Pair64 x) noexcept
 {
     return rounded_wide(x);
@@ -145,43 +128,42 @@ TALV_INLINE Wide4 add_nearly(Wide4 sum, Wide4 x, Wide4 y) noexcept
     return add_exact(sum, x, y);
 }
 
-/** A link of a chain of floats, to which squares of floats are added: where there are fused operations they work on
- *  floats, elsewhere on doubles that hold floats                                                                    */
+/** A number so large that a double of its size has the last place of a float of x's size: what is added to it is
+ *  rounded to whole such places, and stays so when it is taken away again. For normal x.                             */
+inline wide_t grid_of(float x) noexcept
+{
+    constexpr uint64_t EXPONENT = uint64_t{0x7ff} << 52;
+    const wide_t v = wide(x);
+    uint64_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    bits &= EXPONENT;
+    wide_t power;
+    std::memcpy(&power, &bits, sizeof power);
+    return power * wide(1.5 * 0x1p29);
+}
+
+/* Lane i: the sum of lanes 0 to i. And: lane 3 in all of them */
 #ifdef TALV_SIMD_AVX2
-using FloatLink = float;
-TALV_INLINE FloatLink add_square_nearly(FloatLink sum, float x) noexcept
+TALV_INLINE Wide4 running_sums(Wide4 x) noexcept
 {
-    return __builtin_fmaf(x, x, sum);
+    const __m256d pairs = _mm256_add_pd(x.v, _mm256_unpacklo_pd(_mm256_setzero_pd(), x.v));
+    const __m256d low = _mm256_permute2f128_pd(pairs, pairs, 0x08);
+    return {_mm256_add_pd(pairs, _mm256_unpackhi_pd(low, low))};
 }
-TALV_INLINE FloatLink subtract_square_nearly(FloatLink sum, float x) noexcept
+TALV_INLINE Wide4 last_lane(Wide4 x) noexcept
 {
-    return __builtin_fmaf(-x, x, sum);
-}
-TALV_INLINE FloatLink float_link(float x) noexcept
-{
-    return x;
-}
-TALV_INLINE float link_value(FloatLink x) noexcept
-{
-    return x;
+    return {_mm256_permute4x64_pd(x.v, 0xff)};
 }
 #else
-using FloatLink = Pair64;
-TALV_INLINE FloatLink add_square_nearly(FloatLink sum, float x) noexcept
+TALV_INLINE Wide4 running_sums(Wide4 x) noexcept
 {
-    return nearly_rounded(sum + twice(wide(x) * wide(x)));
+    const Pair64 zero = twice(wide(0));
+    const Pair64 lo = x.lo + low_lanes(zero, x.lo), hi = x.hi + low_lanes(zero, x.hi);
+    return {lo, hi + high_twice(lo)};
 }
-TALV_INLINE FloatLink subtract_square_nearly(FloatLink sum, float x) noexcept
+TALV_INLINE Wide4 last_lane(Wide4 x) noexcept
 {
-    return nearly_rounded(sum - twice(wide(x) * wide(x)));
-}
-TALV_INLINE FloatLink float_link(float x) noexcept
-{
-    return twice(wide(x));
-}
-TALV_INLINE float link_value(FloatLink x) noexcept
-{
-    return rounded(x[0]);
+    return {high_twice(x.hi), high_twice(x.hi)};
 }
 #endif
 

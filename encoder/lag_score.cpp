@@ -15,30 +15,9 @@ namespace talv::inline TALV_TARGET
 namespace
 {
 
-/** Energies of the windows that follow the first, a sample later each, and whether the quick chain came to them
+/** Energies of the windows that follow the first, a sample later each
  *  leaving, entering  I  [steps]   the sample that each step drops, and the one that it takes in
- *  E                  IO [steps + 1]   E[0] given
- *  steps              I            a multiple of LANES                                                              */
-bool slide_quickly(const float *leaving, const float *entering, int steps, float *E) noexcept
-{
-    FloatLink now = float_link(E[0]);
-    _Pragma("GCC unroll 4") for (int k = 0; k < steps; k++)
-    {
-        now = add_square_nearly(subtract_square_nearly(now, leaving[k]), entering[k]);
-        E[k + 1] = link_value(now);
-    }
-
-    if constexpr (CHAIN_AS_DEFINED)
-        return true;
-    bool holds = true;
-    for (int k = 0; k < steps; k += LANES) {
-        const Wide4 out = load_wide(leaving + k), in = load_wide(entering + k);
-        const Wide4 left = rounded_wide(subtract_exact(load_wide(E + k), out, out));
-        holds = holds && equal_lanes(rounded_wide(add_exact(left, in, in)), load_wide(E + k + 1)) == ALL_LANES;
-    }
-    return holds;
-}
-
+ *  E                  IO [steps + 1]   E[0] given                                                                   */
 void slide(const float *leaving, const float *entering, int steps, float *E) noexcept
 {
     for (int k = 0; k < steps; k++) {
@@ -46,6 +25,40 @@ void slide(const float *leaving, const float *entering, int steps, float *E) noe
         E[k + 1] = rounded(add_exact(wide(left), wide(entering[k]), wide(entering[k])));
     }
 }
+
+#ifdef TALV_SIMD_PLAIN
+
+void slide_together(const float *leaving, const float *entering, int steps, float *E) noexcept
+{
+    slide(leaving, entering, steps, E);
+}
+
+#else
+
+/** slide(), LANES steps at once; steps is a multiple of them
+ *  While the energy keeps its exponent, adding a square to it and rounding is adding the square rounded to places of the
+ *  energy: running sums of such whole numbers, exact in any order, say where all steps lead. Then each of them is
+ *  proved, as for other chains (dsp/simd_chain.h), and done as it is defined where that fails.                       */
+void slide_together(const float *leaving, const float *entering, int steps, float *E) noexcept
+{
+    Wide4 grid = broadcast(grid_of(E[0])), from = broadcast(wide(E[0]));
+    for (int k = 0; k < steps; k += LANES) {
+        const Wide4 out = load_wide(leaving + k), in = load_wide(entering + k);
+        const Wide4 change = (add_exact(grid, in, in) - grid) - (add_exact(grid, out, out) - grid);
+        const Wide4 moved = running_sums(change);
+        const Wide4 now = from + moved;
+        const Wide4 left = rounded_wide(subtract_exact(now - change, out, out));
+        store_rounded(E + k + 1, now);
+        from = from + last_lane(moved);
+        if (equal_lanes(rounded_wide(add_exact(left, in, in)), now) != ALL_LANES) [[unlikely]] {
+            slide(leaving + k, entering + k, LANES, E + k);
+            grid = broadcast(grid_of(E[k + LANES]));
+            from = broadcast(wide(E[k + LANES]));
+        }
+    }
+}
+
+#endif
 
 /** The energy some samples later, rounded only there */
 float slide_wide(float E, const float *leaving, const float *entering, int steps) noexcept
@@ -87,8 +100,7 @@ float slide_energy(const float *x, int n, int lag_lo, int lag_hi, float *E) noex
     const int count = lag_hi - lag_lo + 1;
     const int steps = (count + LANES - 1) / LANES * LANES;
     E[0] = energy(x - lag_hi, n);
-    if (!slide_quickly(x - lag_hi, x - lag_hi + n, steps, E))
-        slide(x - lag_hi, x - lag_hi + n, steps, E);
+    slide_together(x - lag_hi, x - lag_hi + n, steps, E);
 
     return slide_wide(E[count], x - (lag_lo - 1), x - (lag_lo - 1) + n, lag_lo - 1);
 }

@@ -85,7 +85,7 @@ TEST(SlideEnergy, RoundsWhatOneByOneGives)
     EXPECT_EQ(energies[COUNT - 1], 0x1p24f);
 }
 
-/** The quick chain takes ties away from zero, and has to be found wrong */
+/** Running sums of rounded squares do not know whether the energy is even, and have to be found wrong */
 TEST(SlideEnergy, TiesGoToTheEvenFloat)
 {
     constexpr int N = 240, AT = 100;
@@ -99,6 +99,10 @@ TEST(SlideEnergy, TiesGoToTheEvenFloat)
     x[N - AT] = 2.0f;
     slide_energy(x, N, LAG_MIN, LAG_MAX, energies);
     EXPECT_EQ(energies[LAG_MAX - AT], 0x1p24f);
+    EXPECT_EQ(energies[LAG_MAX - AT + 1], 0x1p24f + 4.0f);
+    x[11] = x[12] = x[N - AT] = 1.0f; /* an odd energy now */
+    slide_energy(x, N, LAG_MIN, LAG_MAX, energies);
+    EXPECT_EQ(energies[LAG_MAX - AT], 0x1p24f + 2.0f);
     EXPECT_EQ(energies[LAG_MAX - AT + 1], 0x1p24f + 4.0f);
 }
 
