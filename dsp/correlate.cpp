@@ -15,8 +15,10 @@ namespace
 /* Groups of LANES lags at once, a register or a pair of sums each: these sums are rarely asked for. */
 constexpr int GROUPS = 4;
 
-/* Registers of sums of the estimates: enough to hide the latency of an addition, and as many as there are */
-constexpr int ESTIMATE_GROUPS = 12;
+/* Registers of sums of the estimates, and samples that share what is loaded of the past: all sixteen registers are in
+ * use then, and nine sums hide the latency of an addition. */
+constexpr int ESTIMATE_GROUPS = 9;
+constexpr int SHARED = 5;
 
 /** The sums of groups * LANES lags downwards from lag_hi; the lags below lag_lo are dropped */
 template <int groups>
@@ -64,13 +66,22 @@ void estimate_groups(const float *x, int n, int lag_hi, const float *start, floa
     TALV_UNROLL
     for (int g = 0; g < groups; g++)
         sum[g] = start == nullptr ? floats(0.0f) : load_floats(start + FLOATS * g);
-    const float *past = x - lag_hi;
-    for (const float *now = x; now < x + n; now++, past++) {
-        const Floats factor = floats(*now);
-        TALV_UNROLL
-        for (int g = 0; g < groups; g++)
-            sum[g] = add_product(sum[g], factor, load_floats(past + FLOATS * g));
-    }
+    /* Samples a register apart meet the same stretches of the past: each stretch is loaded once for SHARED of them. */
+    for (int from = 0; from < n; from += SHARED * FLOATS)
+        for (int i = from; i < from + FLOATS; i++) {
+            Floats now[SHARED];
+            TALV_UNROLL
+            for (int b = 0; b < SHARED; b++)
+                now[b] = floats(x[i + FLOATS * b]);
+            TALV_UNROLL
+            for (int m = 0; m < groups + SHARED - 1; m++) {
+                const Floats past = load_floats(x - lag_hi + i + FLOATS * m);
+                TALV_UNROLL
+                for (int b = 0; b < SHARED; b++)
+                    if (m - b >= 0 && m - b < groups)
+                        sum[m - b] = add_product(sum[m - b], now[b], past);
+            }
+        }
     TALV_UNROLL
     for (int g = 0; g < groups; g++)
         store(near + FLOATS * g, sum[g]);
@@ -133,12 +144,15 @@ void add_estimates(const float *x, const float *y, int lag_lo, int lag_hi, float
 
 wide_t dot_product(const float *x, const float *y, int n) noexcept
 {
-    Wide4 part[2] = {};
-    for (int i = 0; i < n; i += 2 * LANES)
+    Wide4 part[4] = {};
+    int i = 0;
+    for (; i + 4 * LANES <= n; i += 4 * LANES)
         TALV_UNROLL
-    for (int p = 0; p < 2; p++)
+    for (int p = 0; p < 4; p++)
         part[p] = add_exact(part[p], load_wide(x + i + LANES * p), load_wide(y + i + LANES * p));
-    return sum_of_lanes(part[0] + part[1]);
+    for (int p = 0; i < n; i += LANES, p++)
+        part[p] = add_exact(part[p], load_wide(x + i), load_wide(y + i));
+    return sum_of_lanes((part[0] + part[1]) + (part[2] + part[3]));
 }
 
 float energy(const float *x, int n) noexcept

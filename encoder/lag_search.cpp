@@ -3,6 +3,7 @@
 #include "dsp/correlate.h"
 #include "dsp/float_order.h"
 #include "dsp/simd_estimate.h"
+#include "dsp/table.h"
 #include "encoder/drift.h"
 
 #include <algorithm>
@@ -20,7 +21,7 @@ constexpr float NOTHING = std::numeric_limits<float>::lowest();
 float exact_piece(const float *x, int n, int lag, float bias, float magnitude) noexcept
 {
     float nearest;
-    if (n % (2 * LANES) == 0 && rounds_alike(wide(bias) + dot_product(x, x - lag, n),
+    if (n % LANES == 0 && rounds_alike(wide(bias) + dot_product(x, x - lag, n),
                                              (wide(bias) + wide(magnitude)) * SUM_ORDER_ERROR, &nearest))
         return nearest;
     wide_t sum = wide(bias);
@@ -115,34 +116,26 @@ void search_lag_fully(const LagBlock &block, LagChoice *choice) noexcept
 namespace
 {
 
-constexpr int WIDEST = 32; /* lags that a column may choose from, at most */
-
 /** Maxima of a column's estimates over what each lag may borrow from; encoder/drift.cpp does the same with entries
- *  near     I  [count]    by lag_hi - lag, as all arrays here
+ *  near     I  [-LONGER_LAGS .. count-1]   by lag_hi - lag, as all arrays here
  *  largest  O  [-8 .. count + 7]   beyond 0..count-1 nothing counts                                                  */
 void estimate_maxima(const float *near, int lag_lo, int lag_hi, float *largest) noexcept
 {
     const int count = lag_hi - lag_lo + 1;
-    float room[WIDEST + ESTIMATES_MAX + FLOATS];
-    float *m = room + WIDEST;
-    for (int i = 0; i < WIDEST; i += FLOATS)
-        store(room + i, floats(NOTHING));
-    for (int k = 0; k < count; k += FLOATS)
-        store(m + k, load_floats(near + k));
+    float room[LONGER_LAGS + ESTIMATES_MAX + FLOATS];
+    float *m = room + LONGER_LAGS;
+    no_longer_lags(m);
+    for (int k = 0; k < count; k += FLOATS) { /* maxima over four lags, the fewest that any lag chooses from */
+        const Floats two = larger(load_floats(near + k), load_floats(near + k - 1));
+        store(m + k, larger(two, larger(load_floats(near + k - 2), load_floats(near + k - 3))));
+    }
     store(m + count, floats(NOTHING));
 
-    /* From maxima over `size` lags to maxima over twice as many, for the longer lags, which need them */
-    const auto double_size = [&](int size, int shortest) {
-        for (int k = (lag_hi - shortest) / FLOATS * FLOATS; k >= 0; k -= FLOATS)
-            store(m + k, larger(load_floats(m + k), load_floats(m + k - size)));
-    };
-    double_size(1, lag_lo);
-    double_size(2, lag_lo);
     /* Lags 5 w to 5 w + 4 choose from w lags, which two stretches of `size` cover. What is written beyond the five lies
      * at longer lags, which come later. */
     int w = lag_lo / 5;
     for (int size = 4; 5 * w <= lag_hi; size *= 2) {
-        const int last = std::min(size == 16 ? WIDEST : 2 * size - 1, lag_hi / 5);
+        const int last = std::min(size == 16 ? LONGER_LAGS : 2 * size - 1, lag_hi / 5);
         const float *other = m - (w - size); /* the stretch of the longer lags */
         for (int k = lag_hi - 5 * w - 4; w <= last; w++, k -= 5, other--) {
             if constexpr (FLOATS < 5)
@@ -150,10 +143,21 @@ void estimate_maxima(const float *near, int lag_lo, int lag_hi, float *largest) 
             const int at = k + 5 - FLOATS;
             store(largest + at, larger(load_floats(m + at), load_floats(other + at)));
         }
-        if (5 * w <= lag_hi)
-            double_size(size, 5 * w);
+        for (int k = (lag_hi - 5 * w) / FLOATS * FLOATS; 5 * w <= lag_hi && k >= 0; k -= FLOATS)
+            store(m + k, larger(load_floats(m + k), load_floats(m + k - size))); /* over twice as many */
     }
 }
+
+/* Added to LONGER_LAGS estimates from element r on, it leaves the last r as they are and none of the others. */
+constexpr Table<float, 2 * LONGER_LAGS> make_reach_limits() noexcept
+{
+    Table<float, 2 * LONGER_LAGS> table{};
+    for (int i = 0; i < LONGER_LAGS; i++)
+        table.entry[i] = -std::numeric_limits<float>::infinity();
+    return table;
+}
+
+constexpr Table<float, 2 *LONGER_LAGS> reach_limits = make_reach_limits();
 
 /** A search that is under way */
 class Search
@@ -254,32 +258,31 @@ float Search::entry(int s, int k) noexcept
  *  return   false where entries below 0 may count, whose order is another one                                        */
 bool Search::largest_entry(int s, int k, float *largest, int *offset, int *equals) noexcept
 {
-    const float *near = estimates_.column[s];
-    const int first = k - drift_reach(lag(k), block_.lag_hi);
-    Floats top = floats(NOTHING);
-    float highest = near[k];
-    int i = first;
-    for (; i + FLOATS <= k; i += FLOATS)
-        top = larger(top, load_floats(near + i));
-    for (; i < k; i++)
-        highest = std::max(highest, near[i]);
-    const float least = std::max(highest, largest_lane(top)) - 2.0f * entry_error_;
+    /* All that the widest reach has room for, in whole registers; what lies before the reach is brought down. */
+    const float *near = estimates_.column[s] + k + 1 - LONGER_LAGS;
+    const float *reached = reach_limits.entry + drift_reach(lag(k), block_.lag_hi) + 1;
+    Floats in_reach[LONGER_LAGS / FLOATS], top = floats(NOTHING);
+    TALV_UNROLL
+    for (int g = 0; g < LONGER_LAGS / FLOATS; g++) {
+        in_reach[g] = load_floats(near + FLOATS * g) + load_floats(reached + FLOATS * g);
+        top = larger(top, in_reach[g]);
+    }
+    const float least = largest_lane(top) - 2.0f * entry_error_;
     if (!(least > -CORR_BIAS))
         return false;
+    uint32_t candidates = 0;
+    TALV_UNROLL
+    for (int g = 0; g < LONGER_LAGS / FLOATS; g++)
+        candidates |= not_below(in_reach[g], floats(least)) << (FLOATS * g);
 
     *largest = 0.0f;
-    const auto look_at = [&](int j) {
-        const float now = entry(s, j);
+    for (; candidates != 0; candidates &= candidates - 1) {
+        const int longer = LONGER_LAGS - 1 - __builtin_ctz(candidates);
+        const float now = entry(s, k - longer);
         *equals = now > *largest ? 1 : *equals + (now == *largest ? 1 : 0);
-        *offset = now >= *largest ? k - j : *offset;
+        *offset = now >= *largest ? longer : *offset;
         *largest = std::max(now, *largest);
-    };
-    for (i = first; i + FLOATS <= k; i += FLOATS)
-        for (unsigned lanes = not_below(load_floats(near + i), floats(least)); lanes != 0; lanes &= lanes - 1)
-            look_at(i + __builtin_ctz(lanes));
-    for (; i <= k; i++)
-        if (near[i] >= least)
-            look_at(i);
+    }
     return true;
 }
 
@@ -315,17 +318,21 @@ bool Search::run(LagChoice *choice) noexcept
     store(energy + count, floats(0.0f));
     const float top = estimate_scores(energy, estimate);
 
-    int best = 0;
-    while (best < count - 1 && estimate[best] != top)
-        best++;
+    int at = 0;
+    unsigned lanes = 0; /* of the highest score: the first place that has it */
+    for (; lanes == 0 && at < count; at += FLOATS)
+        lanes = not_below(load_floats(estimate + at), floats(top));
+    if (lanes == 0)
+        return false;
+    int best = at - FLOATS + __builtin_ctz(lanes);
     wide_t best_score;
     if (!exact_score(best, energy[best], &best_score, &choice->q))
         return false;
     const float limit = rounded(best_score) * (1.0f - SCORE_SLACK);
     const int first = best;
     int survivors = 0;
-    for (int at = 0; at < count; at += FLOATS) {
-        unsigned lanes = not_below(load_floats(estimate + at), floats(limit));
+    for (at = 0; at < count; at += FLOATS) {
+        lanes = not_below(load_floats(estimate + at), floats(limit));
         for (; lanes != 0; lanes &= lanes - 1) {
             const int k = at + __builtin_ctz(lanes);
             if (k >= count || k == first)
@@ -351,6 +358,12 @@ bool Search::run(LagChoice *choice) noexcept
 }
 
 } // namespace
+
+void no_longer_lags(float *near) noexcept
+{
+    for (int i = 0; i < LONGER_LAGS; i += FLOATS)
+        store(near - LONGER_LAGS + i, floats(NOTHING));
+}
 
 float magnitude_bound(const float *x, int n) noexcept
 {

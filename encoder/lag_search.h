@@ -43,18 +43,22 @@ struct LagChoice {
     float E;    /* the block's own energy */
 };
 
-/* Estimates of a column, for all lags */
-inline constexpr int ESTIMATES_MAX = (LAG_MAX - LAG_MIN + 8) / 8 * 8;
+inline constexpr int ESTIMATES_MAX = (LAG_MAX - LAG_MIN + 8) / 8 * 8; /* estimates of a column, for all lags         */
+inline constexpr int LONGER_LAGS = LAG_MAX / 5;                       /* lags that a column may choose from, at most */
 
 /** Estimates of a block's correlations without their bias, by lag_hi - lag, as estimate_lags() gives them; and of their
  *  magnitudes' sums                                                                                                  */
 struct LagEstimates {
-    const float *column[MAX_SEGMENTS];
-    float magnitude; /* a bound on what the products of a column add up to, signs apart, at any lag */
+    const float *column[MAX_SEGMENTS]; /* [-LONGER_LAGS .. lag_hi - lag_lo], those before 0 by no_longer_lags() */
+    float magnitude;                   /* a bound on what the products of a column add up to, signs apart, at any lag */
 };
 
 /* Where nothing is wider than a float, estimates are as good as what they are to spare. */
 inline constexpr bool LAGS_ARE_ESTIMATED = sizeof(wide_t) > sizeof(float);
+
+/** Estimates of lags beyond lag_hi, in front of a column's: less than any other
+ *  near  O  [-LONGER_LAGS .. -1]                                                                                     */
+void no_longer_lags(float *near) noexcept;
 
 /** A bound on the sum of |x[i] x[i - lag]| over any stretch and at any lag within x[0..n), n at most 1000: since
  *  2 |x y| <= x^2 + y^2, the energy, and a thousandth more for how it is rounded                                    */

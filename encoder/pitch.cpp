@@ -66,12 +66,14 @@ namespace
 
 [[gnu::noinline]] bool search_by_estimates(const LagBlock &block, LagChoice *choice) noexcept
 {
-    float column[MAX_SEGMENTS][ESTIMATES_MAX];
+    float column[MAX_SEGMENTS][LONGER_LAGS + ESTIMATES_MAX];
     LagEstimates estimates;
     estimates.magnitude = magnitude_bound(block.x - block.lag_hi, block.lag_hi + block.n);
     for (int s = 0; s < block.columns; s++) {
-        estimate_lags(block.x + s * block.column_len, block.column_len, block.lag_lo, block.lag_hi, nullptr, column[s]);
-        estimates.column[s] = column[s];
+        float *near = column[s] + LONGER_LAGS;
+        no_longer_lags(near);
+        estimate_lags(block.x + s * block.column_len, block.column_len, block.lag_lo, block.lag_hi, nullptr, near);
+        estimates.column[s] = near;
     }
     return search_lag(block, estimates, choice);
 }

@@ -32,7 +32,11 @@ constexpr int ROOM = (RS_MAX_LAGS + 7) / 8 * 8;
     const auto estimate = [=](int piece, int pieces, const float *start, float *near) {
         estimate_lags(first + piece * PIECE_LEN, pieces * PIECE_LEN, lo, hi, start, near);
     };
-    float column[RS_COLUMNS][ROOM], pieces_3_and_4[ROOM], piece_5[ROOM];
+    float room[RS_COLUMNS + 1][LONGER_LAGS + ROOM], piece_5[ROOM];
+    for (float *column : room)
+        no_longer_lags(column + LONGER_LAGS);
+    float *column[RS_COLUMNS] = {room[0] + LONGER_LAGS, room[1] + LONGER_LAGS, room[2] + LONGER_LAGS};
+    float *pieces_3_and_4 = room[3] + LONGER_LAGS;
     const LagEstimates estimates = {{column[0], column[1], column[2]},
                                     magnitude_bound(first - hi, hi + RS_WINDOW_LEAD + FRAME_LEN)};
     estimate(0, 2, nullptr, column[0]);

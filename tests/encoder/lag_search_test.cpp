@@ -62,12 +62,14 @@ TEST(LagSearch, EqualsTheFullSearch)
         const bool as_periodicity = random.integer(0, 1) == 0;
         const LagBlock block = {
             x, FRAME_LEN, lag_lo, lag_hi, MAX_SEGMENTS, COLUMN, as_periodicity ? 2 : 1, as_periodicity};
-        float column[MAX_SEGMENTS][ESTIMATES_MAX];
+        float column[MAX_SEGMENTS][LONGER_LAGS + ESTIMATES_MAX];
         LagEstimates estimates;
         estimates.magnitude = magnitude_bound(x - lag_hi, lag_hi + FRAME_LEN);
         for (int s = 0; s < MAX_SEGMENTS; s++) {
-            estimate_lags(x + s * COLUMN, COLUMN, block.lag_lo, lag_hi, nullptr, column[s]);
-            estimates.column[s] = column[s];
+            float *near = column[s] + LONGER_LAGS;
+            no_longer_lags(near);
+            estimate_lags(x + s * COLUMN, COLUMN, block.lag_lo, lag_hi, nullptr, near);
+            estimates.column[s] = near;
         }
         LagChoice got, want;
         if (!search_lag(block, estimates, &got))
