@@ -48,8 +48,9 @@ struct DecoderState {
     int32_t cycle_old_len;               /* its grid size: 32, 64 or 128                                             */
     float cycle_new[CYCLE_STORE]; /* the cycle of the subframe at work. Kept here and cleared at a reset, because a
                                       grid that shrinks can be read a little beyond its guards for some samples */
-    float syn_hist[257];          /* speech before the post-filter: 11 old samples, then this frame's 240     */
-    float out_hist[256];          /* post-filter output: 10 old samples, then this frame's 240                */
+    float syn_hist[257];          /* speech before the post-filter: 11 old samples, then this frame's 240, then
+                                      room to fill up the last group of four                                  */
+    float out_hist[256];          /* post-filter output: 10 old samples, then this frame's 240, likewise      */
     float cycle_phase;            /* read position on the grid of the newest cycle                            */
 };
 

@@ -102,14 +102,6 @@ namespace
 
 constexpr int BLOCK = 60; /* samples filtered at a time: all of a subframe but for the longest lags */
 
-/** Four samples, of which `count` are there and the others are 0 */
-[[gnu::noinline]] Float4 load_last(const float *x, int count) noexcept
-{
-    float v[LANES] = {};
-    std::memcpy(v, x, static_cast<size_t>(count) * sizeof(float));
-    return load4(v);
-}
-
 void widen_taps(const float *taps, wide_t *out) noexcept
 {
     for (int j = 0; j < PF_TAPS; j += LANES)
@@ -117,9 +109,9 @@ void widen_taps(const float *taps, wide_t *out) noexcept
 }
 
 /** The zeros' part: y[q] = zero[0] x[q] + zero[1] x[q-1] + ... for whole groups of four
- *  in   I  [-11 .. count-1]
- *  out  O  [count up to whole groups]                                                                              */
-void apply_zeros(const float *taps, int count, const float *in, wide_t *out) noexcept
+ *  in    I  [-11 .. count-1]   and what fills up the last group
+ *  work  O  [count up to whole groups]                                                                             */
+void apply_zeros(const float *taps, int count, const float *in, wide_t *work) noexcept
 {
     wide_t tap[PF_TAPS];
     widen_taps(taps, tap);
@@ -133,7 +125,7 @@ void apply_zeros(const float *taps, int count, const float *in, wide_t *out) noe
         TALV_UNROLL
         for (int j = PF_TAPS - 1; j >= LANES; j--)
             x[j] = x[j - LANES];
-        x[0] = q + LANES <= count ? load_wide(in + q) : widened(load_last(in + q, count - q));
+        x[0] = load_wide(in + q);
         x[2] = halves(high_half(x[4]), low_half(x[0]));
         x[1] = staggered(x[2], x[0]);
         x[3] = staggered(x[4], x[2]);
@@ -141,68 +133,69 @@ void apply_zeros(const float *taps, int count, const float *in, wide_t *out) noe
         TALV_UNROLL
         for (int j = 1; j < PF_TAPS; j++)
             y = add_exact(y, zero[j], x[j]);
-        store(out + q, y);
+        store(work + q, y);
     }
 }
 
-constexpr int LINKS = 5; /* poles[0] to poles[4] read samples that are computed one by one */
+constexpr int LINKS = 3; /* poles[0] to poles[2] read samples of the group itself */
 
-/** The last outputs, floats in value, y[-1] being the newest */
-struct Outputs {
-    Pair64 y2_1, y4_3, y6_5, y8_7, y10_9; /* older first */
-    Pair64 y9_8;
-    Pair64 last[LINKS]; /* y[-1] .. y[-5], each twice */
+/** The poles' coefficients as apply_poles() wants them */
+struct Poles {
+    Pair64 row[LPC_ORDER]; /* from LINKS on, each twice */
+    Pair64 third, second_third, first_second,
+        first; /* pole[2] and 0, pole[1] and [2], pole[0] and [1], 0 and pole[0] */
 };
 
-/** Two samples of the recursive part as far as they can be worked out side by side
- *  y10 .. y6  I  what pole[9] to pole[5] meet                                                                      */
-TALV_INLINE Pair64 apply_old(const Pair64 *pole, Pair64 sum, Pair64 y10, Pair64 y9, Pair64 y8, Pair64 y7,
-                             Pair64 y6) noexcept
+/** The last outputs, floats in value, older first, and the newest three twice each */
+struct Outputs {
+    Pair64 y10_9, y9_8, y8_7, y7_6, y6_5, y4_3, y2_1;
+    Pair64 third, second, newest;
+};
+
+/** Two sums less what pole[9] to pole[3] meet */
+TALV_INLINE Pair64 apply_rows(const Poles &poles, Pair64 sum, Pair64 y10, Pair64 y9, Pair64 y8, Pair64 y7, Pair64 y6,
+                              Pair64 y5, Pair64 y4) noexcept
 {
-    sum = subtract_exact(sum, pole[9], y10);
-    sum = subtract_exact(sum, pole[8], y9);
-    sum = subtract_exact(sum, pole[7], y8);
-    sum = subtract_exact(sum, pole[6], y7);
-    return subtract_exact(sum, pole[5], y6);
+    sum = subtract_exact(sum, poles.row[9], y10);
+    sum = subtract_exact(sum, poles.row[8], y9);
+    sum = subtract_exact(sum, poles.row[7], y8);
+    sum = subtract_exact(sum, poles.row[6], y7);
+    sum = subtract_exact(sum, poles.row[5], y6);
+    sum = subtract_exact(sum, poles.row[4], y5);
+    return subtract_exact(sum, poles.row[3], y4);
 }
 
 /** Four samples of the recursive part: sum - pole[9] y[-10] - ... - pole[0] y[-1] for each
- *  pole[9] to pole[5] are applied to two samples at a time. The rest is the chain from one sample to the next, in which
- *  the newest comes last. Within the chain a sample is rounded to float by round_half_away(), the quickest way; whether
- *  that was right is found out beside the chain, from the sums themselves.
+ *  pole[9] to pole[3] are applied to two samples at a time. Then every sample from y[-3] on is applied, as soon as it
+ *  is there, to those after it, two at a time again: the older ones still come first in each sum, and a coefficient
+ *  of 0 leaves alone what a sample does not reach. Within this chain a sample is rounded to float by
+ *  round_half_away(), the quickest way; whether that was right is found out beside the chain, from the sums themselves.
  *  doubt   IO  gathers the bits in which the samples of the chain differ from the sums correctly rounded
  *  return      the samples, correctly rounded: right unless doubt tells of a sample at or before them               */
-TALV_INLINE Float4 apply_poles(const Pair64 *pole, Wide4 sum, Outputs *outputs, Wide4 *doubt) noexcept
+TALV_INLINE Float4 apply_poles(const Poles &poles, const wide_t *sum, Outputs *outputs, Wide4 *doubt) noexcept
 {
     const Outputs past = *outputs;
-    const Pair64 y7_6 = staggered(past.y8_7, past.y6_5);
-    const Pair64 y5_4 = staggered(past.y6_5, past.y4_3);
-    const Pair64 sum0_1 = apply_old(pole, low_half(sum), past.y10_9, past.y9_8, past.y8_7, y7_6, past.y6_5);
-    const Pair64 sum2_3 = apply_old(pole, high_half(sum), past.y8_7, y7_6, past.y6_5, y5_4, past.y4_3);
+    const Pair64 y5_4 = staggered(past.y6_5, past.y4_3), y3_2 = staggered(past.y4_3, past.y2_1);
+    Pair64 v0_1 =
+        apply_rows(poles, load_pair(sum), past.y10_9, past.y9_8, past.y8_7, past.y7_6, past.y6_5, y5_4, past.y4_3);
+    Pair64 v2_3 =
+        apply_rows(poles, load_pair(sum + 2), past.y8_7, past.y7_6, past.y6_5, y5_4, past.y4_3, y3_2, past.y2_1);
+    v0_1 = subtract_exact(v0_1, poles.third, past.third);
+    v0_1 = subtract_exact(v0_1, poles.second_third, past.second);
+    v0_1 = subtract_exact(v0_1, poles.first_second, past.newest);
+    v2_3 = subtract_exact(v2_3, poles.third, past.newest);
+    const Pair64 y0 = low_twice(round_half_away(v0_1));
+    v0_1 = subtract_exact(v0_1, poles.first, y0);
+    v2_3 = subtract_exact(v2_3, poles.second_third, y0);
+    const Pair64 y0_1 = round_half_away(v0_1);
+    const Pair64 y1 = high_twice(y0_1);
+    v2_3 = subtract_exact(v2_3, poles.first_second, y1);
+    const Pair64 y2 = low_twice(round_half_away(v2_3));
+    v2_3 = subtract_exact(v2_3, poles.first, y2);
+    const Pair64 y2_3 = round_half_away(v2_3);
 
-    Pair64 v[LANES] = {low_twice(sum0_1), high_twice(sum0_1), low_twice(sum2_3), high_twice(sum2_3)};
-    Pair64 y[LINKS + LANES];
-    TALV_UNROLL
-    for (int i = 0; i < LINKS; i++)
-        y[i] = past.last[LINKS - 1 - i];
-    TALV_UNROLL
-    for (int l = 0; l < LANES; l++) {
-        TALV_UNROLL
-        for (int i = LINKS - 1; i >= 0; i--)
-            v[l] = subtract_exact(v[l], pole[i], y[LINKS + l - 1 - i]);
-        y[LINKS + l] = round_half_away(v[l]);
-    }
-    const Pair64 y0_1 = low_lanes(y[LINKS], y[LINKS + 1]), y2_3 = low_lanes(y[LINKS + 2], y[LINKS + 3]);
-    outputs->y10_9 = past.y6_5;
-    outputs->y9_8 = y5_4;
-    outputs->y8_7 = past.y4_3;
-    outputs->y6_5 = past.y2_1;
-    outputs->y4_3 = y0_1;
-    outputs->y2_1 = y2_3;
-    TALV_UNROLL
-    for (int i = 0; i < LINKS; i++)
-        outputs->last[i] = y[LINKS + LANES - 1 - i];
-    const Float4 out = narrowed(halves(low_lanes(v[0], v[1]), low_lanes(v[2], v[3])));
+    *outputs = {past.y6_5, y5_4, past.y4_3, y3_2, past.y2_1, y0_1, y2_3, y1, y2, high_twice(y2_3)};
+    const Float4 out = narrowed(halves(v0_1, v2_3));
     *doubt = gather_difference(*doubt, widened(out), halves(y0_1, y2_3));
     return out;
 }
@@ -223,32 +216,33 @@ TALV_INLINE Float4 apply_poles(const Pair64 *pole, Wide4 sum, Outputs *outputs, 
 /** At most BLOCK samples */
 void filter_block(const PostfilterTaps &taps, int count, const float *in, float *out) noexcept
 {
-    wide_t work[BLOCK + LANES];
+    wide_t work[BLOCK];
     apply_zeros(taps.zero, count, in, work);
 
     wide_t tap[PF_TAPS];
     widen_taps(taps.pole, tap);
-    Pair64 pole[LPC_ORDER];
-    for (int k = 0; k < LPC_ORDER; k++)
-        pole[k] = twice(tap[k]);
-    Outputs past = {load_pair_wide(out - 2),
-                    load_pair_wide(out - 4),
-                    load_pair_wide(out - 6),
-                    load_pair_wide(out - 8),
-                    load_pair_wide(out - 10),
+    Poles poles;
+    TALV_UNROLL
+    for (int k = LINKS; k < LPC_ORDER; k++)
+        poles.row[k] = twice(tap[k]);
+    poles.third = Pair64{tap[2], 0};
+    poles.second_third = Pair64{tap[1], tap[2]};
+    poles.first_second = Pair64{tap[0], tap[1]};
+    poles.first = Pair64{0, tap[0]};
+    const Pair64 y4_3 = load_pair_wide(out - 4), y2_1 = load_pair_wide(out - 2);
+    Outputs past = {load_pair_wide(out - 10),
                     load_pair_wide(out - 9),
-                    {}};
-    for (int k = 0; k < LINKS; k++)
-        past.last[k] = twice(wide(out[-1 - k]));
+                    load_pair_wide(out - 8),
+                    load_pair_wide(out - 7),
+                    load_pair_wide(out - 6),
+                    y4_3,
+                    y2_1,
+                    high_twice(y4_3),
+                    low_twice(y2_1),
+                    high_twice(y2_1)};
     Wide4 doubt = {};
-    int q = 0;
-    for (; q + LANES <= count; q += LANES)
-        store4(out + q, apply_poles(pole, load(work + q), &past, &doubt));
-    if (q < count) {
-        const Float4 y = apply_poles(pole, load(work + q), &past, &doubt);
-        for (int l = 0; q + l < count; l++)
-            out[q + l] = y[l];
-    }
+    for (int q = 0; q < count; q += LANES)
+        store4(out + q, apply_poles(poles, work + q, &past, &doubt));
     if (any_bit(doubt)) [[unlikely]]
         apply_poles_plainly(taps.pole, count, work, out);
 }

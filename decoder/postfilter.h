@@ -30,8 +30,9 @@ struct PostfilterTaps {
 void postfilter_design(const float *lpc, int count, PostfilterTaps *taps) noexcept;
 
 /** Filter samples
- *  in     I  [-11 .. count-1]
- *  out    IO [-10 .. count-1]   earlier output read, count samples written. The filter has no other memory.       */
+ *  in     I  [-11 .. count-1]   and what fills up the last group of four, which no result depends on
+ *  out    IO [-10 .. count-1]   earlier output read, count samples and what fills up the last group of four written.
+ *                               The filter has no other memory.                                                   */
 void postfilter_run(const PostfilterTaps *taps, int count, const float *in, float *out) noexcept;
 
 /** Both for given coefficients: A(z/0.6) T(z) / A(z/0.9), T(z) = t0 + t1 z^-1 making the gain 1 at 0 Hz and 0.5 at
@@ -40,8 +41,7 @@ void postfilter_run(const PostfilterTaps *taps, int count, const float *in, floa
  *  num    IO [order+1]       coefficients of z^-1 .. z^-10 of the zeros in; rewritten with the tilt folded in
  *  den    I  [order]         coefficients of z^-1 .. z^-10 of the poles
  *  count  I
- *  in     I  [-11 .. count-1]
- *  out    IO [-10 .. count-1]   earlier output read, count samples written. The filter has no other memory.       */
+ *  in, out                   as for postfilter_run()                                                              */
 void postfilter(int order, float *num, const float *den, int count, const float *in, float *out) noexcept;
 
 } // namespace talv::inline TALV_TARGET

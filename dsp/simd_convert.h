@@ -82,6 +82,10 @@ TALV_INLINE Float4 last_and_three(Float4 x, Float4 y) noexcept
 /* Two doubles. In the links of a recursive chain both lanes hold the same value. */
 #ifdef TALV_SIMD_AVX2
 using Pair64 = wide_t __attribute__((vector_size(16)));
+TALV_INLINE Pair64 load_pair(const wide_t *x) noexcept
+{
+    return _mm_loadu_pd(x);
+}
 #endif
 
 TALV_INLINE Pair64 twice(wide_t x) noexcept
@@ -111,7 +115,10 @@ TALV_INLINE Pair64 staggered(Pair64 x, Pair64 y) noexcept
 }
 TALV_INLINE Pair64 load_pair_wide(const float *x) noexcept
 {
-    return Pair64{wide(x[0]), wide(x[1])};
+    using Pair = float __attribute__((vector_size(8)));
+    Pair v;
+    std::memcpy(&v, x, sizeof v);
+    return __builtin_convertvector(v, Pair64);
 }
 
 /** sum - x y; x and y are floats in value */

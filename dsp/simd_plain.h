@@ -362,6 +362,10 @@ TALV_LANES Pair64 staggered(Pair64 x, Pair64 y) noexcept
 {
     return {{x.v[1], y.v[0]}};
 }
+TALV_LANES Pair64 load_pair(const wide_t *x) noexcept
+{
+    return {{x[0], x[1]}};
+}
 TALV_LANES Pair64 load_pair_wide(const float *x) noexcept
 {
     return {{wide(x[0]), wide(x[1])}};

@@ -14,6 +14,12 @@ namespace talv::inline TALV_TARGET
 namespace
 {
 
+/** n, up to whole groups of four */
+int whole_groups(int n)
+{
+    return (n + 3) / 4 * 4;
+}
+
 /** Elements 0 .. h and what fills up the last group of four */
 Room<Spectrum> spectrum_signal(fuzz::Input &in, int h, float top)
 {
@@ -93,7 +99,8 @@ void interpolation(fuzz::Input &in, Digest &digest)
     const bool dropped = in.byte() % 4 == 0;
     const int n_before = 32 << in.byte() % 3, n_new = 32 << in.byte() % 3, n_old = dropped ? n_new : n_before;
     const int p_new = lag_of(n_new), p_old = dropped ? p_new : lag_of(n_old), L = in.integer(20, 80);
-    Room<float> old_cycle = signal(in, FFT_MAX + 2, 1, 1e5f), new_cycle = signal(in, FFT_MAX + 2, 1, 1e5f), out(L);
+    Room<float> old_cycle = signal(in, FFT_MAX + 2, 1, 1e5f), new_cycle = signal(in, FFT_MAX + 2, 1, 1e5f),
+                out(whole_groups(L));
     float phase = BEYOND * static_cast<float>(in.half_word()) / 65535.0f * static_cast<float>(n_before);
     cw_interpolate(n_old, n_new, old_cycle, new_cycle, p_old, p_new, L, out, &phase);
     FUZZ_CHECK(fuzz::all_finite(out.all(), static_cast<size_t>(L)));
@@ -119,17 +126,17 @@ void postfilters(fuzz::Input &in, Digest &digest)
     intrp_lsf_lpc(lsf_from, lsf_from, LPC_ORDER, count, lpc);
     Room<PostfilterTaps> taps(count);
     postfilter_design(lpc, count, taps);
-    Room<float> speech = signal(in, samples, 11, 1e5f), out = signal(in, samples, 10, 1e5f);
+    Room<float> speech = signal(in, whole_groups(samples), 11, 1e5f), out = signal(in, whole_groups(samples), 10, 1e5f);
     postfilter_run(taps + (count - 1), samples, speech, out);
-    FUZZ_CHECK(fuzz::all_finite(out.all(), static_cast<size_t>(out.n)));
-    digest.add(out.all(), out.n);
+    FUZZ_CHECK(fuzz::all_finite(out.all(), static_cast<size_t>(out.before + samples)));
+    digest.add(out.all(), out.before + samples);
     Room<float> num(LPC_ORDER + 1), den(LPC_ORDER);
     for (int k = 0; k < LPC_ORDER; k++) {
         num[k] = lpc[k] * pf_zero_weight[k];
         den[k] = lpc[k] * pf_pole_weight[k];
     }
     postfilter(LPC_ORDER, num, den, samples, speech, out);
-    digest.add(out.all(), out.n);
+    digest.add(out.all(), out.before + samples);
 }
 
 void to_pcm(fuzz::Input &in, Digest &digest)
