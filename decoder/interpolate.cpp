@@ -104,20 +104,6 @@ bool steps_are_exact(const Reader &reader) noexcept
  *  pos     O  [POSITIONS]  filled up to whole groups of four                                                       */
 void read_positions(Reader *reader, int count, Position *pos) noexcept
 {
-#ifndef TALV_FLOAT_ONLY
-    if (steps_are_exact(*reader)) { /* two cycles of one lag, the usual case */
-        const wide_t first = reduced(*reader), step = wide(reader->step);
-        const Wide4 n = broadcast(reader->n), advance = broadcast(LANES * step);
-        Wide4 next = make_wide4(first, first + step, first + 2 * step, first + 3 * step);
-        for (int j = 0; j < count; j += LANES) {
-            next = wrapped(next, n);
-            store(pos + j, next);
-            next = next + advance;
-        }
-        reader->pos = pos[count - 1] + step;
-        return;
-    }
-#endif
     for (int j = 0; j < count; j++) {
         if (reader->pos >= reader->n) [[unlikely]]
             reader->pos -= reader->n;
@@ -146,23 +132,29 @@ struct Places {
     Wide4 x;
 };
 
+#ifdef TALV_FLOAT_ONLY
 TALV_INLINE Places places_of(const Position *pos) noexcept
 {
-#ifdef TALV_FLOAT_ONLY
     Places places;
     for (int l = 0; l < LANES; l++) {
         places.point[l] = static_cast<uint32_t>(whole_part(pos[l]));
         places.x.v[l] = fraction(pos[l]);
     }
     return places;
+}
 #else
-    const Wide4 now = load(pos);
-    const Int4 point = truncated(now);
+TALV_INLINE Places places_of(Wide4 pos) noexcept
+{
+    const Int4 point = truncated(pos);
     return {{static_cast<uint32_t>(point[0]), static_cast<uint32_t>(point[1]), static_cast<uint32_t>(point[2]),
              static_cast<uint32_t>(point[3])},
-            now - widened(point)};
-#endif
+            pos - widened(point)};
 }
+TALV_INLINE Places places_of(const Position *pos) noexcept
+{
+    return places_of(load(pos));
+}
+#endif
 
 /** spline_value() at four places */
 TALV_INLINE Wide4 spline_values(const float *coef, const Places &places) noexcept
@@ -228,26 +220,40 @@ constexpr Weights weights = make_weights();
     return room;
 }
 
-/** At most LENGTH_MAX samples
- *  pos_old, pos_new  I  [POSITIONS]  where each cycle is read; the same array where the grids are of one size and the
- *                                    positions equal                                                                 */
-void fade_block(const float *old_cycle, const float *new_cycle, const Position *pos_old, const Position *pos_new,
-                const float *weight, int L, float *out) noexcept
+/** Samples up to whole groups of four, at most LENGTH_MAX, at positions that are found one after the other
+ *  new_reader  I  null where both cycles are read at the positions of the old one                                   */
+[[gnu::noinline]] void fade_gliding(const float *old_cycle, const float *new_cycle, Reader *old_reader,
+                                    Reader *new_reader, const float *weight, int count, float *out) noexcept
 {
-    const auto group = [&](int j) noexcept {
+    Position pos_old[POSITIONS], pos_new[POSITIONS];
+    read_positions(old_reader, count, pos_old);
+    if (new_reader != nullptr)
+        read_positions(new_reader, count, pos_new);
+    for (int j = 0; j < count; j += LANES) {
         const Places old_places = places_of(pos_old + j);
-        const Places new_places = pos_old == pos_new ? old_places : places_of(pos_new + j);
-        return cross_fade(old_cycle, old_places, new_cycle, new_places, load_wide(weight + j));
-    };
-    int j = 0;
-    for (; j + LANES <= L; j += LANES)
-        store4(out + j, group(j));
-    if (j < L) {
-        const Float4 last = group(j);
-        for (int l = 0; j + l < L; l++)
-            out[j + l] = last[l];
+        const Places new_places = new_reader == nullptr ? old_places : places_of(pos_new + j);
+        store4(out + j, cross_fade(old_cycle, old_places, new_cycle, new_places, load_wide(weight + j)));
     }
 }
+
+#ifndef TALV_FLOAT_ONLY
+/** The same where steps_are_exact(), at the same positions on both cycles: four of them advance at a time */
+void fade_steady(const float *old_cycle, const float *new_cycle, Reader *reader, const float *weight, int count,
+                 float *out) noexcept
+{
+    const wide_t first = reduced(*reader), step = wide(reader->step);
+    const Wide4 n = broadcast(reader->n), advance = broadcast(LANES * step);
+    Wide4 next = make_wide4(first, first + step, first + 2 * step, first + 3 * step), now = next;
+    for (int j = 0; j < count; j += LANES, next = now + advance) {
+        now = wrapped(next, n);
+        const Places places = places_of(now);
+        store4(out + j, cross_fade(old_cycle, places, new_cycle, places, load_wide(weight + j)));
+    }
+    wide_t last[LANES];
+    store(last, now);
+    reader->pos = last[(count - 1) % LANES] + step;
+}
+#endif
 
 } // namespace
 
@@ -284,13 +290,15 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
     float t = 0.0f;
     for (int from = 0; from < L; from += LENGTH_MAX) {
         const int count = L - from < LENGTH_MAX ? L - from : LENGTH_MAX;
-        Position pos_old[POSITIONS], pos_new[POSITIONS];
-        read_positions(&old_reader, count, pos_old);
-        if (!equal)
-            read_positions(&new_reader, count, pos_new);
         float room[POSITIONS];
         const float *weight = listed ? weights.t + weights.from[L] : make_weights(L, count, &t, room);
-        fade_block(old_cycle, new_cycle, pos_old, equal ? pos_old : pos_new, weight, count, out + from);
+#ifndef TALV_FLOAT_ONLY
+        if (equal && steps_are_exact(old_reader)) { /* two cycles of one lag, the usual case */
+            fade_steady(old_cycle, new_cycle, &old_reader, weight, count, out + from);
+            continue;
+        }
+#endif
+        fade_gliding(old_cycle, new_cycle, &old_reader, equal ? nullptr : &new_reader, weight, count, out + from);
     }
     *phase = nearest_float(equal ? old_reader.pos : new_reader.pos);
 }

@@ -32,7 +32,8 @@ wide_t spline_value(const float *coef, wide_t pos) noexcept;
  *  old_cycle, new_cycle  IO [-1 .. n+1]   guards are rewritten
  *  p_old, p_new  I                lags
  *  L             I                samples to write
- *  out           O  [L]           the first sample is the old cycle alone; the new one's weight ends at (L-1)/L
+ *  out           O  [L]           the first sample is the old cycle alone; the new one's weight ends at (L-1)/L. What
+ *                                 fills up the last group of four is written too
  *  phase         IO               read position on the old grid in, on the new grid out; not reduced              */
 void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, int p_old, int p_new, int L, float *out,
                     float *phase) noexcept;
