@@ -181,15 +181,32 @@ void lsf_to_lpc_four(const Float4 *lsf, bool quick, Float4 *lpc) noexcept
         lpc[j] = Float4{};
 }
 
-/** intrp_lsf_lpc for LPC_ORDER elements within the range of cos_pair_wide(), four steps at a time */
-void intrp_lsf_lpc_wide(const float *lsf_from, const float *d, int steps, bool quick, float *lpc) noexcept
+/** Whether all lanes lie within 0 .. top */
+TALV_INLINE bool all_within(Float4 x, float top) noexcept
+{
+    return equal_lanes(within(x, 0.0f, top, -1.0f), x) == ALL_LANES;
+}
+
+/** intrp_lsf_lpc for LPC_ORDER elements, four steps at a time; false, and nothing done, where an end is out of the range
+ *  of cos_pair_wide()                                                                                              */
+bool intrp_lsf_lpc_wide(const float *lsf_from, const float *lsf_to, int steps, float *lpc) noexcept
 {
     constexpr int GROUPS = LSF_ROWS / LANES;
+    float from[LSF_ROWS] = {}, to[LSF_ROWS] = {};
+    std::memcpy(from, lsf_from, LPC_ORDER * sizeof(float));
+    std::memcpy(to, lsf_to, LPC_ORDER * sizeof(float));
+    const Wide4 r = broadcast(wide(1.0f / static_cast<float>(steps)));
     Float4 cur[GROUPS], delta[GROUPS];
+    bool in_range = true, quick = true;
     for (int g = 0; g < GROUPS; g++) {
-        cur[g] = load4(lsf_from + g * LANES);
-        delta[g] = load4(d + g * LANES);
+        const Float4 end = load4(to + g * LANES);
+        cur[g] = load4(from + g * LANES);
+        delta[g] = narrowed((widened(end) - widened(cur[g])) * r);
+        in_range = in_range && all_within(cur[g], WIDE_COS_TOP) && all_within(end, WIDE_COS_TOP);
+        quick = quick && all_within(cur[g], QUICK_COS_TOP) && all_within(end, QUICK_COS_TOP);
     }
+    if (!in_range)
+        return false;
     for (int s = 0; s < steps; s += LANES) {
         Float4 lsf[LSF_ROWS], a[LSF_ROWS];
         for (int g = 0; g < GROUPS; g++) {
@@ -202,14 +219,14 @@ void intrp_lsf_lpc_wide(const float *lsf_from, const float *d, int steps, bool q
         }
         lsf_to_lpc_four(lsf, quick, a);
         for (int g = 0; g < GROUPS; g++) {
-            Float4 block[LANES] = {a[g * LANES], a[g * LANES + 1], a[g * LANES + 2], a[g * LANES + 3]};
+            const int first = g < GROUPS - 1 ? g * LANES : LPC_ORDER - LANES; /* two elements once more */
+            Float4 block[LANES] = {a[first], a[first + 1], a[first + 2], a[first + 3]};
             transpose(block);
             for (int i = 0; i < LANES && s + i < steps; i++)
-                std::memcpy(lpc + (s + i) * LPC_ORDER + g * LANES, &block[i],
-                            sizeof(float) *
-                                static_cast<size_t>(LPC_ORDER - g * LANES < LANES ? LPC_ORDER - g * LANES : LANES));
+                store4(lpc + (s + i) * LPC_ORDER + first, block[i]);
         }
     }
+    return true;
 }
 
 } // namespace
@@ -219,22 +236,15 @@ int intrp_lsf_lpc(const float *lsf_from, const float *lsf_to, int order, int ste
     if (order > LSF_STORE)
         return -1;
 
-    float cur[LSF_STORE] = {};
-    float d[LSF_STORE] = {};
+    if (order == LPC_ORDER && intrp_lsf_lpc_wide(lsf_from, lsf_to, steps, lpc)) [[likely]]
+        return 0;
+
+    float cur[LSF_STORE], d[LSF_STORE];
     const float r = 1.0f / static_cast<float>(steps);
-    bool in_range = order == LPC_ORDER, quick = true;
     for (int k = 0; k < order; k++) {
         d[k] = rounded((wide(lsf_to[k]) - wide(lsf_from[k])) * wide(r));
         cur[k] = lsf_from[k];
-        in_range = in_range && lsf_from[k] >= 0.0f && lsf_from[k] < WIDE_COS_TOP && lsf_to[k] >= 0.0f &&
-                   lsf_to[k] < WIDE_COS_TOP;
-        quick = quick && lsf_from[k] < QUICK_COS_TOP && lsf_to[k] < QUICK_COS_TOP;
     }
-    if (in_range) {
-        intrp_lsf_lpc_wide(cur, d, steps, quick, lpc);
-        return 0;
-    }
-
     for (int s = 0; s < steps; s++) {
         for (int k = 0; k < order; k++)
             cur[k] += d[k];
