@@ -174,6 +174,32 @@ TALV_INLINE void store_low_halves(int16_t *out, Float4 x, Float4 y) noexcept
 namespace talv::inline TALV_TARGET
 {
 
+/* What rounds, ties to even, into the range of 16 bits (-32768.5 goes to -32768, 32767.5 would go to 32768), and what
+ * stands for all the rest */
+inline constexpr float ROUNDS_TO_16_FROM = -32768.5f;
+inline constexpr float ROUNDS_TO_16_BELOW = 32767.5f;
+inline constexpr float NOT_IN_16 = -32768.0f;
+
+/* 1.5 * 2^23. Floats from 2^23 on are whole numbers: adding this rounds away the fraction and leaves the whole number,
+ * modulo 2^16, in the low half of the sum's pattern. */
+inline constexpr float WHOLE_NUMBERS = 12582912.0f;
+
+/** Eight floats to the nearest whole numbers, ties to even; -32768 for what does not fit 16 bits */
+TALV_INLINE void store_rounded_16(int16_t *out, Float4 x, Float4 y) noexcept
+{
+#if defined(__SSE2__) && !defined(TALV_SIMD_PLAIN)
+    /* Beyond 32 bits the conversion gives the least number. What is beyond 16 bits stays there when all its bits are
+     * turned over, on the lower side, and is then brought to the lower end. */
+    const __m128i top = _mm_set1_epi32(INT16_MAX), a = _mm_cvtps_epi32(x), b = _mm_cvtps_epi32(y);
+    const __m128i v =
+        _mm_packs_epi32(_mm_xor_si128(a, _mm_cmpgt_epi32(a, top)), _mm_xor_si128(b, _mm_cmpgt_epi32(b, top)));
+    std::memcpy(out, &v, sizeof v);
+#else
+    store_low_halves(out, within(x, ROUNDS_TO_16_FROM, ROUNDS_TO_16_BELOW, NOT_IN_16) + WHOLE_NUMBERS,
+                     within(y, ROUNDS_TO_16_FROM, ROUNDS_TO_16_BELOW, NOT_IN_16) + WHOLE_NUMBERS);
+#endif
+}
+
 /** Rows of a 4 by 4 block become its columns */
 TALV_INLINE void transpose(Float4 (&block)[4]) noexcept
 {

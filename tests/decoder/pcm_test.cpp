@@ -2,6 +2,7 @@
 #include "decoder/pcm.h"
 #include "tests/support/signals.h"
 
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
@@ -11,11 +12,18 @@ namespace
 
 using namespace talv;
 
+/** Alone and in any place of a group of eight */
 int16_t round_one(float x)
 {
-    int16_t pcm = 12345;
-    pcm_round(1, &x, &pcm);
-    return pcm;
+    constexpr int GROUP = 8;
+    float samples[GROUP + 1];
+    int16_t pcm[GROUP + 1];
+    std::fill_n(samples, GROUP + 1, x);
+    std::fill_n(pcm, GROUP + 1, int16_t{12345});
+    pcm_round(GROUP + 1, samples, pcm);
+    for (int i = 0; i < GROUP; i++)
+        EXPECT_EQ(pcm[i], pcm[GROUP]) << "x = " << x << ", place " << i;
+    return pcm[GROUP];
 }
 
 TEST(PcmRound, TiesGoToTheEvenValue)
