@@ -4,6 +4,7 @@
 #include "dsp/fft.h"
 #include "dsp/lsf.h"
 #include "dsp/lsf_quant.h"
+#include "dsp/simd.h"
 #include "dsp/vq.h"
 #include "encoder/conditioning.h"
 #include "encoder/cycle.h"
@@ -44,6 +45,19 @@ struct CycleBuffer {
 void move_down(float *hist, int length) noexcept
 {
     std::memmove(hist, hist + FRAME_LEN, static_cast<size_t>(length - FRAME_LEN) * sizeof(float));
+}
+
+/** Ask for the whole state at once. Where thousands of instances take turns it comes from memory each time, and a call
+ *  that came upon one line of it after the other would wait a tenth of its time.                                     */
+void fetch_ahead(const EncoderState *enc) noexcept
+{
+#ifndef TALV_SIMD_PLAIN
+    constexpr size_t CACHE_LINE = 64;
+    _Pragma("GCC unroll 8") for (size_t at = 0; at < sizeof *enc; at += CACHE_LINE)
+        __builtin_prefetch(reinterpret_cast<const char *>(enc) + at, 1);
+#else
+    static_cast<void>(enc);
+#endif
 }
 
 /* The steps with the largest work arrays are routines of their own, not inlined, so that the arrays of one are gone
@@ -100,6 +114,8 @@ void encoder_reset(EncoderState *enc) noexcept
 
 void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params) noexcept
 {
+    fetch_ahead(enc);
+
     /* Input conditioning */
     iir_prefilter(prefilter_den, prefilter_num, pcm, enc->sig_hist + NEWEST, enc->iir_state, FRAME_LEN);
     dc_tracker(FRAME_LEN, &enc->dc_mean, enc->sig_hist + NEWEST);
