@@ -35,25 +35,31 @@ void slide_together(const float *leaving, const float *entering, int steps, floa
 
 #else
 
-/** slide(), LANES steps at once; steps is a multiple of them
+/** slide(), LANES steps at once
  *  While the energy keeps its exponent, adding a square to it and rounding is adding the square rounded to places of the
  *  energy: running sums of such whole numbers, exact in any order, say where all steps lead. Then each of them is
- *  proved, as for other chains (dsp/simd_chain.h), and done as it is defined where that fails.                       */
+ *  proved, as for other chains (dsp/simd_chain.h), and the first one that fails is done as it is defined.
+ *  leaving, entering  I  [steps + LANES - 1]
+ *  E                  IO [steps + LANES]      E[0] given                                                            */
 void slide_together(const float *leaving, const float *entering, int steps, float *E) noexcept
 {
     Wide4 grid = broadcast(grid_of(E[0])), from = broadcast(wide(E[0]));
-    for (int k = 0; k < steps; k += LANES) {
+    for (int k = 0; k < steps;) {
         const Wide4 out = load_wide(leaving + k), in = load_wide(entering + k);
         const Wide4 change = (add_exact(grid, in, in) - grid) - (add_exact(grid, out, out) - grid);
         const Wide4 moved = running_sums(change);
         const Wide4 now = from + moved;
         const Wide4 left = rounded_wide(subtract_exact(now - change, out, out));
+        const int proved = equal_lanes(rounded_wide(add_exact(left, in, in)), now);
         store_rounded(E + k + 1, now);
         from = from + last_lane(moved);
-        if (equal_lanes(rounded_wide(add_exact(left, in, in)), now) != ALL_LANES) [[unlikely]] {
-            slide(leaving + k, entering + k, LANES, E + k);
-            grid = broadcast(grid_of(E[k + LANES]));
-            from = broadcast(wide(E[k + LANES]));
+        k += LANES;
+        if (proved != ALL_LANES) [[unlikely]] {
+            k += __builtin_ctz(~static_cast<unsigned>(proved)) - LANES;
+            slide(leaving + k, entering + k, 1, E + k);
+            k++;
+            grid = broadcast(grid_of(E[k]));
+            from = broadcast(wide(E[k]));
         }
     }
 }
@@ -98,9 +104,8 @@ float slide_wide(float E, const float *leaving, const float *entering, int steps
 float slide_energy(const float *x, int n, int lag_lo, int lag_hi, float *E) noexcept
 {
     const int count = lag_hi - lag_lo + 1;
-    const int steps = (count + LANES - 1) / LANES * LANES;
     E[0] = energy(x - lag_hi, n);
-    slide_together(x - lag_hi, x - lag_hi + n, steps, E);
+    slide_together(x - lag_hi, x - lag_hi + n, count, E);
 
     return slide_wide(E[count], x - (lag_lo - 1), x - (lag_lo - 1) + n, lag_lo - 1);
 }
