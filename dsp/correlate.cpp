@@ -105,8 +105,7 @@ void estimate_up_to(int wanted, const float *x, int n, int lag_hi, const float *
 void widen(const float *x, int n, wide_t *out) noexcept
 {
     int i = 0;
-    for (; i + LANES <= n; i += LANES)
-        store(out + i, load_wide(x + i));
+    _Pragma("GCC unroll 4") for (; i + LANES <= n; i += LANES) store(out + i, load_wide(x + i));
     for (; i < n; i++)
         out[i] = wide(x[i]);
 }

@@ -183,12 +183,18 @@ private:
         float entry;
     };
 
+    struct Score {
+        wide_t value, q;
+        int offset; /* of the last column, and how many entries are equal to the one that it chose */
+        int equals;
+    };
+
     void estimate_sums(float *sum) const noexcept;
     bool choose(float *estimate, LagChoice *choice) noexcept;
     float estimate_scores(const float *energy, float *score) const noexcept;
     float entry(int s, int k) noexcept;
     bool largest_entry(int s, int k, float *largest, int *offset, int *equals) noexcept;
-    bool exact_score(int k, float energy, wide_t *score, wide_t *q) noexcept;
+    bool exact_score(int k, float energy, Score *score) noexcept;
     int lag(int k) const noexcept { return block_.lag_hi - k; }
 
     const LagBlock &block_;
@@ -286,19 +292,19 @@ bool Search::largest_entry(int s, int k, float *largest, int *offset, int *equal
     return true;
 }
 
-bool Search::exact_score(int k, float energy, wide_t *score, wide_t *q) noexcept
+bool Search::exact_score(int k, float energy, Score *score) noexcept
 {
     wide_t sum = wide(0);
+    score->offset = score->equals = 0;
     for (int s = 0; s < block_.columns; s++) {
         float largest;
-        int offset = 0, equals = 0;
-        if (!largest_entry(s, k, &largest, &offset, &equals))
+        if (!largest_entry(s, k, &largest, &score->offset, &score->equals))
             return false;
         sum = sums_.added(sum, largest);
     }
     const wide_t S = wide(CorrelationSum::without_bias(sum));
-    *q = energy > 0.0f ? S * S / wide(energy) : wide(0);
-    *score = (wide(1) - LAG_WEIGHT * wide(lag(k))) * *q;
+    score->q = energy > 0.0f ? S * S / wide(energy) : wide(0);
+    score->value = (wide(1) - LAG_WEIGHT * wide(lag(k))) * score->q;
     return true;
 }
 
@@ -325,10 +331,10 @@ bool Search::run(LagChoice *choice) noexcept
     if (lanes == 0)
         return false;
     int best = at - FLOATS + __builtin_ctz(lanes);
-    wide_t best_score;
-    if (!exact_score(best, energy[best], &best_score, &choice->q))
+    Score highest;
+    if (!exact_score(best, energy[best], &highest))
         return false;
-    const float limit = rounded(best_score) * (1.0f - SCORE_SLACK);
+    const float limit = rounded(highest.value) * (1.0f - SCORE_SLACK);
     const int first = best;
     int survivors = 0;
     for (at = 0; at < count; at += FLOATS) {
@@ -337,24 +343,19 @@ bool Search::run(LagChoice *choice) noexcept
             const int k = at + __builtin_ctz(lanes);
             if (k >= count || k == first)
                 continue;
-            wide_t score, q;
-            if (++survivors > SURVIVORS_MAX || !exact_score(k, energy[k], &score, &q))
+            Score score;
+            if (++survivors > SURVIVORS_MAX || !exact_score(k, energy[k], &score))
                 return false;
-            if (score > best_score || (score == best_score && k > best)) {
+            if (score.value > highest.value || (score.value == highest.value && k > best)) {
                 best = k;
-                best_score = score;
-                choice->q = q;
+                highest = score;
             }
         }
     }
-
-    float largest;
-    int equals = 0;
-    choice->offset = 0;
-    if (!largest_entry(block_.columns - 1, best, &largest, &choice->offset, &equals))
-        return false;
     choice->lag = lag(best);
-    return equals == 1 || choice->offset == 0; /* of equal ones it is the search from above that decides */
+    choice->offset = highest.offset;
+    choice->q = highest.q;
+    return highest.equals == 1 || choice->offset == 0; /* of equal ones it is the search from above that decides */
 }
 
 } // namespace
