@@ -78,6 +78,18 @@ TALV_INLINE float sum_of_lanes(Floats x) noexcept
     return _mm_cvtss_f32(_mm_add_ss(m, _mm_movehdup_ps(m)));
 }
 
+/** Floats of two Float4, the first in the lower lanes
+ *  x    I  [2 count]
+ *  out  O  [count]                                                                                                   */
+template <int fours, int count>
+TALV_INLINE void join(const Float4 (&x)[fours], Floats (&out)[count]) noexcept
+{
+    static_assert(fours == 2 * count);
+    TALV_UNROLL
+    for (int g = 0; g < count; g++)
+        out[g] = {_mm256_set_m128(x[2 * g + 1], x[2 * g])};
+}
+
 #else
 
 inline constexpr int FLOATS = 4;
@@ -153,6 +165,14 @@ TALV_INLINE float largest_lane(Floats x) noexcept
 TALV_INLINE float sum_of_lanes(Floats x) noexcept
 {
     return (x.v[0] + x.v[2]) + (x.v[1] + x.v[3]);
+}
+
+template <int count>
+TALV_INLINE void join(const Float4 (&x)[count], Floats (&out)[count]) noexcept
+{
+    TALV_UNROLL
+    for (int g = 0; g < count; g++)
+        out[g] = {x[g]};
 }
 
 #endif

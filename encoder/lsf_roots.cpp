@@ -3,6 +3,7 @@
 #include "dsp/constants.h"
 #include "dsp/correlate.h"
 #include "dsp/simd_chain.h"
+#include "dsp/simd_estimate.h"
 #include "dsp/trig.h"
 #include "dsp/wide.h"
 
@@ -70,14 +71,15 @@ void polynomial_pair(const float *a, int order, float *cp, float *cq) noexcept
 struct Series {
     float c[TERMS_MAX];  /* Chebyshev coefficients                                            */
     wide_t w[TERMS_MAX]; /* the same, widened                                                 */
-    wide_t doubt;        /* cheb_eval() is sure to have the sign of a value larger than this  */
+    float doubt;         /* cheb_eval() is sure to have the sign of an estimate beyond this   */
     int terms;
 };
 
 /* In step k cheb_eval() rounds b[k] to float, which is as if coefficient k differed by 2^-24 |b[k]|; and |T_k| <= 1,
  * |b[k]| <= sum over j >= k of (j - k + 1) |c[j]|, since |U_j| <= j + 1. Summed over k that is 2^-24 times the sum of
- * (j + 1) (j + 2) / 2 |c[j]|, and the last rounding adds one |c[j]| more at most. The hundredth is for what is of
- * second order, and for the roundings in double on either side. */
+ * (j + 1) (j + 2) / 2 |c[j]|, and the last rounding adds one |c[j]| more at most. An estimate in floats rounds three
+ * times in each step, c[k] - b[k+2], the product and b[k], none of them larger than twice that bound. The hundredth is
+ * for what is of second order, and for the roundings in double. */
 void widen_series(Series *series) noexcept
 {
     wide_t sum = wide(0);
@@ -85,92 +87,80 @@ void widen_series(Series *series) noexcept
         series->w[j] = wide(series->c[j]);
         sum += wide((j + 1) * (j + 2) / 2 + 1) * std::fabs(series->w[j]);
     }
-    series->doubt = sum * wide(1.01 * 0x1p-24);
+    series->doubt = rounded(sum * wide((1 + 2 * 3) * 1.01 * 0x1p-24));
 }
 
-/** The series of the codec's order at groups * LANES points, not rounded on the way
- *  x  I  [groups]
- *  F  O  [groups]                                                                                                    */
-template <int groups>
-TALV_INLINE void series_at(const Series &series, const Wide4 *x, Wide4 *F) noexcept
+/** Estimates of the series of the codec's order at count * FLOATS points
+ *  x  I  [count]
+ *  F  O  [count]                                                                                                     */
+template <int count>
+TALV_INLINE void estimate_series(const Series &series, const Floats *x, Floats *F) noexcept
 {
-    Wide4 two_x[groups], b1[groups], b2[groups];
-    const Wide4 last = broadcast(series.w[TERMS_CODEC - 1]);
+    Floats two_x[count], b1[count], b2[count];
     TALV_UNROLL
-    for (int g = 0; g < groups; g++) {
+    for (int g = 0; g < count; g++) {
         two_x[g] = x[g] + x[g];
-        b1[g] = last;
-        b2[g] = broadcast(wide(0));
+        b1[g] = floats(series.c[TERMS_CODEC - 1]);
+        b2[g] = floats(0.0f);
     }
     TALV_UNROLL
     for (int i = TERMS_CODEC - 2; i >= 1; i--) {
-        const Wide4 c = broadcast(series.w[i]);
+        const Floats c = floats(series.c[i]);
         TALV_UNROLL
-        for (int g = 0; g < groups; g++) {
-            const Wide4 b = add_nearly(c - b2[g], two_x[g], b1[g]);
+        for (int g = 0; g < count; g++) {
+            const Floats b = add_product(c - b2[g], two_x[g], b1[g]);
             b2[g] = b1[g];
             b1[g] = b;
         }
     }
-    const Wide4 c = broadcast(series.w[0]);
     TALV_UNROLL
-    for (int g = 0; g < groups; g++)
-        F[g] = add_nearly(c - b2[g], x[g], b1[g]);
+    for (int g = 0; g < count; g++)
+        F[g] = add_product(floats(series.c[0]) - b2[g], x[g], b1[g]);
 }
 
-/** cheb_eval() at groups * LANES points
- *  x  I  [groups]   floats in value
- *  F  O  [groups]                                                                                                    */
-template <int groups>
-[[gnu::noinline]] void cheb_eval_at(const Series &series, const Wide4 *x, Wide4 *F) noexcept
+/** cheb_eval() at n points, a multiple of LANES: where it is above 0, and where it is below, a bit a point */
+[[gnu::noinline]] void exact_signs(const Series &series, const float *x, int n, int *positive, int *negative) noexcept
 {
-    Wide4 two_x[groups], b1[groups], b2[groups], last_b2[groups];
-    for (int g = 0; g < groups; g++) {
-        two_x[g] = x[g] + x[g];
-        b1[g] = b2[g] = last_b2[g] = broadcast(wide(0));
-    }
-    for (int i = series.terms - 1; i >= 0; i--) {
-        const Wide4 c = broadcast(series.w[i]);
-        for (int g = 0; g < groups; g++) {
-            const Wide4 b = rounded_wide(exact_minus(two_x[g], b1[g], b2[g]) + c);
-            last_b2[g] = b2[g];
-            b2[g] = b1[g];
-            b1[g] = b;
+    *positive = *negative = 0;
+    for (int at = 0; at < n; at += LANES) {
+        const Wide4 two_x = load_wide(x + at) + load_wide(x + at);
+        Wide4 b1 = broadcast(wide(0)), b2 = b1, last_b2 = b1;
+        for (int i = series.terms - 1; i >= 0; i--) {
+            const Wide4 b = rounded_wide(exact_minus(two_x, b1, b2) + broadcast(series.w[i]));
+            last_b2 = b2;
+            b2 = b1;
+            b1 = b;
         }
+        const Wide4 F = rounded_wide((broadcast(series.w[0]) - last_b2 + b1) * broadcast(wide(0.5)));
+        *positive |= lanes_above(F, broadcast(wide(0))) << at;
+        *negative |= lanes_above(broadcast(wide(0)), F) << at;
     }
-    for (int g = 0; g < groups; g++)
-        F[g] = rounded_wide((broadcast(series.w[0]) - last_b2[g] + b1[g]) * broadcast(wide(0.5)));
 }
 
 /** Where cheb_eval() is above 0, and where it is below, a bit a point. It is worked out itself only if it has to be:
- *  nearly always the series without its roundings is far enough from 0.                                             */
-template <int groups>
-TALV_INLINE void cheb_signs(const Series &series, const Wide4 *x, int *positive, int *negative) noexcept
+ *  nearly always an estimate is far enough from 0.
+ *  x       I  [count]            the points
+ *  points  I  [count * FLOATS]   the same                                                                            */
+template <int count>
+TALV_INLINE void cheb_signs(const Series &series, const Floats *x, const float *points, int *positive,
+                            int *negative) noexcept
 {
-    constexpr int ALL = (1 << (LANES * groups)) - 1;
     constexpr bool WIDER = sizeof(wide_t) > sizeof(float);
-    Wide4 F[groups];
     if (WIDER && series.terms == TERMS_CODEC) {
-        series_at<groups>(series, x, F);
-        const Wide4 doubt = broadcast(series.doubt);
-        int sure = ALL;
-        *negative = 0;
+        Floats F[count];
+        estimate_series<count>(series, x, F);
+        unsigned above = 0, below = 0;
         TALV_UNROLL
-        for (int g = 0; g < groups; g++) {
-            sure &= lanes_above(magnitude(F[g]), doubt) << (LANES * g) | ~(ALL_LANES << (LANES * g));
-            *negative |= sign_bits(F[g]) << (LANES * g);
+        for (int g = 0; g < count; g++) {
+            above |= not_below(F[g], floats(series.doubt)) << (FLOATS * g);
+            below |= not_below(floats(-series.doubt), F[g]) << (FLOATS * g);
         }
-        *positive = *negative ^ ALL;
-        if (sure == ALL)
+        *positive = static_cast<int>(above);
+        *negative = static_cast<int>(below);
+        if ((*positive | *negative) == (1 << (count * FLOATS)) - 1)
             return;
     }
-    cheb_eval_at<groups>(series, x, F);
-    const Wide4 zero = broadcast(wide(0));
-    *positive = *negative = 0;
-    for (int g = 0; g < groups; g++) {
-        *positive |= lanes_above(F[g], zero) << (LANES * g);
-        *negative |= lanes_above(zero, F[g]) << (LANES * g);
-    }
+    exact_signs(series, points, count * FLOATS, positive, negative);
 }
 
 /** cheb_eval() of the codec's order at two points, by a quick chain; returns whether it holds (dsp/simd_chain.h) */
@@ -249,28 +239,33 @@ void walk_down(wide_t from, Wide4 *near, Wide4 *far) noexcept
  *  return            whether there is one: without, the walk has ended at -1                                        */
 bool walk_to_bracket(const Series &series, float from, float *above, float *below) noexcept
 {
-    const Wide4 end = broadcast(wide(-1));
+    const Floats end = floats(-1.0f);
     for (wide_t start = wide(from);;) {
-        Wide4 x[2];
-        walk_down(start, &x[0], &x[1]);
-        x[0] = larger(x[0], end);
-        x[1] = larger(x[1], end);
+        Wide4 near, far;
+        walk_down(start, &near, &far);
+        Floats x[WALK / FLOATS];
+        const Float4 both[] = {narrowed(near), narrowed(far)};
+        join(both, x);
+        float points[WALK];
+        unsigned at_end = 0;
+        TALV_UNROLL
+        for (int g = 0; g < WALK / FLOATS; g++) {
+            x[g] = larger(x[g], end);
+            store(points + FLOATS * g, x[g]);
+            at_end |= not_below(end, x[g]) << (FLOATS * g);
+        }
 
         /* Bit i tells whether the walk goes on from point i + 1. The last point of all has no next one here: it is the
          * first of the next round. */
         int positive, negative;
-        cheb_signs<2>(series, x, &positive, &negative);
+        cheb_signs<WALK / FLOATS>(series, x, points, &positive, &negative);
         const int same_sign = (positive & positive >> 1) | (negative & negative >> 1);
-        const int inside = lanes_above(x[0], end) | lanes_above(x[1], end) << LANES;
-        const int goes_on = same_sign & inside >> 1;
+        const int goes_on = same_sign & ~static_cast<int>(at_end >> 1) & ((1 << (WALK - 1)) - 1);
         if (goes_on == (1 << (WALK - 1)) - 1) {
-            start = lane(x[1], LANES - 1);
+            start = lane(far, LANES - 1);
             continue;
         }
         const int i = __builtin_ctz(~static_cast<unsigned>(goes_on));
-        float points[WALK];
-        store_rounded(points, x[0]);
-        store_rounded(points + LANES, x[1]);
         *above = points[i];
         *below = points[i + 1];
         return (same_sign >> i & 1) == 0;
@@ -308,19 +303,20 @@ float refine_root(const Series &series, float above, float *below, float *d) noe
     const float fours[LANES] = {*below, *below + width * 0.25f, half, half + width * 0.25f};
     const float two = width * 0.125f, one = width * 0.0625f;
     const Float4 twos = {0.0f, 0.0f, two, two}, ones = {0.0f, one, 0.0f, one};
-    Wide4 leaf[LANES];
+    Float4 four[LANES];
     float x[LEAVES + 1];
     TALV_UNROLL
     for (int g = 0; g < LANES; g++) {
-        const Float4 four = Float4{fours[g], fours[g], fours[g], fours[g]} + twos + ones;
-        leaf[g] = widened(four);
-        store4(x + LANES * g, four);
+        four[g] = Float4{fours[g], fours[g], fours[g], fours[g]} + twos + ones;
+        store4(x + LANES * g, four[g]);
     }
     x[LEAVES] = above;
+    Floats leaf[LEAVES / FLOATS];
+    join(four, leaf);
 
     /* While the value at the lower end keeps its sign, so do the products. */
     int positive, negative, k, end;
-    cheb_signs<LANES>(series, leaf, &positive, &negative);
+    cheb_signs<LEAVES / FLOATS>(series, leaf, x, &positive, &negative);
     bisect((positive & 1) != 0 ? positive : (negative & 1) != 0 ? negative : 0, &k, &end);
     if (k < 0) { /* a value of 0 at the bracket's lower side */
         k = 0;
