@@ -78,6 +78,15 @@ TALV_INLINE float sum_of_lanes(Floats x) noexcept
     return _mm_cvtss_f32(_mm_add_ss(m, _mm_movehdup_ps(m)));
 }
 
+/** Lane r: the sum of the lanes of x[r] */
+TALV_INLINE Floats row_sums(const Floats (&x)[FLOATS]) noexcept
+{
+    const __m256 sums_0_3 = _mm256_hadd_ps(_mm256_hadd_ps(x[0].v, x[1].v), _mm256_hadd_ps(x[2].v, x[3].v));
+    const __m256 sums_4_7 = _mm256_hadd_ps(_mm256_hadd_ps(x[4].v, x[5].v), _mm256_hadd_ps(x[6].v, x[7].v));
+    return {_mm256_add_ps(_mm256_permute2f128_ps(sums_0_3, sums_4_7, 0x20),
+                          _mm256_permute2f128_ps(sums_0_3, sums_4_7, 0x31))};
+}
+
 /** Floats of two Float4, the first in the lower lanes
  *  x    I  [2 count]
  *  out  O  [count]                                                                                                   */
@@ -167,6 +176,12 @@ TALV_INLINE float sum_of_lanes(Floats x) noexcept
     return (x.v[0] + x.v[2]) + (x.v[1] + x.v[3]);
 }
 
+TALV_INLINE Floats row_sums(const Floats (&x)[FLOATS]) noexcept
+{
+    Float4 lanes[] = {x[0].v, x[1].v, x[2].v, x[3].v};
+    transpose(lanes);
+    return {(lanes[0] + lanes[1]) + (lanes[2] + lanes[3])};
+}
 template <int count>
 TALV_INLINE void join(const Float4 (&x)[count], Floats (&out)[count]) noexcept
 {

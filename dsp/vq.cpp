@@ -1,6 +1,6 @@
 #include "dsp/vq.h"
 
-#include "dsp/simd_float.h"
+#include "dsp/simd_estimate.h"
 #include "dsp/wide.h"
 
 #include <algorithm>
@@ -222,6 +222,38 @@ TALV_INLINE void estimate_distances(int row_len, int dim, const float *vector, i
     }
 }
 
+/** The same for the amplitudes' codebook, FLOATS rows at once */
+void estimate_as_distances(const float *vector, const float *table, float *distance) noexcept
+{
+    constexpr int PAIR = AS_DIM - 2;
+    static_assert(PAIR % FLOATS == 0 && AS_ROWS % FLOATS == 0);
+    const Float4 last = load_pairs(vector + PAIR, vector + PAIR);
+    for (int i = 0; i < AS_ROWS; i += FLOATS) {
+        const float *row = table + i * AS_DIM;
+        Floats block[FLOATS] = {}, rest[1];
+        TALV_UNROLL
+        for (int d = 0; d < PAIR; d += FLOATS) {
+            const Floats v = load_floats(vector + d);
+            TALV_UNROLL
+            for (int r = 0; r < FLOATS; r++) {
+                const Floats t = load_floats(row + r * AS_DIM + d) - v;
+                block[r] = add_product(block[r], t, t);
+            }
+        }
+        Float4 pairs[FLOATS / LANES];
+        TALV_UNROLL
+        for (int r = 0; r < FLOATS; r += LANES) {
+            const float *pair = row + r * AS_DIM + PAIR;
+            const Float4 low = load_pairs(pair, pair + AS_DIM) - last;
+            const Float4 high = load_pairs(pair + 2 * AS_DIM, pair + 3 * AS_DIM) - last;
+            const Float4 low_square = low * low, high_square = high * high;
+            pairs[r / LANES] = even_lanes(low_square, high_square) + odd_lanes(low_square, high_square);
+        }
+        join(pairs, rest);
+        store(distance + i, row_sums(block) + rest[0]);
+    }
+}
+
 /** Distances that are estimated to be above this are above `distance` when both are exact and rounded. The constant
  *  stands above what squares can lose that are no normal floats.                                                    */
 constexpr float surely_above(float distance) noexcept
@@ -246,8 +278,8 @@ int nearest_row(int row_len, int dim, const float *vector, int rows, const float
         return -1;
     float distance[ROWS_MAX];
     store4(distance, Float4{});
-    if (row_len == AS_DIM && dim == AS_DIM)
-        estimate_distances(AS_DIM, AS_DIM, vector, rows, table, distance);
+    if (row_len == AS_DIM && dim == AS_DIM && rows == AS_ROWS)
+        estimate_as_distances(vector, table, distance);
     else
         estimate_distances(row_len, dim, vector, rows, table, distance);
     int row, next;

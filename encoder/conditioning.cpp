@@ -99,7 +99,7 @@ bool run_filter(const float *den, const float *num, const int16_t *pcm, float *o
     TALV_UNROLL
     for (int k = 0; k < PREFILTER_TERMS; k++)
         c[k] = broadcast(wide(num[k]));
-    bool holds = true;
+    int holds = ALL_LANES;
     for (int i = 0; i < n; i += LANES) {
         const wide_t *now = stored + PAST + i;
         const Wide4 unrounded = load(w + i);
@@ -108,9 +108,9 @@ bool run_filter(const float *den, const float *num, const int16_t *pcm, float *o
         sum = add_exact(sum, load(now - 2), c[2]);
         sum = add_exact(sum, load(now - 1), c[1]);
         store_rounded(out + i, sum + unrounded * c[0]);
-        holds = holds && equal_lanes(rounded_wide(unrounded), load(now)) == ALL_LANES;
+        holds &= equal_lanes(rounded_wide(unrounded), load(now));
     }
-    return holds;
+    return holds == ALL_LANES;
 }
 
 #endif
@@ -185,8 +185,7 @@ void dc_tracker(int n, float *mean, float *x) noexcept
 
     float level[FRAME_LEN]; /* a running sum, so it is walked first */
     level[0] = *mean;
-    for (int i = 1; i < n; i++)
-        level[i] = level[i - 1] + step;
+    _Pragma("GCC unroll 8") for (int i = 1; i < n; i++) level[i] = level[i - 1] + step;
     for (int i = 0; i < n; i++)
         x[i] -= level[i];
     *mean = rounded(m);

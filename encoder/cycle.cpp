@@ -89,16 +89,16 @@ constexpr int STRETCH_MAX = (LAG_MAX + 3 + LANES * LANES - 1) / (LANES * LANES) 
             store4(backward + l * stretch + t, block[l]);
     }
 
-    bool holds = true;
+    int holds = ALL_LANES;
     for (int k = 0; k < count; k += LANES) {
         const int at = std::min(k, count - LANES); /* the last ones may be looked at twice */
         const Float4 f = load4(forward + at), b = load4(backward + at);
         const Wide4 f_due = minus_pole * load_wide(forward + at - 1) + load_wide(x + at);
         const Wide4 b_due = pole * (widened(f) - load_wide(backward + at + 1));
-        holds = holds && (equal_lanes(f, narrowed(f_due)) & equal_lanes(b, narrowed(b_due))) == ALL_LANES;
+        holds &= equal_lanes(f, narrowed(f_due)) & equal_lanes(b, narrowed(b_due));
         store4(spline_coef - 1 + at, b);
     }
-    return holds;
+    return holds == ALL_LANES;
 }
 
 } // namespace

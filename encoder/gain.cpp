@@ -23,11 +23,21 @@ bool square_sums(const float *signal, int L, int step, float *sum) noexcept
 {
     Wide4 acc = broadcast(wide(0));
     Ties ties;
-    for (int i = step - L; i < step; i++) {
-        const Wide4 s = load_strided(signal + i, step);
+    const auto add_squares = [&](Wide4 s) {
         const Wide4 next = add_exact(acc, s, s);
         acc = quick ? nearly_rounded(next, &ties) : rounded_wide(next);
+    };
+    int i = step - L;
+    for (; i + LANES <= step; i += LANES) {
+        Float4 block[LANES] = {load4(signal + i), load4(signal + step + i), load4(signal + 2 * step + i),
+                               load4(signal + 3 * step + i)};
+        transpose(block);
+        TALV_UNROLL
+        for (int t = 0; t < LANES; t++)
+            add_squares(widened(block[t]));
     }
+    for (; i < step; i++)
+        add_squares(load_strided(signal + i, step));
     store_rounded(sum, acc);
     return !any(ties);
 }

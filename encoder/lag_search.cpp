@@ -22,7 +22,7 @@ float exact_piece(const float *x, int n, int lag, float bias, float magnitude) n
 {
     float nearest;
     if (n % LANES == 0 && rounds_alike(wide(bias) + dot_product(x, x - lag, n),
-                                             (wide(bias) + wide(magnitude)) * SUM_ORDER_ERROR, &nearest))
+                                       (wide(bias) + wide(magnitude)) * SUM_ORDER_ERROR, &nearest))
         return nearest;
     wide_t sum = wide(bias);
     for (int i = 0; i < n; i++)
