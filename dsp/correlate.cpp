@@ -143,15 +143,13 @@ void add_estimates(const float *x, const float *y, int lag_lo, int lag_hi, float
 
 wide_t dot_product(const float *x, const float *y, int n) noexcept
 {
-    Wide4 part[4] = {};
-    int i = 0;
-    for (; i + 4 * LANES <= n; i += 4 * LANES)
+    constexpr int PARTS = 5;
+    Wide4 part[PARTS] = {};
+    for (int i = 0; i < n; i += PARTS * LANES)
         TALV_UNROLL
-    for (int p = 0; p < 4; p++)
+    for (int p = 0; p < PARTS; p++)
         part[p] = add_exact(part[p], load_wide(x + i + LANES * p), load_wide(y + i + LANES * p));
-    for (int p = 0; i < n; i += LANES, p++)
-        part[p] = add_exact(part[p], load_wide(x + i), load_wide(y + i));
-    return sum_of_lanes((part[0] + part[1]) + (part[2] + part[3]));
+    return sum_of_lanes((part[0] + part[1]) + (part[2] + part[3]) + part[4]);
 }
 
 float energy(const float *x, int n) noexcept

@@ -34,7 +34,7 @@ void estimate_lags(const float *x, int n, int lag_lo, int lag_hi, const float *s
 /** near[k] = x[k] + y[k] for as many estimates as estimate_lags() gives */
 void add_estimates(const float *x, const float *y, int lag_lo, int lag_hi, float *near) noexcept;
 
-/** sum over i < n of x[i] y[i], n a multiple of 4: in another order than that of i, so that it may differ by
+/** sum over i < n of x[i] y[i], n a multiple of 20: in another order than that of i, so that it may differ by
  *  SUM_ORDER_ERROR of the sum of magnitudes                                                                         */
 wide_t dot_product(const float *x, const float *y, int n) noexcept;
 

@@ -21,8 +21,8 @@ constexpr float NOTHING = std::numeric_limits<float>::lowest();
 float exact_piece(const float *x, int n, int lag, float bias, float magnitude) noexcept
 {
     float nearest;
-    if (n % LANES == 0 && rounds_alike(wide(bias) + dot_product(x, x - lag, n),
-                                       (wide(bias) + wide(magnitude)) * SUM_ORDER_ERROR, &nearest))
+    if (n % 20 == 0 && rounds_alike(wide(bias) + dot_product(x, x - lag, n),
+                                    (wide(bias) + wide(magnitude)) * SUM_ORDER_ERROR, &nearest))
         return nearest;
     wide_t sum = wide(bias);
     for (int i = 0; i < n; i++)
@@ -125,7 +125,9 @@ void estimate_maxima(const float *near, int lag_lo, int lag_hi, float *largest) 
     float room[LONGER_LAGS + ESTIMATES_MAX + FLOATS];
     float *m = room + LONGER_LAGS;
     no_longer_lags(m);
-    for (int k = 0; k < count; k += FLOATS) { /* maxima over four lags, the fewest that any lag chooses from */
+    /* Maxima over four lags, the fewest that any lag chooses from */
+    _Pragma("GCC unroll 2") for (int k = 0; k < count; k += FLOATS)
+    {
         const Floats two = larger(load_floats(near + k), load_floats(near + k - 1));
         store(m + k, larger(two, larger(load_floats(near + k - 2), load_floats(near + k - 3))));
     }
@@ -134,16 +136,19 @@ void estimate_maxima(const float *near, int lag_lo, int lag_hi, float *largest) 
     /* Lags 5 w to 5 w + 4 choose from w lags, which two stretches of `size` cover. What is written beyond the five lies
      * at longer lags, which come later. */
     int w = lag_lo / 5;
-    for (int size = 4; 5 * w <= lag_hi; size *= 2) {
+    for (int size = 4;; size *= 2) {
         const int last = std::min(size == 16 ? LONGER_LAGS : 2 * size - 1, lag_hi / 5);
         const float *other = m - (w - size); /* the stretch of the longer lags */
-        for (int k = lag_hi - 5 * w - 4; w <= last; w++, k -= 5, other--) {
+        _Pragma("GCC unroll 2") for (int k = lag_hi - 5 * w - 4; w <= last; w++, k -= 5, other--)
+        {
             if constexpr (FLOATS < 5)
                 store(largest + k, larger(load_floats(m + k), load_floats(other + k)));
             const int at = k + 5 - FLOATS;
             store(largest + at, larger(load_floats(m + at), load_floats(other + at)));
         }
-        for (int k = (lag_hi - 5 * w) / FLOATS * FLOATS; 5 * w <= lag_hi && k >= 0; k -= FLOATS)
+        if (5 * w > lag_hi)
+            break;
+        _Pragma("GCC unroll 2") for (int k = (lag_hi - 5 * w) / FLOATS * FLOATS; k >= 0; k -= FLOATS)
             store(m + k, larger(load_floats(m + k), load_floats(m + k - size))); /* over twice as many */
     }
 }
