@@ -32,7 +32,7 @@ void spline_passes(int P, const float *cycle, float *spline_coef) noexcept
 /* The pole is so near 0 that what a pass held some samples before is soon forgotten to the last bit. So four stretches
  * of the cycle run side by side, each started from nothing WARM_UP samples before its own first one; where one of them
  * has not come to what its neighbour left off with, the proof finds it. */
-constexpr int WARM_UP = 24;
+constexpr int WARM_UP = 20;
 constexpr int STRETCH_MAX = (LAG_MAX + 3 + LANES * LANES - 1) / (LANES * LANES) * LANES;
 
 /** Both passes by quick chains; returns whether they hold (dsp/simd_chain.h) */
@@ -136,9 +136,9 @@ namespace
         transpose(block);
         std::copy_n(block, LANES, cubic + at);
     }
-    for (int j = 0; j < points; j += LANES) {
-        const Wide4 position = widened(Float4{static_cast<float>(j) * step, static_cast<float>(j + 1) * step,
-                                              static_cast<float>(j + 2) * step, static_cast<float>(j + 3) * step});
+    const Wide4 further = broadcast(wide(step) * wide(LANES));
+    Wide4 position = broadcast(wide(step)) * make_wide4(wide(0), wide(1), wide(2), wide(3));
+    for (int j = 0; j < points; j += LANES, position = position + further) {
         const Int4 at = truncated(position);
         const Wide4 u = position - widened(at);
         Float4 block[LANES] = {cubic[at[0]], cubic[at[1]], cubic[at[2]], cubic[at[3]]};
