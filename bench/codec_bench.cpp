@@ -343,20 +343,16 @@ void stage_cycle_synthesis(benchmark::State &state)
 {
     const Envelope envelope;
     const int p = static_cast<int>(state.range(0)), h = p / 2;
-    const float as[AS_DIM] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
-    float noise[SPECTRUM_ROOM], amp[SPECTRUM_ROOM], cycle[CYCLE_STORE];
-    Spectrum lpc, spec;
+    float amp[AMP_ROOM], cycle[CYCLE_STORE];
+    std::fill_n(amp, AMP_ROOM, 1.0f);
+    Spectrum spec;
     uint32_t seed = 4385;
     for (auto _ : state) {
         int32_t n;
-        noise_profile(h, h, 0.25f, noise);
-        amp_profile(AS_DIM, as, h, h, amp);
         fft_size_for(p, FFT_MAX, &n);
-        lpc_spectrum(envelope.poly, POLY_TERMS, p, &lpc);
-        mix_excitation(&seed, h, amp, noise, &spec);
-        spectrum_shape(h, &spec, &lpc, 77.0f, &spec);
-        spectrum_trim(p, n, &spec);
-        spline_prefilter(FFT_MAX, spline_table, n, &spec);
+        lpc_spectrum(envelope.poly, POLY_TERMS, p, &spec);
+        const float E = divide_excitation(&seed, h, 0.25f, amp, &spec);
+        finish_spectrum(p, n, E, 77.0f, &spec);
         real_ifft(&spec, cycle + 1, n, FFT_MAX, fft_bitrev, fft_twiddle);
         benchmark::DoNotOptimize(cycle[1]);
     }

@@ -48,7 +48,8 @@ struct Tracks {
     float lpc[MAX_SUBFRAMES][LPC_ORDER];
     int32_t pitch[MAX_SUBFRAMES];
     float rs[MAX_SUBFRAMES];
-    float as[AS_DIM], as_step[AS_DIM]; /* of the subframe before the one at work, and from one to the next */
+    float as[AMP_ROOM];    /* of the subframe before the one at work, then 1.0, as divide_excitation() wants it */
+    float as_step[AS_DIM]; /* from one to the next */
 };
 
 /** Expand a frame into tracks that start where the frame before ended
@@ -78,6 +79,7 @@ void expand_parameters(DecoderState *dec, const FrameParams *params, Tracks *tra
     if (ivsvq2(AS_DIM, AS_DIM, as_new, AS_ROWS, as_codebook, params->as_index) < 0)
         std::printf("ivsvq2: AS index out of range\n");
     std::copy_n(dec->as_prev, AS_DIM, tracks->as);
+    std::fill_n(tracks->as + AS_DIM, AMP_ROOM - AS_DIM, 1.0f);
     as_step(AS_DIM, dec->as_prev, as_new, K, tracks->as_step);
 
     msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, dec->gain_hist + 1, params->gain_index);
@@ -107,20 +109,6 @@ struct Ahead {
     ahead->end = k + count;
 }
 
-/** The excitation's spectrum of subframe k; its working arrays are given back before the inverse transform asks for its
- *  own
- */
-[[gnu::noinline]] void excitation(DecoderState *dec, Tracks *tracks, int32_t k, Spectrum *spec) noexcept
-{
-    const int32_t h = tracks->pitch[k] / 2;
-    float noise_weight[SPECTRUM_ROOM], amp_weight[SPECTRUM_ROOM];
-    noise_profile(h, h, tracks->rs[k], noise_weight);
-    for (int d = 0; d < AS_DIM; d++)
-        tracks->as[d] += tracks->as_step[d];
-    amp_profile(AS_DIM, tracks->as, h, h, amp_weight);
-    mix_excitation(&dec->noise_seed, h, amp_weight, noise_weight, spec);
-}
-
 /** Filter the samples of subframe k from syn_hist to out_hist */
 void postfilter_subframe(DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
 {
@@ -134,24 +122,22 @@ void postfilter_subframe(DecoderState *dec, const Tracks *tracks, int32_t k, Ahe
 /** Build the cycle of subframe k in dec->cycle_new, as spline coefficients; its grid size is the result
  *  The post-filter runs one subframe behind, between the cycle's spectrum and its transform: its chain from sample to
  *  sample then has other work beside it, the one factor that the whole spectrum waits for among it, and the transform
- *  reads nothing that was written just before.                                                                     */
-[[gnu::noinline]] int32_t build_cycle(DecoderState *dec, Tracks *tracks, int32_t k, const Spectrum *lpc_spec,
+ *  reads nothing that was written just before.
+ *  spec  IO  the envelope's spectrum, then the cycle's                                                               */
+[[gnu::noinline]] int32_t build_cycle(DecoderState *dec, Tracks *tracks, int32_t k, Spectrum *spec,
                                       Ahead *ahead) noexcept
 {
     const int32_t p = tracks->pitch[k];
-    const int32_t h = p / 2;
     int32_t n;
     fft_size_for(p, FFT_MAX, &n);
-
-    Spectrum spec; /* of the excitation, then of the cycle */
-    excitation(dec, tracks, k, &spec);
+    for (int d = 0; d < AS_DIM; d++)
+        tracks->as[d] += tracks->as_step[d];
+    const float E = divide_excitation(&dec->noise_seed, p / 2, tracks->rs[k], tracks->as, spec);
     const float scale = rounded(wide(n) * wide(dec->gain_track[k + 1]) * wide(CYCLE_LEVEL) / wide(p));
-    spectrum_shape(h, &spec, lpc_spec, scale, &spec);
-    spectrum_trim(p, n, &spec);
-    spline_prefilter(FFT_MAX, spline_table, n, &spec);
+    finish_spectrum(p, n, E, scale, spec);
     if (k > 0)
         postfilter_subframe(dec, tracks, k - 1, ahead);
-    real_ifft(&spec, dec->cycle_new + 1, n, FFT_MAX, fft_bitrev, fft_twiddle);
+    real_ifft(spec, dec->cycle_new + 1, n, FFT_MAX, fft_bitrev, fft_twiddle);
     return n;
 }
 

@@ -1,5 +1,6 @@
 #include "decoder/excitation.h"
 
+#include "decoder/harmonics.h"
 #include "dsp/simd_float.h"
 #include "dsp/table.h"
 #include "dsp/wide.h"
@@ -59,45 +60,17 @@ constexpr Complex phase_table[PHASES] = {
 };
 // clang-format on
 
-namespace
+[[gnu::cold]] void noise_profile(int h, int cap, float rs, float *out) noexcept
 {
-
-/** c3 v^3 + c2 v^2 + c1 v + c0 by Horner's rule; c3 and v are floats in value */
-TALV_INLINE Wide4 cubic(Wide4 c0, Wide4 c1, Wide4 c2, Wide4 c3, Wide4 v) noexcept
-{
-    return (add_exact(c2, c3, v) * v + c1) * v + c0;
-}
-
-} // namespace
-
-void noise_profile(int h, int cap, float rs, float *out) noexcept
-{
-    constexpr int STEPS = 9;
-    constexpr float LAST = 8.995f; /* the end of the scale stays inside the last pair of rows */
-    float x = rounded(wide(STEPS) * wide(rs));
-    if (x >= static_cast<float>(STEPS))
-        x = LAST;
-    const int i = static_cast<int>(x);
-    const float f = x - static_cast<float>(i);
-    const float g = 1.0f - f;
-    const Wide4 lower = load_wide(noise_poly_table[i]), upper = load_wide(noise_poly_table[i + 1]);
-    wide_t c[4];
-    store(c, rounded_wide(add_exact(broadcast(wide(g)) * lower, broadcast(wide(f)), upper)));
-
-    const Wide4 c0 = broadcast(c[0]), c1 = broadcast(c[1]), c2 = broadcast(c[2]), c3 = broadcast(c[3]);
-    const float d = 1.0f / static_cast<float>(h);
-    float w = d; /* k/h as a running sum of floats */
+    NoiseCurve curve = noise_curve(h, rs);
     out[0] = 0.0f;
-    for (int k = 1; k <= h; k += LANES) {
-        const float w1 = w + d, w2 = w1 + d, w3 = w2 + d;
-        store_rounded(out + k, cubic(c0, c1, c2, c3, widened(Float4{w, w1, w2, w3})));
-        w = w3 + d;
-    }
+    for (int k = 1; k <= h; k += LANES)
+        store4(out + k, next_noise(&curve));
     for (int k = h + 1; k <= cap; k++)
         out[k] = 0.0f;
 }
 
-void amp_profile(int count, const float *as, int h, int cap, float *out) noexcept
+[[gnu::cold]] void amp_profile(int count, const float *as, int h, int cap, float *out) noexcept
 {
     out[0] = 0.0f;
     for (int k = 1 + count / LANES * LANES; k <= h; k += LANES)
@@ -149,11 +122,6 @@ TALV_INLINE Short8 draws(Short8 states) noexcept
     return (states & static_cast<uint16_t>(SEED_MASK)) >> 5;
 }
 
-/** phase_table by real and imaginary parts, as far as the periodic part goes */
-struct PeriodicPhases {
-    float re[SPECTRUM_ROOM], im[SPECTRUM_ROOM];
-};
-
 constexpr PeriodicPhases make_periodic_phases() noexcept
 {
     PeriodicPhases phases{};
@@ -164,39 +132,34 @@ constexpr PeriodicPhases make_periodic_phases() noexcept
     return phases;
 }
 
-constexpr PeriodicPhases periodic_phases = make_periodic_phases();
-
-/** max(amp - noise, 0) P + noise Q for the harmonics k .. k+3
- *  from  I  which of the states draw their phases Q                                                               */
-TALV_INLINE void mix_four(int k, const float *amp, const float *noise, Short8 drawn, int from, Spectrum *out) noexcept
-{
-    const Float4 n = load4(noise + k);
-    const Wide4 v = widened(not_below_zero(load4(amp + k) - n)), wide_n = widened(n);
-    const Float4 Q01 = load_pairs(&phase_table[drawn[from]].re, &phase_table[drawn[from + 1]].re);
-    const Float4 Q23 = load_pairs(&phase_table[drawn[from + 2]].re, &phase_table[drawn[from + 3]].re);
-    const Wide4 re = v * load_wide(periodic_phases.re + k), im = v * load_wide(periodic_phases.im + k);
-    store_rounded(out->re + k, add_exact(re, wide_n, widened(even_lanes(Q01, Q23))));
-    store_rounded(out->im + k, add_exact(im, wide_n, widened(odd_lanes(Q01, Q23))));
-}
-
 } // namespace
 
-void mix_excitation(uint32_t *seed, int h, const float *amp, const float *noise, Spectrum *out) noexcept
+constexpr PeriodicPhases periodic_phases = make_periodic_phases();
+
+void draw_phases(uint32_t *seed, int h, uint16_t *draw) noexcept
 {
-    out->re[0] = out->im[0] = 0.0f;
-    uint32_t state = *seed;
-    for (int k = 1; k <= h; k += STEPS_AT_ONCE) {
-        const Short8 states = states_after(state);
-        const Short8 drawn = draws(states);
-        mix_four(k, amp, noise, drawn, 0, out);
-        if (k + LANES <= h)
-            mix_four(k + LANES, amp, noise, drawn, LANES, out);
-        const int last = h - k;
-        state = last < STEPS_AT_ONCE ? state * seed_steps.factor[last] + seed_steps.offset[last]
-                                     : states[STEPS_AT_ONCE - 1];
+    constexpr int LAST = STEPS_AT_ONCE - 1;
+    Short8 states = states_after(*seed);
+    store8(draw, draws(states));
+    for (int k = STEPS_AT_ONCE; k < h; k += STEPS_AT_ONCE) {
+        states = states * (Short8{} + seed_steps.factor[LAST]) + seed_steps.offset[LAST];
+        store8(draw + k, draws(states));
     }
-    if (h > 0)
-        *seed = state & SEED_MASK;
+    uint16_t last[STEPS_AT_ONCE];
+    store8(last, states);
+    *seed = last[(h - 1) % STEPS_AT_ONCE] & SEED_MASK;
+}
+
+[[gnu::cold]] void mix_excitation(uint32_t *seed, int h, const float *amp, const float *noise, Spectrum *out) noexcept
+{
+    uint16_t draw[DRAWS];
+    draw_phases(seed, h, draw);
+    out->re[0] = out->im[0] = 0.0f;
+    for (int k = 1; k <= h; k += LANES) {
+        const Bins bins = mix_four(k, load4(amp + k), load4(noise + k), draw + k - 1);
+        store4(out->re + k, bins.re);
+        store4(out->im + k, bins.im);
+    }
 }
 
 } // namespace talv::inline TALV_TARGET

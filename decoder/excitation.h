@@ -32,6 +32,14 @@ void noise_profile(int h, int cap, float rs, float *out) noexcept;
  *  out   O  [cap+1]                                                                                             */
 void amp_profile(int count, const float *as, int h, int cap, float *out) noexcept;
 
+inline constexpr int DRAWS = 80; /* MAX_HARMONICS, in whole groups of eight */
+
+/** Pseudo-random phases: entries of phase_table for the harmonics 1 to h
+ *  seed  IO           advances h steps of seed = ((seed + 1) 17) mod 4096
+ *  h     I            1..DRAWS
+ *  draw  O  [DRAWS]   draw[k-1] is that of harmonic k; whole groups of eight are written                         */
+void draw_phases(uint32_t *seed, int h, uint16_t *draw) noexcept;
+
 /** Excitation: a periodic part of fixed phases and a noise part of pseudo-random phases
  *  seed  IO           advances h steps of seed = ((seed + 1) 17) mod 4096
  *  amp, noise  I  [SPECTRUM_ROOM]

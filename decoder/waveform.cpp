@@ -1,5 +1,6 @@
 #include "decoder/waveform.h"
 
+#include "decoder/harmonics.h"
 #include "dsp/simd_float.h"
 #include "dsp/table.h"
 #include "dsp/wide.h"
@@ -39,23 +40,6 @@ void fft_size_for(int length, int cap, int32_t *out) noexcept
 namespace
 {
 
-constexpr wide_t TINY = wide(1e-10); /* keeps the quotients finite where a divisor vanishes */
-
-/** Four quotients exc/lpc
- *  energy  O  [4]  the square of each one's magnitude                                                              */
-TALV_INLINE void divide_four(const Spectrum *exc, const Spectrum *lpc, int k, Spectrum *out, wide_t *energy) noexcept
-{
-    const Wide4 xr = load_wide(exc->re + k), xi = load_wide(exc->im + k);
-    const Wide4 br = load_wide(lpc->re + k), bi = load_wide(lpc->im + k);
-    const Wide4 D = rounded_wide(add_exact(br * br, bi, bi) + broadcast(TINY));
-    const Float4 re = narrowed(add_exact(br * xr, bi, xi) / D);
-    const Float4 im = narrowed(subtract_exact(br * xi, bi, xr) / D);
-    store4(out->re + k, re);
-    store4(out->im + k, im);
-    const Wide4 wide_re = widened(re), wide_im = widened(im);
-    store(energy, add_exact(wide_re * wide_re, wide_im, wide_im));
-}
-
 /** The quotient of bin 0 */
 void divide_first(const Spectrum *exc, const Spectrum *lpc, Spectrum *out) noexcept
 {
@@ -65,46 +49,59 @@ void divide_first(const Spectrum *exc, const Spectrum *lpc, Spectrum *out) noexc
     out->im[0] = rounded((br * xi - bi * xr) / D);
 }
 
+float level_factor(int h, float E, float scale) noexcept
+{
+    return rounded(wide(h) * wide(scale) * std::sqrt(2 / wide(E)));
+}
+
 } // namespace
 
-void spectrum_shape(int h, const Spectrum *exc, const Spectrum *lpc, float scale, Spectrum *out) noexcept
+[[gnu::cold]] void spectrum_shape(int h, const Spectrum *exc, const Spectrum *lpc, float scale, Spectrum *out) noexcept
 {
     divide_first(exc, lpc, out);
     wide_t sum = TINY;
-    wide_t energy[LANES];
-    int k = 1;
-    for (; k + LANES <= h; k += LANES) {
-        divide_four(exc, lpc, k, out, energy);
-        for (int i = 0; i < LANES; i++)
+    for (int k = 1; k <= h; k += LANES) {
+        wide_t energy[LANES];
+        const Bins bins = divide_four({load4(exc->re + k), load4(exc->im + k)}, *lpc, k, energy);
+        store4(out->re + k, bins.re);
+        store4(out->im + k, bins.im);
+        for (int i = 0; i < LANES && k + i < h; i++)
             sum += energy[i];
     }
-    divide_four(exc, lpc, k, out, energy); /* up to four bins are left, the edge bin h among them */
-    for (int i = 0; k + i < h; i++)
-        sum += energy[i];
-
     const wide_t edge = wide(out->re[h]), first = wide(out->re[0]);
     float E = rounded(sum);
     E = rounded(wide(E) + wide(0.5) * (edge * edge + first * first));
-    const float F = rounded(wide(h) * wide(scale) * std::sqrt(2 / wide(E)));
-    out->re[0] *= F;
-    out->im[0] *= F;
-    for (k = 1; k <= h; k += LANES) {
-        store4(out->re + k, load4(out->re + k) * F);
-        store4(out->im + k, load4(out->im + k) * F);
+    const float F = level_factor(h, E, scale);
+    for (int k = 0; k <= h; k++) {
+        out->re[k] *= F;
+        out->im[k] *= F;
     }
 }
 
-void spectrum_trim(int p, int n, Spectrum *spec) noexcept
+float divide_excitation(uint32_t *seed, int h, float rs, const float *amp, Spectrum *spec) noexcept
 {
-    if (n <= p)
-        return;
-    const int h = p / 2;
-    for (int k = h + 1; k <= n / 2; k++)
-        spec->re[k] = spec->im[k] = 0.0f;
-    if (p % 2 == 0) { /* the inverse transform doubles every bin below n/2 */
-        spec->re[h] *= 0.5f;
-        spec->im[h] *= 0.5f;
+    uint16_t draw[DRAWS];
+    draw_phases(seed, h, draw);
+    NoiseCurve curve = noise_curve(h, rs);
+    spec->re[0] = spec->im[0] = 0.0f;
+    wide_t sum = TINY;
+    for (int k = 1; k <= h; k += LANES) {
+        const int row = k < AMP_ROOM - LANES ? k - 1 : AMP_ROOM - LANES;
+        wide_t energy[LANES];
+        const Bins exc = mix_four(k, load4(amp + row), next_noise(&curve), draw + k - 1);
+        const Bins bins = divide_four(exc, *spec, k, energy);
+        store4(spec->re + k, bins.re);
+        store4(spec->im + k, bins.im);
+        if (k + LANES <= h) [[likely]] {
+            for (int i = 0; i < LANES; i++)
+                sum += energy[i];
+        } else { /* the edge bin h among them */
+            for (int i = 0; k + i < h; i++)
+                sum += energy[i];
+        }
     }
+    const wide_t edge = wide(spec->re[h]);
+    return rounded(wide(rounded(sum)) + wide(0.5) * (edge * edge));
 }
 
 namespace
@@ -134,31 +131,47 @@ void multiply(int k, Complex y, Spectrum *spec) noexcept
 
 } // namespace
 
-void spline_prefilter(int size, const Complex *table, int n, Spectrum *spec) noexcept
+void spectrum_trim(int p, int n, Spectrum *spec) noexcept
 {
-    if (table != spline_table || n < 32) {
-        const int s = size / n;
-        for (int i = 0; i <= n / 2; i++)
-            multiply(i, table[i * s], spec);
+    if (n <= p)
         return;
+    const int h = p / 2;
+    for (int k = h + 1; k <= n / 2; k += LANES) {
+        store4(spec->re + k, Float4{});
+        store4(spec->im + k, Float4{});
     }
+    if (p % 2 == 0) { /* the inverse transform doubles every bin below n/2 */
+        spec->re[h] *= 0.5f;
+        spec->im[h] *= 0.5f;
+    }
+}
+
+[[gnu::cold]] void spline_prefilter(int size, const Complex *table, int n, Spectrum *spec) noexcept
+{
+    const int s = size / n;
+    for (int i = 0; i <= n / 2; i++)
+        multiply(i, table[i * s], spec);
+}
+
+void finish_spectrum(int p, int n, float E, float scale, Spectrum *spec) noexcept
+{
+    const float F = level_factor(p / 2, E, scale);
+    spectrum_trim(p, n, spec);
     /* All entries but one are real: the product is then that of two floats. */
     constexpr int COMPLEX_ENTRY = 63;
-    const Complex x = {spec->re[COMPLEX_ENTRY], spec->im[COMPLEX_ENTRY]};
+    const Complex x = {spec->re[COMPLEX_ENTRY] * F, spec->im[COMPLEX_ENTRY] * F};
     const float *factors = n == 32   ? spline_factors_32.entry
                            : n == 64 ? spline_factors_64.entry
                                      : spline_factors_128.entry;
-    spec->re[0] *= factors[0];
-    spec->im[0] *= factors[0];
     for (int k = 1; k <= n / 2; k += LANES) {
         const Float4 factor = load4(factors + k);
-        store4(spec->re + k, load4(spec->re + k) * factor);
-        store4(spec->im + k, load4(spec->im + k) * factor);
+        store4(spec->re + k, load4(spec->re + k) * F * factor);
+        store4(spec->im + k, load4(spec->im + k) * F * factor);
     }
     if (n == FFT_MAX) {
         spec->re[COMPLEX_ENTRY] = x.re;
         spec->im[COMPLEX_ENTRY] = x.im;
-        multiply(COMPLEX_ENTRY, table[COMPLEX_ENTRY], spec);
+        multiply(COMPLEX_ENTRY, spline_table[COMPLEX_ENTRY], spec);
     }
 }
 

@@ -33,14 +33,33 @@ void fft_size_for(int length, int cap, int32_t *out) noexcept;
  *  out   O            elements 0 .. h and what fills up the last group; may be exc                               */
 void spectrum_shape(int h, const Spectrum *exc, const Spectrum *lpc, float scale, Spectrum *out) noexcept;
 
+inline constexpr int AMP_ROOM = 16; /* AS_DIM in whole groups of four, and one more */
+
+/** Excitation over envelope at every harmonic, but for the scale: noise_profile(), amp_profile(), mix_excitation() and
+ *  the quotients of spectrum_shape() in one go
+ *  seed  IO           advances h steps
+ *  h     I            10..73
+ *  rs    I            0 periodic .. 1 noise
+ *  amp   I  [AMP_ROOM]   total magnitude wanted of the harmonics 1 to AS_DIM, then 1.0
+ *  spec  IO           the envelope's polynomial in, the quotients and what fills up the last group of four out
+ *  return             their energy, of which finish_spectrum() makes the scale                                    */
+float divide_excitation(uint32_t *seed, int h, float rs, const float *amp, Spectrum *spec) noexcept;
+
+/** Bring quotients to a level and make the spline's spectrum of them: the scale of spectrum_shape(), spectrum_trim() and
+ *  spline_prefilter() in one go
+ *  E     I            what divide_excitation() gave
+ *  scale I            as for spectrum_shape()
+ *  spec  IO           bins up to n/2 and what fills up the last group of four                                     */
+void finish_spectrum(int p, int n, float E, float scale, Spectrum *spec) noexcept;
+
 /** On a grid longer than the cycle: clear the bins above h, and for even p halve bin h
- *  spec  IO           bins up to max(h, n/2)                                                                     */
+ *  spec  IO           bins up to max(h, n/2); what fills up the last group of four is cleared too                */
 void spectrum_trim(int p, int n, Spectrum *spec) noexcept;
 
 /** Multiply bins 0 to n/2 by the table, read with the stride size/n
  *  size  I            always FFT_MAX
  *  table I  [size/2 + 1]
- *  spec  IO           bins up to n/2; with the codec's own table what fills up the last group of four is changed too */
+ *  spec  IO           bins up to n/2                                                                             */
 void spline_prefilter(int size, const Complex *table, int n, Spectrum *spec) noexcept;
 
 } // namespace talv::inline TALV_TARGET

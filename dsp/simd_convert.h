@@ -25,6 +25,11 @@ TALV_INLINE Short8 load8(const uint16_t *x) noexcept
     return v;
 }
 
+TALV_INLINE void store8(uint16_t *out, Short8 x) noexcept
+{
+    std::memcpy(out, &x, sizeof x);
+}
+
 TALV_INLINE Float4 load4(const float *x) noexcept
 {
     Float4 v;

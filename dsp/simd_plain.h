@@ -423,6 +423,10 @@ TALV_LANES Short8 load8(const uint16_t *x) noexcept
     std::memcpy(out.v, x, sizeof out.v);
     return out;
 }
+TALV_LANES void store8(uint16_t *out, const Short8 &x) noexcept
+{
+    std::memcpy(out, x.v, sizeof x.v);
+}
 template <typename Operation>
 TALV_LANES Short8 each(Operation operation) noexcept
 {

@@ -84,6 +84,10 @@ void cycle_spectrum(fuzz::Input &in, Digest &digest)
     spectrum_trim(p, n, spec);
     spline_prefilter(FFT_MAX, spline_table, n, spec);
     add_bins(spec[0], n / 2 + 1, digest);
+    uint32_t seed = in.word() % 4386;
+    Room<float> amp = values(in, AMP_ROOM, 0.0f, 3.2f);
+    finish_spectrum(p, n, divide_excitation(&seed, h, static_cast<float>(in.byte()) / 255.0f, amp, lpc), 1.0f, lpc);
+    add_bins(lpc[0], n / 2 + 1, digest);
     for (int k = 0; k <= n / 2; k++)
         FUZZ_CHECK(std::isfinite(spec[0].re[k]) && std::isfinite(spec[0].im[k]));
 }

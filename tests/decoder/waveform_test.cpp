@@ -426,6 +426,8 @@ TEST(SpectrumTrim, EveryLag)
             float weight = 1.0f;
             if (n > p && k > h && k <= n / 2)
                 weight = 0.0f;
+            if (n > p && k > n / 2 && k <= n / 2 + 3) /* what fills up the last group of four */
+                continue;
             if (n > p && k == h && p % 2 == 0)
                 weight = 0.5f;
             const Complex was = bin(before, k);
@@ -544,6 +546,37 @@ TEST(Waveform, WorkedSubframe)
 
     spline_prefilter(FFT_MAX, spline_table, n, &cycle);
     EXPECT_TRUE(near_complex(bin(cycle, 1), -78.3827, -34.3371, 2e-4));
+}
+
+/** What the decoder calls against the single steps, to the last bit */
+TEST(CycleSpectrum, InOneGoIsTheSteps)
+{
+    uint32_t seed = 4385, seed_of_steps = seed;
+    for (int p = LAG_MIN; p <= LAG_MAX_FRAME; p++) {
+        Spectra s(p, static_cast<uint64_t>(p));
+        test::Random random(static_cast<uint64_t>(p) + 1000);
+        float amp_row[AMP_ROOM], noise[SPECTRUM_ROOM], amp[SPECTRUM_ROOM];
+        std::fill_n(amp_row, AMP_ROOM, 1.0f);
+        for (int d = 0; d < AS_DIM; d++)
+            amp_row[d] = static_cast<float>(random.uniform(0.0, 3.0));
+        const float rs = static_cast<float>(std::min(random.uniform(0.0, 1.2), 1.0)), scale = s.scale(300.0);
+
+        Spectrum steps = s.exc, whole = s.lpc;
+        noise_profile(s.h, s.h, rs, noise);
+        amp_profile(AS_DIM, amp_row, s.h, s.h, amp);
+        mix_excitation(&seed_of_steps, s.h, amp, noise, &steps);
+        spectrum_shape(s.h, &steps, &s.lpc, scale, &steps);
+        spectrum_trim(p, s.n, &steps);
+        spline_prefilter(FFT_MAX, spline_table, s.n, &steps);
+
+        const float E = divide_excitation(&seed, s.h, rs, amp_row, &whole);
+        finish_spectrum(p, s.n, E, scale, &whole);
+        ASSERT_EQ(seed, seed_of_steps) << "lag " << p;
+        for (int k = 0; k <= s.n / 2; k++) {
+            ASSERT_EQ(whole.re[k], steps.re[k]) << "lag " << p << ", bin " << k;
+            ASSERT_EQ(whole.im[k], steps.im[k]) << "lag " << p << ", bin " << k;
+        }
+    }
 }
 
 } // namespace
