@@ -108,32 +108,50 @@ void widen_taps(const float *taps, wide_t *out) noexcept
         store(out + j, load_wide(taps + j));
 }
 
+/** Four sums zero[0] x[q] + zero[1] x[q-1] + ...
+ *  turn  I             how many groups were before, modulo 3
+ *  x     IO [PF_TAPS]  what zero[j] meets at (j - 4 turn) mod 12: samples that meet zero[j] meet zero[j+4] in the next
+ *                      group, where they stand, and after three groups all places have gone round                  */
+template <int turn>
+TALV_INLINE void zeros_of_group(const Wide4 *zero, Wide4 *x, const float *in, wide_t *out) noexcept
+{
+    const auto at = [](int j) noexcept { return (j + PF_TAPS - LANES * turn) % PF_TAPS; };
+    x[at(0)] = load_wide(in);
+    x[at(2)] = halves(high_half(x[at(4)]), low_half(x[at(0)]));
+    x[at(1)] = staggered(x[at(2)], x[at(0)]);
+    x[at(3)] = staggered(x[at(4)], x[at(2)]);
+    Wide4 y = zero[0] * x[at(0)];
+    TALV_UNROLL
+    for (int j = 1; j < PF_TAPS; j++)
+        y = add_exact(y, zero[j], x[at(j)]);
+    store(out, y);
+}
+
 /** The zeros' part: y[q] = zero[0] x[q] + zero[1] x[q-1] + ... for whole groups of four
- *  in    I  [-11 .. count-1]   and what fills up the last group
- *  work  O  [count up to whole groups]                                                                             */
-void apply_zeros(const float *taps, int count, const float *in, wide_t *work) noexcept
+ *  in   I  [-11 .. count-1]   and what fills up the last group
+ *  out  O  [count up to whole groups]                                                                              */
+void apply_zeros(const float *taps, int count, const float *in, wide_t *out) noexcept
 {
     wide_t tap[PF_TAPS];
     widen_taps(taps, tap);
-    Wide4 zero[PF_TAPS], x[PF_TAPS]; /* x[j] holds the samples that zero[j] meets */
+    Wide4 zero[PF_TAPS], x[PF_TAPS];
     for (int j = 0; j < PF_TAPS; j++)
         zero[j] = broadcast(tap[j]);
     TALV_UNROLL
-    for (int j = 0; j < PF_TAPS - LANES; j++)
-        x[j] = load_wide(in - LANES - j);
-    for (int q = 0; q < count; q += LANES) {
+    for (int j = LANES; j < PF_TAPS; j++)
+        x[j] = load_wide(in - j);
+    int q = 0;
+    if constexpr (WIDE4_IN_A_REGISTER) /* there is room for the samples: three groups in turn save moving them */
+        for (; q + 2 * LANES < count; q += 3 * LANES) {
+            zeros_of_group<0>(zero, x, in + q, out + q);
+            zeros_of_group<1>(zero, x, in + q + LANES, out + q + LANES);
+            zeros_of_group<2>(zero, x, in + q + 2 * LANES, out + q + 2 * LANES);
+        }
+    for (; q < count; q += LANES) {
+        zeros_of_group<0>(zero, x, in + q, out + q);
         TALV_UNROLL
         for (int j = PF_TAPS - 1; j >= LANES; j--)
             x[j] = x[j - LANES];
-        x[0] = load_wide(in + q);
-        x[2] = halves(high_half(x[4]), low_half(x[0]));
-        x[1] = staggered(x[2], x[0]);
-        x[3] = staggered(x[4], x[2]);
-        Wide4 y = zero[0] * x[0];
-        TALV_UNROLL
-        for (int j = 1; j < PF_TAPS; j++)
-            y = add_exact(y, zero[j], x[j]);
-        store(work + q, y);
     }
 }
 

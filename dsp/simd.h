@@ -50,6 +50,11 @@ namespace talv::inline TALV_TARGET
 
 inline constexpr int LANES = 4;
 inline constexpr int ALL_LANES = 15; /* what equal_lanes() says of equal values */
+#ifdef TALV_SIMD_AVX2
+inline constexpr bool WIDE4_IN_A_REGISTER = true;
+#else
+inline constexpr bool WIDE4_IN_A_REGISTER = false;
+#endif
 
 TALV_INLINE wide_t add_exact(wide_t sum, wide_t x, wide_t y) noexcept
 {

@@ -16,7 +16,11 @@ namespace talv::inline TALV_TARGET
 /** x where x >= 0, else 0 */
 TALV_INLINE Float4 not_below_zero(Float4 x) noexcept
 {
+#ifdef __SSE2__
+    return _mm_max_ps(Float4{}, x);
+#else
     return x < 0.0f ? Float4{} : x;
+#endif
 }
 
 /** Square roots, which IEEE 754 rounds correctly everywhere */
@@ -32,11 +36,16 @@ TALV_INLINE Float4 square_root(Float4 x) noexcept
 /** Two floats from each of two places */
 TALV_INLINE Float4 load_pairs(const float *x, const float *y) noexcept
 {
+#ifdef __SSE2__
+    return _mm_castpd_ps(
+        _mm_loadh_pd(_mm_load_sd(reinterpret_cast<const double *>(x)), reinterpret_cast<const double *>(y)));
+#else
     using Pair = float __attribute__((vector_size(8)));
     Pair a, b;
     std::memcpy(&a, x, sizeof a);
     std::memcpy(&b, y, sizeof b);
     return __builtin_shufflevector(a, b, 0, 1, 2, 3);
+#endif
 }
 
 /** Four floats in the form in which multiply_subtract() is quickest: as they are where there is a fused operation on
