@@ -263,14 +263,13 @@ void stage_frame_format(benchmark::State &state)
 /** An envelope like that of speech */
 struct Envelope {
     float lpc[LPC_ORDER];
-    float poly[POLY_TERMS] = {1.0f};
+    float poly[POLY_TERMS];
 
     Envelope()
     {
         const float lsf[LPC_ORDER] = {0.2f, 0.35f, 0.6f, 0.9f, 1.2f, 1.5f, 1.8f, 2.1f, 2.4f, 2.8f};
         lsf_to_lpc(LPC_ORDER, lsf, lpc);
-        std::copy(lpc, lpc + LPC_ORDER, poly + 1);
-        poly_mul2(LPC_ORDER + 1, poly, 0.32045746f, 0.04f);
+        tilted_poly(lpc, 0.32045746f, 0.04f, poly);
     }
 };
 

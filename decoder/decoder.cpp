@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdio>
+#include <cstring>
 
 namespace talv::inline TALV_TARGET
 {
@@ -99,9 +100,7 @@ struct Ahead {
     float poly[SPECTRA_MAX][POLY_TERMS];
     int32_t count = 0;
     while (count < SPECTRA_MAX && k + count < tracks->K && tracks->pitch[k + count] == tracks->pitch[k]) {
-        poly[count][0] = 1.0f;
-        std::copy_n(tracks->lpc[k + count], LPC_ORDER, poly[count] + 1);
-        poly_mul2(LPC_ORDER + 1, poly[count], dec->tilt_c1, dec->tilt_c2);
+        tilted_poly(tracks->lpc[k + count], dec->tilt_c1, dec->tilt_c2, poly[count]);
         count++;
     }
     lpc_spectra(poly, count, tracks->pitch[k], ahead->lpc_spec);
@@ -144,8 +143,9 @@ void postfilter_subframe(DecoderState *dec, const Tracks *tracks, int32_t k, Ahe
 /** The new cycle takes the place of the old one */
 void replace_cycle(DecoderState *dec, int32_t n, int32_t p) noexcept
 {
-    for (int32_t i = 1; i <= n; i += LANES) /* n is a multiple of 32 */
-        store4(dec->cycle_old + i, load4(dec->cycle_new + i));
+    constexpr int32_t AT_ONCE = 32; /* which n is a multiple of */
+    for (int32_t i = 1; i <= n; i += AT_ONCE)
+        std::memcpy(dec->cycle_old + i, dec->cycle_new + i, AT_ONCE * sizeof(float));
     dec->cycle_old_len = n;
     dec->pitch_prev = p;
 }

@@ -10,19 +10,20 @@
 namespace talv::inline TALV_TARGET
 {
 
-void poly_mul2(int count, float *poly, float c1, float c2) noexcept
+void tilted_poly(const float *lpc, float c1, float c2, float *poly) noexcept
 {
-    /* Every new term reads the old ones at and just below its place. What lies beyond either end is 0, which changes no
-     * sum that it enters. */
+    /* Every term reads those of the LPC vector at and just below its place. What lies beyond either end is 0, which
+     * changes no sum that it enters. */
     constexpr int BELOW = 2;
-    float x[BELOW + POLY_TERMS + LANES] = {}, out[POLY_TERMS + LANES];
-    std::copy_n(poly, count, x + BELOW);
+    static_assert((POLY_TERMS - 1) % LANES == 0);
+    float x[BELOW + POLY_TERMS] = {0.0f, 0.0f, 1.0f};
+    std::copy_n(lpc, LPC_ORDER, x + BELOW + 1);
     const Wide4 C1 = broadcast(wide(c1)), C2 = broadcast(wide(c2));
-    for (int m = 1; m < count + 2; m += LANES) {
+    poly[0] = 1.0f;
+    for (int m = 1; m < POLY_TERMS; m += LANES) {
         const float *at = x + BELOW + m;
-        store_rounded(out + m, add_exact(C2 * load_wide(at - 2), C1, load_wide(at - 1)) + load_wide(at));
+        store_rounded(poly + m, add_exact(C2 * load_wide(at - 2), C1, load_wide(at - 1)) + load_wide(at));
     }
-    std::copy_n(out + 1, count + 1, poly + 1);
 }
 
 namespace

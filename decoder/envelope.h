@@ -11,9 +11,10 @@ namespace talv::inline TALV_TARGET
 
 inline constexpr int POLY_TERMS = LPC_ORDER + 3; /* A(z) times the second-order tilt factor */
 
-/** Multiply a polynomial by 1 + c1 z^-1 + c2 z^-2
- *  poly  IO [count+2]  `count` terms in, count + 2 terms out                                                    */
-void poly_mul2(int count, float *poly, float c1, float c2) noexcept;
+/** The polynomial of an envelope: (1 + sum of lpc[j] z^-(j+1)) (1 + c1 z^-1 + c2 z^-2)
+ *  lpc   I  [LPC_ORDER]
+ *  poly  O  [POLY_TERMS]                                                                                         */
+void tilted_poly(const float *lpc, float c1, float c2, float *poly) noexcept;
 
 /** A polynomial on the unit circle at each harmonic: sum of poly[j] e^(-2 pi i j k / p)
  *  terms I            at most POLY_TERMS

@@ -101,7 +101,7 @@ bool steps_are_exact(const Reader &reader) noexcept
 
 /** The positions of the next samples, each wrapped around once where the advance before it has left the grid
  *  count   I               at most LENGTH_MAX
- *  pos     O  [POSITIONS]  filled up to whole groups of four                                                       */
+ *  pos     O  [count + LANES]  filled up to whole groups of four                                                       */
 void read_positions(Reader *reader, int count, Position *pos) noexcept
 {
     for (int j = 0; j < count; j++) {
@@ -220,24 +220,38 @@ constexpr Weights weights = make_weights();
     return room;
 }
 
-/** Samples up to whole groups of four, at most LENGTH_MAX, at positions that are found one after the other
- *  new_reader  I  null where both cycles are read at the positions of the old one                                   */
-[[gnu::noinline]] void fade_gliding(const float *old_cycle, const float *new_cycle, Reader *old_reader,
-                                    Reader *new_reader, const float *weight, int count, float *out) noexcept
+/** Samples up to whole groups of four, at most LENGTH_MAX, at positions that are found one after the other */
+[[gnu::noinline]] void fade_gliding(const float *old_cycle, const float *new_cycle, Reader *reader, const float *weight,
+                                    int count, float *out) noexcept
 {
-    Position pos_old[POSITIONS], pos_new[POSITIONS];
-    read_positions(old_reader, count, pos_old);
-    if (new_reader != nullptr)
-        read_positions(new_reader, count, pos_new);
+    Position pos[POSITIONS];
+    read_positions(reader, count, pos);
     for (int j = 0; j < count; j += LANES) {
-        const Places old_places = places_of(pos_old + j);
-        const Places new_places = new_reader == nullptr ? old_places : places_of(pos_new + j);
-        store4(out + j, cross_fade(old_cycle, old_places, new_cycle, new_places, load_wide(weight + j)));
+        const Places places = places_of(pos + j);
+        store4(out + j, cross_fade(old_cycle, places, new_cycle, places, load_wide(weight + j)));
+    }
+}
+
+constexpr int APART = 20; /* samples at a time, to spare the stack */
+
+/** The same at positions that differ */
+[[gnu::cold, gnu::noinline]] void fade_apart(const float *old_cycle, const float *new_cycle, Reader *old_reader,
+                                             Reader *new_reader, const float *weight, int count, float *out) noexcept
+{
+    for (; count > 0; count -= APART, weight += APART, out += APART) {
+        Position pos_old[APART + LANES], pos_new[APART + LANES];
+        const int some = count < APART ? count : APART;
+        read_positions(old_reader, some, pos_old);
+        read_positions(new_reader, some, pos_new);
+        for (int j = 0; j < some; j += LANES) {
+            const Places old_places = places_of(pos_old + j), new_places = places_of(pos_new + j);
+            store4(out + j, cross_fade(old_cycle, old_places, new_cycle, new_places, load_wide(weight + j)));
+        }
     }
 }
 
 #ifndef TALV_FLOAT_ONLY
-/** The same where steps_are_exact(), at the same positions on both cycles: four of them advance at a time */
+/** As fade_gliding() where steps_are_exact(): four positions advance at a time */
 void fade_steady(const float *old_cycle, const float *new_cycle, Reader *reader, const float *weight, int count,
                  float *out) noexcept
 {
@@ -298,7 +312,10 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
             continue;
         }
 #endif
-        fade_gliding(old_cycle, new_cycle, &old_reader, equal ? nullptr : &new_reader, weight, count, out + from);
+        if (equal)
+            fade_gliding(old_cycle, new_cycle, &old_reader, weight, count, out + from);
+        else
+            fade_apart(old_cycle, new_cycle, &old_reader, &new_reader, weight, count, out + from);
     }
     *phase = nearest_float(equal ? old_reader.pos : new_reader.pos);
 }

@@ -269,8 +269,10 @@ void filter_block(const PostfilterTaps &taps, int count, const float *in, float 
 
 void postfilter_run(const PostfilterTaps *taps, int count, const float *in, float *out) noexcept
 {
-    for (int q = 0; q < count; q += BLOCK)
-        filter_block(*taps, count - q < BLOCK ? count - q : BLOCK, in + q, out + q);
+    for (; count > BLOCK; count -= BLOCK, in += BLOCK, out += BLOCK)
+        filter_block(*taps, BLOCK, in, out);
+    if (count > 0)
+        filter_block(*taps, count, in, out);
 }
 
 [[gnu::cold]] void postfilter(int order, float *num, const float *den, int count, const float *in, float *out) noexcept

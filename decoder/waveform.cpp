@@ -31,9 +31,7 @@ constexpr Complex spline_table[FFT_MAX / 2 + 1] = {
 
 void fft_size_for(int length, int cap, int32_t *out) noexcept
 {
-    int size = 1;
-    while (size < length)
-        size *= 2;
+    const int size = length > 1 ? 2 << (31 - __builtin_clz(static_cast<unsigned>(length - 1))) : 1;
     *out = size > cap ? cap : size;
 }
 

@@ -288,18 +288,13 @@ void real_fft(const float *samples, Complex *spectrum, int n, int size_max, cons
     }
 }
 
-void real_ifft(const Spectrum *spectrum, float *samples, int n, int size_max, const int32_t *bitrev,
-               const Complex *twiddle) noexcept
+namespace
 {
-    if (n >= WIDE_MIN && size_max == FFT_MAX && bitrev == fft_bitrev.entry && twiddle == fft_twiddle.entry) {
-        if (n == 32)
-            real_ifft_wide<32>(*spectrum, samples);
-        else if (n == 64)
-            real_ifft_wide<64>(*spectrum, samples);
-        else
-            real_ifft_wide<128>(*spectrum, samples);
-        return;
-    }
+
+/** real_ifft for any size and tables */
+[[gnu::cold]] void real_ifft_plain(const Spectrum *spectrum, float *samples, int n, int size_max, const int32_t *bitrev,
+                                   const Complex *twiddle) noexcept
+{
     const int h = n / 2;
     const int q = n / 4;
     const int S = size_max / n;
@@ -328,6 +323,23 @@ void real_ifft(const Spectrum *spectrum, float *samples, int n, int size_max, co
     butterfly_stages(samples, h, size_max, twiddle, -1.0f);
     for (int i = 0; i < n; i++)
         samples[i] *= r;
+}
+
+} // namespace
+
+void real_ifft(const Spectrum *spectrum, float *samples, int n, int size_max, const int32_t *bitrev,
+               const Complex *twiddle) noexcept
+{
+    if (n >= WIDE_MIN && size_max == FFT_MAX && bitrev == fft_bitrev.entry && twiddle == fft_twiddle.entry) {
+        if (n == 32)
+            real_ifft_wide<32>(*spectrum, samples);
+        else if (n == 64)
+            real_ifft_wide<64>(*spectrum, samples);
+        else
+            real_ifft_wide<128>(*spectrum, samples);
+        return;
+    }
+    real_ifft_plain(spectrum, samples, n, size_max, bitrev, twiddle);
 }
 
 } // namespace talv::inline TALV_TARGET

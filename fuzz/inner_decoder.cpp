@@ -60,10 +60,9 @@ void envelopes(fuzz::Input &in, Digest &digest)
 {
     const int p = in.integer(LAG_MIN, LAG_MAX_FRAME), count = in.integer(1, SPECTRA_MAX);
     Room<float> terms = signal(in, SPECTRA_MAX * POLY_TERMS, 0, 300.0f);
-    poly_mul2(POLY_TERMS - 2, terms, 0.32f, 0.04f);
     float poly[SPECTRA_MAX][POLY_TERMS];
-    for (int i = 0; i < SPECTRA_MAX * POLY_TERMS; i++)
-        poly[i / POLY_TERMS][i % POLY_TERMS] = terms[i];
+    for (int i = 0; i < SPECTRA_MAX; i++)
+        tilted_poly(terms + i * POLY_TERMS, 0.32f, 0.04f, poly[i]);
     Room<Spectrum> one(1), several(count);
     lpc_spectrum(poly[0], POLY_TERMS, p, one);
     lpc_spectra(poly, count, p, several);

@@ -193,25 +193,26 @@ TEST(FftSizeFor, SmallestPowerOfTwo)
         EXPECT_EQ(grid_size(p), p <= 32 ? 32 : p <= 64 ? 64 : 128) << "lag " << p;
 }
 
-TEST(PolyMul2, AgainstPlainProduct)
+TEST(TiltedPoly, AgainstPlainProduct)
 {
     const uint64_t seed = 42;
     SCOPED_TRACE(test::seed_note(seed));
     test::Random random(seed);
     for (int trial = 0; trial < 200; trial++) {
-        const int count = trial % 2 == 0 ? LPC_ORDER + 1 : random.integer(2, 11);
-        std::vector<float> poly(static_cast<size_t>(count) + 3, -7.0f);
-        const float c[3] = {1.0f, static_cast<float>(random.uniform(-2.0, 2.0)),
-                            static_cast<float>(random.uniform(-1.0, 1.0))};
-        std::vector<double> want(static_cast<size_t>(count) + 2, 0.0);
-        for (size_t i = 0; i < static_cast<size_t>(count); i++) {
-            poly[i] = static_cast<float>(random.uniform(-4.0, 4.0));
-            for (size_t j = 0; j < 3; j++)
-                want[i + j] += static_cast<double>(poly[i]) * static_cast<double>(c[j]);
+        float lpc[LPC_ORDER], poly[POLY_TERMS + 1];
+        poly[POLY_TERMS] = -7.0f;
+        const float c1 = static_cast<float>(random.uniform(-2.0, 2.0)), c2 = static_cast<float>(random.uniform(-1, 1));
+        std::vector<double> want = {1.0, static_cast<double>(c1), static_cast<double>(c2)};
+        want.resize(POLY_TERMS);
+        for (size_t j = 0; j < LPC_ORDER; j++) {
+            lpc[j] = static_cast<float>(random.uniform(-4.0, 4.0));
+            want[j + 1] += static_cast<double>(lpc[j]);
+            want[j + 2] += static_cast<double>(lpc[j]) * static_cast<double>(c1);
+            want[j + 3] += static_cast<double>(lpc[j]) * static_cast<double>(c2);
         }
-        poly_mul2(count, poly.data(), c[1], c[2]);
-        ASSERT_TRUE(test::all_near(poly.data(), want.data(), count + 2, 2e-6)) << "trial " << trial;
-        ASSERT_EQ(poly[static_cast<size_t>(count) + 2], -7.0f) << "wrote past the end";
+        tilted_poly(lpc, c1, c2, poly);
+        ASSERT_TRUE(test::all_near(poly, want.data(), POLY_TERMS, 2e-6)) << "trial " << trial;
+        ASSERT_EQ(poly[POLY_TERMS], -7.0f) << "wrote past the end";
     }
 }
 
@@ -507,8 +508,9 @@ TEST(Waveform, WorkedSubframe)
     const int n = grid_size(p);
     ASSERT_EQ(n, 64);
 
-    float poly[POLY_TERMS] = {1.0f};
-    poly_mul2(LPC_ORDER + 1, poly, TILT_C1, TILT_C2);
+    const float lpc_row[LPC_ORDER] = {};
+    float poly[POLY_TERMS];
+    tilted_poly(lpc_row, TILT_C1, TILT_C2, poly);
     EXPECT_NEAR(static_cast<double>(poly[1]), 0.320457, 5e-7);
     EXPECT_NEAR(static_cast<double>(poly[2]), 0.04, 5e-9);
     for (int j = 3; j < POLY_TERMS; j++)
