@@ -269,10 +269,8 @@ void filter_block(const PostfilterTaps &taps, int count, const float *in, float 
 
 void postfilter_run(const PostfilterTaps *taps, int count, const float *in, float *out) noexcept
 {
-    for (; count > BLOCK; count -= BLOCK, in += BLOCK, out += BLOCK)
-        filter_block(*taps, BLOCK, in, out);
-    if (count > 0)
-        filter_block(*taps, count, in, out);
+    for (; count > 0; count -= BLOCK, in += BLOCK, out += BLOCK)
+        filter_block(*taps, count < BLOCK ? count : BLOCK, in, out);
 }
 
 [[gnu::cold]] void postfilter(int order, float *num, const float *den, int count, const float *in, float *out) noexcept
