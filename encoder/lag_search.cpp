@@ -373,13 +373,18 @@ void no_longer_lags(float *near) noexcept
 
 float magnitude_bound(const float *x, int n) noexcept
 {
-    Floats sum = floats(0.0f);
+    constexpr int PARTS = 4;
+    Floats part[PARTS] = {};
     int i = 0;
-    for (; i + FLOATS <= n; i += FLOATS) {
-        const Floats v = load_floats(x + i);
-        sum = add_product(sum, v, v);
+    for (; i + PARTS * FLOATS <= n; i += PARTS * FLOATS)
+        TALV_UNROLL
+    for (int p = 0; p < PARTS; p++) {
+        const Floats v = load_floats(x + i + FLOATS * p);
+        part[p] = add_product(part[p], v, v);
     }
-    float total = sum_of_lanes(sum);
+    for (; i + FLOATS <= n; i += FLOATS)
+        part[0] = add_product(part[0], load_floats(x + i), load_floats(x + i));
+    float total = sum_of_lanes((part[0] + part[1]) + (part[2] + part[3]));
     for (; i < n; i++)
         total += x[i] * x[i];
     return total * 1.001f;
