@@ -227,12 +227,42 @@ TALV_INLINE Pair64 load_pair(const wide_t *x) noexcept
     return v;
 }
 
+/* Conversions of two values at once, which the compiler would make of two single ones */
+#ifdef __SSE2__
+TALV_INLINE Pair64 widen_pair(const float *x) noexcept
+{
+    double both;
+    std::memcpy(&both, x, sizeof both);
+    return _mm_cvtps_pd(_mm_castpd_ps(_mm_set_sd(both)));
+}
+TALV_INLINE Pair64 rounded_pair(Pair64 x) noexcept
+{
+    return _mm_cvtps_pd(_mm_cvtpd_ps(x));
+}
+TALV_INLINE void store_rounded(float *out, Wide4 x) noexcept
+{
+    const __m128 all = _mm_movelh_ps(_mm_cvtpd_ps(x.lo), _mm_cvtpd_ps(x.hi));
+    std::memcpy(out, &all, sizeof all);
+}
+#else
 TALV_INLINE Pair64 widen_pair(const float *x) noexcept
 {
     Pair32 v;
     std::memcpy(&v, x, sizeof v);
     return __builtin_convertvector(v, Pair64);
 }
+TALV_INLINE Pair64 rounded_pair(Pair64 x) noexcept
+{
+    return __builtin_convertvector(__builtin_convertvector(x, Pair32), Pair64);
+}
+TALV_INLINE void store_rounded(float *out, Wide4 x) noexcept
+{
+    const Pair32 lo = __builtin_convertvector(x.lo, Pair32);
+    const Pair32 hi = __builtin_convertvector(x.hi, Pair32);
+    std::memcpy(out, &lo, sizeof lo);
+    std::memcpy(out + 2, &hi, sizeof hi);
+}
+#endif
 
 TALV_INLINE Wide4 broadcast(wide_t x) noexcept
 {
@@ -259,21 +289,13 @@ TALV_INLINE void store(wide_t *out, Wide4 x) noexcept
 {
     std::memcpy(out, &x, sizeof x);
 }
-TALV_INLINE void store_rounded(float *out, Wide4 x) noexcept
-{
-    const Pair32 lo = __builtin_convertvector(x.lo, Pair32);
-    const Pair32 hi = __builtin_convertvector(x.hi, Pair32);
-    std::memcpy(out, &lo, sizeof lo);
-    std::memcpy(out + 2, &hi, sizeof hi);
-}
 TALV_INLINE void store_rounded_reversed(float *out, Wide4 x) noexcept
 {
     store_rounded(out, {Pair64{x.hi[1], x.hi[0]}, Pair64{x.lo[1], x.lo[0]}});
 }
 TALV_INLINE Wide4 rounded_wide(Wide4 x) noexcept
 {
-    return {__builtin_convertvector(__builtin_convertvector(x.lo, Pair32), Pair64),
-            __builtin_convertvector(__builtin_convertvector(x.hi, Pair32), Pair64)};
+    return {rounded_pair(x.lo), rounded_pair(x.hi)};
 }
 TALV_INLINE Wide4 operator+(Wide4 x, Wide4 y) noexcept
 {
