@@ -9,6 +9,7 @@
 #include "dsp/wide.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace talv::inline TALV_TARGET
 {
@@ -128,25 +129,32 @@ void window_autocorr(const float *x, int n, float *r, int order, float *work, co
 
 float levinson(const float *r, int order, float *a) noexcept
 {
-    for (int i = 0; i < order; i++)
-        a[i] = 0.0f;
+    /* Room for whole groups on both sides of the coefficients; what lies beyond those of a stage does not matter. */
+    constexpr int ROOM = (ORDER_MAX + LANES - 1) / LANES * LANES;
+    float room[2][LANES + ROOM] = {};
+    float *now = room[0] + LANES, *next = room[1] + LANES;
+    wide_t wide_r[ORDER_MAX + 1];
+    widen(r, order + 1, wide_r);
+    std::fill_n(a, order, 0.0f);
 
-    float reversed[ORDER_MAX];
     float E = r[0];
     for (int i = 0; i < order; i++) {
         float t = r[i + 1];
         for (int j = 0; j < i; j++)
-            t = rounded(add_exact(wide(t), wide(r[i - j]), wide(a[j])));
+            t = rounded(add_exact(wide(t), wide_r[i - j], wide(now[j])));
         const float k = -t / E;
         E = prediction_error(k, E);
-        if (E <= 0.0f)
+        if (E <= 0.0f) {
+            std::copy_n(now, i, a);
             return E;
-        for (int j = 0; j < i; j++)
-            reversed[j] = a[i - 1 - j];
-        for (int j = 0; j < i; j++)
-            a[j] = rounded(add_exact(wide(a[j]), wide(k), wide(reversed[j])));
-        a[i] = k;
+        }
+        for (int j = 0; j < i; j += LANES)
+            store_rounded(next + j,
+                          add_exact(load_wide(now + j), broadcast(wide(k)), load_wide_reversed(now + i - LANES - j)));
+        next[i] = k;
+        std::swap(now, next);
     }
+    std::copy_n(now, order, a);
     return E;
 }
 
