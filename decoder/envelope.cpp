@@ -7,6 +7,43 @@
 
 #include <algorithm>
 
+namespace talv::inline TALV_TABLES
+{
+
+inline constexpr int LAG_COUNT = LAG_MAX_FRAME - LAG_MIN + 1;
+
+extern const Table<Complex, LAG_COUNT> first_harmonics; /* (cos theta, sin theta), theta = 2 pi / p, for every lag p */
+
+#ifdef TALV_HAS_TABLES
+
+namespace
+{
+
+constexpr double TWO_PI = 6.283185307;
+
+/** (cos theta, sin theta), theta = 2 pi / p */
+constexpr Complex first_harmonic(int p) noexcept
+{
+    const float theta = rounded(TWO_PI / p);
+    return {rounded(cos_wide(static_cast<double>(theta))), rounded(sin_wide(static_cast<double>(theta)))};
+}
+
+constexpr Table<Complex, LAG_COUNT> make_first_harmonics() noexcept
+{
+    Table<Complex, LAG_COUNT> table{};
+    for (int i = 0; i < LAG_COUNT; i++)
+        table.entry[i] = first_harmonic(LAG_MIN + i);
+    return table;
+}
+
+} // namespace
+
+constexpr Table<Complex, LAG_COUNT> first_harmonics = make_first_harmonics();
+
+#endif
+
+} // namespace talv::inline TALV_TABLES
+
 namespace talv::inline TALV_TARGET
 {
 
@@ -28,27 +65,6 @@ void tilted_poly(const float *lpc, float c1, float c2, float *poly) noexcept
 
 namespace
 {
-
-constexpr double TWO_PI = 6.283185307;
-
-/** (cos theta, sin theta), theta = 2 pi / p */
-constexpr Complex first_harmonic(int p) noexcept
-{
-    const float theta = rounded(TWO_PI / p);
-    return {rounded(cos_wide(static_cast<double>(theta))), rounded(sin_wide(static_cast<double>(theta)))};
-}
-
-constexpr int LAG_COUNT = LAG_MAX_FRAME - LAG_MIN + 1;
-
-constexpr Table<Complex, LAG_COUNT> make_first_harmonics() noexcept
-{
-    Table<Complex, LAG_COUNT> table{};
-    for (int i = 0; i < LAG_COUNT; i++)
-        table.entry[i] = first_harmonic(LAG_MIN + i);
-    return table;
-}
-
-constexpr Table<Complex, LAG_COUNT> first_harmonics = make_first_harmonics();
 
 /** (cos k theta, sin k theta), walking over k. Both obey v(k+1) = 2 cos(theta) v(k) - v(k-1), and so do the cosines and
  *  sines of the multiples of each angle k theta in polynomials_at(). A fused operation does such a

@@ -5,7 +5,8 @@
 #include "dsp/table.h"
 #include "dsp/wide.h"
 
-namespace talv::inline TALV_TARGET
+#ifdef TALV_HAS_TABLES
+namespace talv::inline TALV_TABLES
 {
 
 // clang-format off
@@ -59,6 +60,29 @@ constexpr Complex phase_table[PHASES] = {
               {-0.27f, -0.96f}, { 0.85f,  0.53f}, {-0.05f,  1.00f}, {-0.15f, -0.99f},
 };
 // clang-format on
+
+namespace
+{
+
+constexpr PeriodicPhases make_periodic_phases() noexcept
+{
+    PeriodicPhases phases{};
+    for (int k = 1; k < SPECTRUM_ROOM; k++) {
+        phases.re[k] = phase_table[k - 1].re;
+        phases.im[k] = phase_table[k - 1].im;
+    }
+    return phases;
+}
+
+} // namespace
+
+constexpr PeriodicPhases periodic_phases = make_periodic_phases();
+
+} // namespace talv::inline TALV_TABLES
+#endif
+
+namespace talv::inline TALV_TARGET
+{
 
 [[gnu::cold]] void noise_profile(int h, int cap, float rs, float *out) noexcept
 {
@@ -122,19 +146,7 @@ TALV_INLINE Short8 draws(Short8 states) noexcept
     return (states & static_cast<uint16_t>(SEED_MASK)) >> 5;
 }
 
-constexpr PeriodicPhases make_periodic_phases() noexcept
-{
-    PeriodicPhases phases{};
-    for (int k = 1; k < SPECTRUM_ROOM; k++) {
-        phases.re[k] = phase_table[k - 1].re;
-        phases.im[k] = phase_table[k - 1].im;
-    }
-    return phases;
-}
-
 } // namespace
-
-constexpr PeriodicPhases periodic_phases = make_periodic_phases();
 
 void draw_phases(uint32_t *seed, int h, uint16_t *draw) noexcept
 {

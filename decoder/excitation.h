@@ -11,13 +11,18 @@
 
 #include <cstdint>
 
-namespace talv::inline TALV_TARGET
+namespace talv::inline TALV_TABLES
 {
 
 inline constexpr int PHASES = 128;
 
 extern const float noise_poly_table[10][4]; /* cubic of the relative frequency, for periodicity 0, 1/9 .. 1 */
 extern const Complex phase_table[PHASES];   /* unit phases: entries 0..72 fixed by harmonic, all for noise  */
+
+} // namespace talv::inline TALV_TABLES
+
+namespace talv::inline TALV_TARGET
+{
 
 /** Noise magnitude of each harmonic: more towards high frequencies, and more for a larger periodicity value
  *  h     I            10..73

@@ -8,6 +8,18 @@
 #include "dsp/target.h"
 #include "dsp/wide.h"
 
+namespace talv::inline TALV_TABLES
+{
+
+/** phase_table by real and imaginary parts, as far as the periodic part goes */
+struct PeriodicPhases {
+    float re[SPECTRUM_ROOM], im[SPECTRUM_ROOM];
+};
+
+extern const PeriodicPhases periodic_phases;
+
+} // namespace talv::inline TALV_TABLES
+
 namespace talv::inline TALV_TARGET
 {
 
@@ -42,13 +54,6 @@ TALV_INLINE Float4 next_noise(NoiseCurve *curve) noexcept
     const Wide4 w = widened(Float4{w0, w1, w2, w3});
     return narrowed((add_exact(curve->c2, curve->c3, w) * w + curve->c1) * w + curve->c0);
 }
-
-/** phase_table by real and imaginary parts, as far as the periodic part goes */
-struct PeriodicPhases {
-    float re[SPECTRUM_ROOM], im[SPECTRUM_ROOM];
-};
-
-extern const PeriodicPhases periodic_phases;
 
 struct Bins {
     Float4 re, im;

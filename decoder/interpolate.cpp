@@ -6,6 +6,42 @@
 
 #include <algorithm>
 
+namespace talv::inline TALV_TABLES
+{
+
+inline constexpr int LENGTH_MAX = 80; /* the longest subframe */
+
+/* Weights of the new cycle, for the lengths that subframes have: a running sum of 1/L, rounded to float at each step */
+inline constexpr int SUBFRAME_LENGTHS[] = {20, 21, 24, 26, 30, 32, 34, 36, 40, 48, 60, 80};
+inline constexpr int WEIGHTS_TOTAL = 451 + 4; /* the lengths' sum, and room to read four at a time */
+
+struct Weights {
+    float t[WEIGHTS_TOTAL];
+    int16_t from[LENGTH_MAX + 1]; /* place of a length's first weight, or -1 */
+};
+
+template <typename T>
+consteval Weights make_weights() noexcept
+{
+    Weights weights{};
+    for (int16_t &from : weights.from)
+        from = -1;
+    int at = 0;
+    for (const int L : SUBFRAME_LENGTHS) {
+        weights.from[L] = static_cast<int16_t>(at);
+        float t = 0.0f;
+        for (int j = 0; j < L; j++, t = static_cast<float>(static_cast<T>(t) + 1 / static_cast<T>(L)))
+            weights.t[at++] = t;
+    }
+    return weights;
+}
+
+/* Worked out in T */
+template <typename T>
+inline constexpr Weights weights = make_weights<T>();
+
+} // namespace talv::inline TALV_TABLES
+
 namespace talv::inline TALV_TARGET
 {
 
@@ -83,7 +119,6 @@ Position reduced(const Reader &reader) noexcept
     return reader.pos >= reader.n ? reader.pos - reader.n : reader.pos;
 }
 
-constexpr int LENGTH_MAX = 80; /* the longest subframe */
 constexpr int POSITIONS = LENGTH_MAX + LANES;
 
 #ifndef TALV_FLOAT_ONLY
@@ -178,43 +213,12 @@ TALV_INLINE Float4 cross_fade(const float *old_cycle, const Places &old_places, 
     return narrowed(A + weight * (B - A));
 }
 
-/* Weights of the new cycle, for the lengths that subframes have: a running sum of 1/L, rounded to float at each step */
-constexpr int SUBFRAME_LENGTHS[] = {20, 21, 24, 26, 30, 32, 34, 36, 40, 48, 60, 80};
-constexpr int WEIGHTS_TOTAL = 451 + LANES; /* the lengths' sum, and room to read four at a time */
-
-struct Weights {
-    float t[WEIGHTS_TOTAL];
-    int16_t from[LENGTH_MAX + 1]; /* place of a length's first weight, or -1 */
-};
-
-constexpr float next_weight(float t, wide_t w) noexcept
-{
-    return rounded(wide(t) + w);
-}
-
-constexpr Weights make_weights() noexcept
-{
-    Weights weights{};
-    for (int16_t &from : weights.from)
-        from = -1;
-    int at = 0;
-    for (const int L : SUBFRAME_LENGTHS) {
-        weights.from[L] = static_cast<int16_t>(at);
-        float t = 0.0f;
-        for (int j = 0; j < L; j++, t = next_weight(t, 1 / wide(L)))
-            weights.t[at++] = t;
-    }
-    return weights;
-}
-
-constexpr Weights weights = make_weights();
-
 /** The next weights of a subframe whose length the table lacks
  *  t     IO                     the running sum
  *  room  O  [count up to whole groups of four]                                                                     */
 [[gnu::cold]] const float *make_weights(int L, int count, float *t, float *room) noexcept
 {
-    for (int j = 0; j < count; j++, *t = next_weight(*t, 1 / wide(L)))
+    for (int j = 0; j < count; j++, *t = rounded(wide(*t) + 1 / wide(L)))
         room[j] = *t;
     store4(room + count, Float4{});
     return room;
@@ -300,12 +304,12 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
     Reader new_reader = {glide.pos_new, glide.f0 * size_new, d * size_new, end_new};
     const bool equal = n_old == n_new && reduced(old_reader) == reduced(new_reader);
 
-    const bool listed = L <= LENGTH_MAX && weights.from[L] >= 0;
+    const bool listed = L <= LENGTH_MAX && weights<wide_t>.from[L] >= 0;
     float t = 0.0f;
     for (int from = 0; from < L; from += LENGTH_MAX) {
         const int count = L - from < LENGTH_MAX ? L - from : LENGTH_MAX;
         float room[POSITIONS];
-        const float *weight = listed ? weights.t + weights.from[L] : make_weights(L, count, &t, room);
+        const float *weight = listed ? weights<wide_t>.t + weights<wide_t>.from[L] : make_weights(L, count, &t, room);
 #ifndef TALV_FLOAT_ONLY
         if (equal && steps_are_exact(old_reader)) { /* two cycles of one lag, the usual case */
             fade_steady(old_cycle, new_cycle, &old_reader, weight, count, out + from);

@@ -7,8 +7,19 @@
 
 #include <cmath>
 
-namespace talv::inline TALV_TARGET
+namespace talv::inline TALV_TABLES
 {
+
+/* spline_table for each size of the transform: the real parts of every (FFT_MAX/n)th entry, and whatever fills up the
+ * last group of four */
+template <int n>
+using SplineFactors = Table<float, n / 2 + 4>;
+
+extern const SplineFactors<32> spline_factors_32;
+extern const SplineFactors<64> spline_factors_64;
+extern const SplineFactors<128> spline_factors_128;
+
+#ifdef TALV_HAS_TABLES
 
 // clang-format off
 /* 1/(4 + 2 cos(2 pi i / 128)) to six decimals */
@@ -28,6 +39,31 @@ constexpr Complex spline_table[FFT_MAX / 2 + 1] = {
     /* 60 */ {0.490574f, 0.0f}, {0.494647f, 0.0f}, {0.497605f, 0.0f}, {0.499399f, 0.000001f}, {0.500000f, 0.0f},
 };
 // clang-format on
+
+namespace
+{
+
+template <int n>
+constexpr SplineFactors<n> make_spline_factors() noexcept
+{
+    SplineFactors<n> table{};
+    for (int i = 0; i <= n / 2; i++)
+        table.entry[i] = spline_table[i * (FFT_MAX / n)].re;
+    return table;
+}
+
+} // namespace
+
+constexpr SplineFactors<32> spline_factors_32 = make_spline_factors<32>();
+constexpr SplineFactors<64> spline_factors_64 = make_spline_factors<64>();
+constexpr SplineFactors<128> spline_factors_128 = make_spline_factors<128>();
+
+#endif
+
+} // namespace talv::inline TALV_TABLES
+
+namespace talv::inline TALV_TARGET
+{
 
 void fft_size_for(int length, int cap, int32_t *out) noexcept
 {
@@ -104,20 +140,6 @@ float divide_excitation(uint32_t *seed, int h, float rs, const float *amp, Spect
 
 namespace
 {
-
-/** The real parts of every (FFT_MAX/n)th entry of spline_table, and whatever fills up the last group of four */
-template <int n>
-constexpr Table<float, n / 2 + LANES> make_spline_factors() noexcept
-{
-    Table<float, n / 2 + LANES> table{};
-    for (int i = 0; i <= n / 2; i++)
-        table.entry[i] = spline_table[i * (FFT_MAX / n)].re;
-    return table;
-}
-
-constexpr auto spline_factors_32 = make_spline_factors<32>();
-constexpr auto spline_factors_64 = make_spline_factors<64>();
-constexpr auto spline_factors_128 = make_spline_factors<128>();
 
 /** A bin times an entry */
 void multiply(int k, Complex y, Spectrum *spec) noexcept

@@ -17,12 +17,17 @@
 
 #include <cstdint>
 
+namespace talv::inline TALV_TABLES
+{
+
+extern const Complex spline_table[FFT_MAX / 2 + 1]; /* inverse of the cubic B-spline: 1/(4 + 2 cos(2 pi i / 128))   */
+
+} // namespace talv::inline TALV_TABLES
+
 namespace talv::inline TALV_TARGET
 {
 
 inline constexpr float CYCLE_LEVEL = 0.6f; /* RMS of a cycle over its subframe's gain */
-
-extern const Complex spline_table[FFT_MAX / 2 + 1]; /* inverse of the cubic B-spline: 1/(4 + 2 cos(2 pi i / 128))   */
 
 /** Smallest power of two not below length, at most cap */
 void fft_size_for(int length, int cap, int32_t *out) noexcept;

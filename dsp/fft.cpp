@@ -11,19 +11,6 @@ namespace talv::inline TALV_TARGET
 namespace
 {
 
-constexpr int BITREV_BITS = 7; /* FFT_MAX is 2^7 */
-static_assert(1 << BITREV_BITS == FFT_MAX);
-
-constexpr Table<int32_t, FFT_MAX> make_bitrev() noexcept
-{
-    Table<int32_t, FFT_MAX> table{};
-    for (int k = 0; k < FFT_MAX; k++)
-        for (int bit = 0; bit < BITREV_BITS; bit++)
-            if ((k >> bit & 1) != 0)
-                table.entry[k] |= 1 << (BITREV_BITS - 1 - bit);
-    return table;
-}
-
 constexpr float six_decimals(double v) noexcept
 {
     const double millionths = v * 1e6;
@@ -40,20 +27,13 @@ constexpr Table<Complex, FFT_MAX> make_twiddle() noexcept
     return table;
 }
 
-} // namespace
-
-constexpr Table<int32_t, FFT_MAX> fft_bitrev = make_bitrev();
-constexpr Table<Complex, FFT_MAX> fft_twiddle = make_twiddle();
-
-namespace
-{
-
 constexpr MiddleFactors make_middle_factors() noexcept
 {
+    constexpr Table<Complex, FFT_MAX> twiddle = make_twiddle();
     MiddleFactors factors{};
     for (int t = 0; t < 8; t++) {
-        factors.re[t] = wide(fft_twiddle.entry[t * FFT_MAX / 16].re);
-        factors.im[t] = wide(-fft_twiddle.entry[t * FFT_MAX / 16].im);
+        factors.re[t] = wide(twiddle.entry[t * FFT_MAX / 16].re);
+        factors.im[t] = wide(-twiddle.entry[t * FFT_MAX / 16].im);
     }
     return factors;
 }
@@ -61,6 +41,39 @@ constexpr MiddleFactors make_middle_factors() noexcept
 } // namespace
 
 constexpr MiddleFactors fft_middle_factors = make_middle_factors();
+
+} // namespace talv::inline TALV_TARGET
+
+#ifdef TALV_HAS_TABLES
+namespace talv::inline TALV_TABLES
+{
+
+namespace
+{
+
+constexpr int BITREV_BITS = 7; /* FFT_MAX is 2^7 */
+static_assert(1 << BITREV_BITS == FFT_MAX);
+
+constexpr Table<int32_t, FFT_MAX> make_bitrev() noexcept
+{
+    Table<int32_t, FFT_MAX> table{};
+    for (int k = 0; k < FFT_MAX; k++)
+        for (int bit = 0; bit < BITREV_BITS; bit++)
+            if ((k >> bit & 1) != 0)
+                table.entry[k] |= 1 << (BITREV_BITS - 1 - bit);
+    return table;
+}
+
+} // namespace
+
+constexpr Table<int32_t, FFT_MAX> fft_bitrev = make_bitrev();
+constexpr Table<Complex, FFT_MAX> fft_twiddle = make_twiddle();
+
+} // namespace talv::inline TALV_TABLES
+#endif
+
+namespace talv::inline TALV_TARGET
+{
 
 namespace
 {

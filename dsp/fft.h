@@ -16,7 +16,7 @@
 
 #include <cstdint>
 
-namespace talv::inline TALV_TARGET
+namespace talv::inline TALV_TABLES
 {
 
 struct Complex {
@@ -26,13 +26,18 @@ struct Complex {
 inline constexpr int SPECTRUM_ROOM =
     LAG_MAX_FRAME / 2 + 4; /* bins up to the highest harmonic, in whole groups of four */
 
+extern const Table<int32_t, FFT_MAX> fft_bitrev;  /* k with its 7 bits reversed; only entries below 64 are read */
+extern const Table<Complex, FFT_MAX> fft_twiddle; /* e^(-2 pi j t / 128), to six decimals; entries below 64 are read */
+
+} // namespace talv::inline TALV_TABLES
+
+namespace talv::inline TALV_TARGET
+{
+
 /** A spectrum to be turned into a cycle: bin or harmonic k is element k */
 struct Spectrum {
     float re[SPECTRUM_ROOM], im[SPECTRUM_ROOM];
 };
-
-extern const Table<int32_t, FFT_MAX> fft_bitrev;  /* k with its 7 bits reversed; only entries below 64 are read */
-extern const Table<Complex, FFT_MAX> fft_twiddle; /* e^(-2 pi j t / 128), to six decimals; entries below 64 are read */
 
 /** Spectrum of a real sequence
  *  samples   I  [n]          must not overlap spectrum

@@ -2,7 +2,8 @@
 
 #include "dsp/simd_float.h"
 
-namespace talv::inline TALV_TARGET
+#ifdef TALV_HAS_TABLES
+namespace talv::inline TALV_TABLES
 {
 
 /* Levels in radians. List 0 holds values of the first LSF, list k the distance between LSF k-1 and LSF k. Each list
@@ -25,6 +26,12 @@ const float lsf_levels[LSF_LEVEL_TOTAL] = {
 // clang-format on
 
 const int32_t lsf_level_counts[LPC_ORDER] = {16, 16, 8, 8, 8, 8, 8, 8, 8, 4};
+
+} // namespace talv::inline TALV_TABLES
+#endif
+
+namespace talv::inline TALV_TARGET
+{
 
 namespace
 {

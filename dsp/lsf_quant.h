@@ -11,7 +11,7 @@
 
 #include <cstdint>
 
-namespace talv::inline TALV_TARGET
+namespace talv::inline TALV_TABLES
 {
 
 inline constexpr int LSF_LEVEL_TOTAL = 92;
@@ -20,6 +20,11 @@ extern const float lsf_levels[LSF_LEVEL_TOTAL];   /* ten ascending lists, end to
 extern const int32_t lsf_level_counts[LPC_ORDER]; /* length of each list, 2^lsf_level_bits          */
 inline constexpr int32_t lsf_level_bits[LPC_ORDER] = {4, 4, 3, 3, 3,
                                                       3, 3, 3, 3, 2}; /* width of each field of the frame */
+
+} // namespace talv::inline TALV_TABLES
+
+namespace talv::inline TALV_TARGET
+{
 
 /** Find the level nearest to a value
  *  value   O            the level chosen

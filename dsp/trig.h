@@ -13,7 +13,7 @@
 
 #include <cmath>
 
-namespace talv::inline TALV_TARGET
+namespace talv
 {
 
 inline constexpr double PI = 3.14159265358979323846;
@@ -49,7 +49,7 @@ struct TrigSeries {
 };
 
 template <typename T>
-constexpr TrigSeries<T> make_trig_series() noexcept
+consteval TrigSeries<T> make_trig_series() noexcept
 {
     TrigSeries<T> series{};
     double factorial = 1.0; /* of 2n; exact in double up to 18! */
@@ -71,6 +71,11 @@ constexpr TrigSeries<T> make_trig_series() noexcept
 
 template <typename T>
 inline constexpr TrigSeries<T> trig_series = make_trig_series<T>();
+
+} // namespace talv
+
+namespace talv::inline TALV_TARGET
+{
 
 /** sum of c[n] z^n, n < count, by Horner's rule */
 template <typename T, int count>

@@ -6,7 +6,8 @@
 #include <algorithm>
 #include <limits>
 
-namespace talv::inline TALV_TARGET
+#ifdef TALV_HAS_TABLES
+namespace talv::inline TALV_TABLES
 {
 
 /* Pairs of periodicity values (1 - r^2 of the two windows of a frame), one row a line */
@@ -132,6 +133,12 @@ const float gain_codebook[GAIN_STAGES * GAIN_STAGE_ROWS * QUARTERS] = {
 // clang-format on
 
 const int32_t gain_stage_sizes[GAIN_STAGES] = {GAIN_STAGE_ROWS, GAIN_STAGE_ROWS};
+
+} // namespace talv::inline TALV_TABLES
+#endif
+
+namespace talv::inline TALV_TARGET
+{
 
 namespace
 {

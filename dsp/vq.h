@@ -15,7 +15,7 @@
 
 #include <cstdint>
 
-namespace talv::inline TALV_TARGET
+namespace talv::inline TALV_TABLES
 {
 
 inline constexpr int RS_ROWS = 32;
@@ -28,6 +28,11 @@ extern const float gain_codebook[GAIN_STAGES * GAIN_STAGE_ROWS * QUARTERS]; /* t
                                                                                  are square roots of an RMS          */
 extern const int32_t gain_stage_sizes[GAIN_STAGES];
 /* as_codebook has a header of its own, dsp/as_codebook.h */
+
+} // namespace talv::inline TALV_TABLES
+
+namespace talv::inline TALV_TARGET
+{
 
 /** Full search
  *  row_len   I            distance between the starts of two rows, floats

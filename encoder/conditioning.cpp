@@ -16,6 +16,12 @@ namespace talv::inline TALV_TARGET
 const float prefilter_num[PREFILTER_TERMS] = {0.9304327f, -3.721731f, 5.582596f, -3.721731f, 0.9304327f};
 const float prefilter_den[PREFILTER_TERMS] = {1.0f, -3.855659f, 5.577605f, -3.587796f, 0.8658623f};
 
+} // namespace talv::inline TALV_TARGET
+
+#ifdef TALV_HAS_TABLES
+namespace talv::inline TALV_TABLES
+{
+
 namespace
 {
 
@@ -33,6 +39,12 @@ constexpr Table<float, FRAME_LEN> make_floor_noise() noexcept
 } // namespace
 
 constexpr Table<float, FRAME_LEN> floor_noise = make_floor_noise();
+
+} // namespace talv::inline TALV_TABLES
+#endif
+
+namespace talv::inline TALV_TARGET
+{
 
 namespace
 {

@@ -8,6 +8,16 @@
 
 #include <cstdint>
 
+namespace talv::inline TALV_TABLES
+{
+
+/* Tiny positive values, 1.59e-8 to 3.024e-7 with a PCM step being 1.0, added to signals and filter memory so that
+ * digital silence neither decays into subnormal floats, which are slow, nor becomes exact zeros. Derived from
+ * as_codebook at compile time.                                                                                    */
+extern const Table<float, FRAME_LEN> floor_noise;
+
+} // namespace talv::inline TALV_TABLES
+
 namespace talv::inline TALV_TARGET
 {
 
@@ -15,11 +25,6 @@ inline constexpr int PREFILTER_TERMS = 5;
 
 extern const float prefilter_num[PREFILTER_TERMS];
 extern const float prefilter_den[PREFILTER_TERMS];
-
-/* Tiny positive values, 1.59e-8 to 3.024e-7 with a PCM step being 1.0, added to signals and filter memory so that
- * digital silence neither decays into subnormal floats, which are slow, nor becomes exact zeros. Derived from
- * as_codebook at compile time.                                                                                    */
-extern const Table<float, FRAME_LEN> floor_noise;
 
 /** Fourth-order high-pass, direct form II: -3 dB at 66 Hz, within 0.05 dB of unity from 150 Hz on
  *  den, num  I  [5]      prefilter_den, prefilter_num; den[0] is 1, so that nothing is divided by it

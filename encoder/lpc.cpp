@@ -22,14 +22,6 @@ namespace
 constexpr float ENERGY_FLOOR = 1e-6f;
 constexpr double WHITE_NOISE = 1e-5;
 
-constexpr Table<float, ANALYSIS_MAX> make_window() noexcept
-{
-    Table<float, ANALYSIS_MAX> table{};
-    for (int i = 0; i < FRAME_LEN; i++)
-        table.entry[i] = rounded(sin_wide(PI * i / FRAME_LEN));
-    return table;
-}
-
 /* Two steps in which a float-only build must not round on the way: in the difference of nearly equal numbers, which is
  * what the last prediction errors of a strong tone are, that would be far more than a rounding. */
 
@@ -55,7 +47,32 @@ float prediction_error(float k, float E) noexcept
 
 } // namespace
 
+} // namespace talv::inline TALV_TARGET
+
+#ifdef TALV_HAS_TABLES
+namespace talv::inline TALV_TABLES
+{
+
+namespace
+{
+
+constexpr Table<float, ANALYSIS_MAX> make_window() noexcept
+{
+    Table<float, ANALYSIS_MAX> table{};
+    for (int i = 0; i < FRAME_LEN; i++)
+        table.entry[i] = rounded(sin_wide(PI * i / FRAME_LEN));
+    return table;
+}
+
+} // namespace
+
 constexpr Table<float, ANALYSIS_MAX> analysis_window = make_window();
+
+} // namespace talv::inline TALV_TABLES
+#endif
+
+namespace talv::inline TALV_TARGET
+{
 
 int getlsf2(const float *signal, int n, int order, float *lsf) noexcept
 {

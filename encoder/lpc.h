@@ -11,12 +11,17 @@
 #include "dsp/target.h"
 #include "encoder/lsf_roots.h"
 
-namespace talv::inline TALV_TARGET
+namespace talv::inline TALV_TABLES
 {
 
 inline constexpr int ANALYSIS_MAX = 300; /* longest block */
 
 extern const Table<float, ANALYSIS_MAX> analysis_window; /* sin(pi i / 240), rounded to float, i < 240; 0 beyond */
+
+} // namespace talv::inline TALV_TABLES
+
+namespace talv::inline TALV_TARGET
+{
 
 /** LSFs of a block
  *  signal   I  [n]       conditioned speech
