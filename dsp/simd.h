@@ -2,9 +2,9 @@
  *
  *  The codec's sums run in double and their order is fixed, so nothing inside one sum may be split; but neighbouring
  *  sums (lags, samples, rows, harmonics) are independent, and four of them run side by side in a Wide4, lane by lane
- *  the very operations of the scalar code. The headers simd*.h alone know instruction sets: 256-bit
- *  registers with fused operations where the target has them (AVX2 with FMA), pairs of 128-bit vectors elsewhere, which
- *  the compiler maps to SSE2, NEON or plain registers.
+ *  the very operations of the scalar code. The headers simd*.h alone know instruction sets: 256-bit registers with fused
+ *  operations where the target has them (AVX2 with FMA), pairs of 128-bit vectors elsewhere, which the compiler maps to
+ *  SSE2, NEON or plain registers.
  *
  *  add_exact() (sum + x y), subtract_exact() (sum - x y) and exact_minus() (x y - z) fuse the multiplication with the
  *  addition where the machine can. They take factors that are floats in value, whose product is exact in double, so
@@ -43,6 +43,17 @@
 #define TALV_UNROLL
 #else
 #define TALV_UNROLL _Pragma("GCC unroll 16")
+#endif
+
+/* In front of a loop that is seldom run and short enough to be written out at -O3 */
+#define TALV_NO_UNROLL _Pragma("GCC unroll 1")
+
+/* In front of a long loop that pays to be run four turns at a time where a turn is a handful of wide operations. Elsewhere
+ * a turn is several times as long, and all that grows is the code. */
+#ifdef TALV_SIMD_AVX2
+#define TALV_UNROLL_4 _Pragma("GCC unroll 4")
+#else
+#define TALV_UNROLL_4
 #endif
 
 namespace talv::inline TALV_TARGET

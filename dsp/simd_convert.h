@@ -7,7 +7,9 @@
 
 #include "dsp/simd.h"
 
-#ifndef TALV_SIMD_PLAIN
+#ifdef TALV_SIMD_PLAIN
+#include "dsp/simd_plain_float.h"
+#else
 
 namespace talv::inline TALV_TARGET
 {
