@@ -117,15 +117,28 @@ TALV_INLINE Wide4 twice_cos_nearly(Wide4 x) noexcept
 
 constexpr int LSF_ROWS = (LPC_ORDER + LANES - 1) / LANES * LANES; /* LPC_ORDER, up to whole groups of four */
 
-/** 2 cos(w), rounded to float, of element k of four vectors: by a short series, and where that leaves in doubt to which
- *  float the defined value is rounded (rounds_alike()) as it is defined
+/** 2 cos(w), rounded to float, of element k of four vectors, as it is defined
  *  lsf  I  [LSF_ROWS]  within the range of cos_pair_wide()
  *  c    O  [LPC_ORDER]                                                                                             */
+[[gnu::cold]] void twice_cosines_exactly(const Float4 *lsf, Wide4 *c) noexcept
+{
+    TALV_NO_UNROLL
+    for (int k = 0; k < LPC_ORDER; k += 2) {
+        Wide4 even, odd;
+        cos_pair_wide(widened(lsf[k]), widened(lsf[k + 1]), &even, &odd);
+        c[k] = rounded_wide(even + even);
+        c[k + 1] = rounded_wide(odd + odd);
+    }
+}
+
+/** The same by a short series, unless that leaves in doubt to which float the defined value is rounded (rounds_alike())
+ *  quick  I  whether all angles are within the range of twice_cos_nearly()                                         */
 TALV_INLINE void twice_cosines(const Float4 *lsf, bool quick, Wide4 *c) noexcept
 {
     if (quick && sizeof(wide_t) > sizeof(float)) {
         const Wide4 error = broadcast(static_cast<wide_t>(QUICK_COS_ERROR));
         Wide4 doubt = {};
+        TALV_NO_UNROLL
         for (int k = 0; k < LPC_ORDER; k++) {
             const Wide4 v = twice_cos_nearly(widened(lsf[k]));
             c[k] = rounded_wide(v - error);
@@ -134,12 +147,7 @@ TALV_INLINE void twice_cosines(const Float4 *lsf, bool quick, Wide4 *c) noexcept
         if (!any_bit(doubt)) [[likely]]
             return;
     }
-    for (int k = 0; k < LPC_ORDER; k += 2) {
-        Wide4 even, odd;
-        cos_pair_wide(widened(lsf[k]), widened(lsf[k + 1]), &even, &odd);
-        c[k] = rounded_wide(even + even);
-        c[k + 1] = rounded_wide(odd + odd);
-    }
+    twice_cosines_exactly(lsf, c);
 }
 
 /** The product of 1 - c[2 i] z^-1 + z^-2, i = 0 .. LPC_ORDER/2 - 1, of four polynomials at once, as

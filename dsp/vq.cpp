@@ -147,36 +147,23 @@ constexpr float COST_BOUND = 1e38f; /* above every distance that can occur */
 constexpr int M_BEST = 3;
 constexpr int ROWS_MAX = AS_ROWS;
 
+/* What the estimates below nearly always spare: kept small, but for machines where nothing is estimated */
+#ifdef TALV_FLOAT_ONLY
+#define TALV_SELDOM
+#else
+#define TALV_SELDOM [[gnu::cold]]
+#endif
+
 /** Squared distances of a vector from the rows of a table, each summed in rising order in double and rounded once
  *  distance  O  [rows]                                                                                             */
-void squared_distances(int row_len, int dim, const float *vector, int rows, const float *table,
-                       float *distance) noexcept
+TALV_SELDOM void squared_distances(int row_len, int dim, const float *vector, int rows, const float *table,
+                                   float *distance) noexcept
 {
     int i = 0;
     for (; i + LANES <= rows; i += LANES) {
-        const float *row[LANES];
-        for (int r = 0; r < LANES; r++)
-            row[r] = table + (i + r) * row_len;
         Wide4 e = broadcast(wide(0));
-        int d = 0;
-        for (; d + LANES <= dim; d += LANES) {
-            Float4 column[LANES] = {load4(row[0] + d), load4(row[1] + d), load4(row[2] + d), load4(row[3] + d)};
-            transpose(column);
-            TALV_UNROLL
-            for (int c = 0; c < LANES; c++) {
-                const Wide4 t = broadcast(wide(vector[d + c])) - widened(column[c]);
-                e = e + t * t;
-            }
-        }
-        for (; d + 2 <= dim; d += 2) {
-            const Float4 low = load_pairs(row[0] + d, row[1] + d), high = load_pairs(row[2] + d, row[3] + d);
-            const Wide4 t = broadcast(wide(vector[d])) - widened(even_lanes(low, high));
-            e = e + t * t;
-            const Wide4 u = broadcast(wide(vector[d + 1])) - widened(odd_lanes(low, high));
-            e = e + u * u;
-        }
-        for (; d < dim; d++) {
-            const Wide4 t = broadcast(wide(vector[d])) - load_strided(row[0] + d, row_len);
+        for (int d = 0; d < dim; d++) {
+            const Wide4 t = broadcast(wide(vector[d])) - load_strided(table + i * row_len + d, row_len);
             e = e + t * t;
         }
         store_rounded(distance + i, e);
@@ -270,7 +257,7 @@ constexpr float surely_above(float distance) noexcept
 constexpr float TAKEN = std::numeric_limits<float>::infinity();
 
 /** Take the least of n values out of a list; return it and its place */
-TALV_INLINE float take_least(float *x, int n, int *place) noexcept
+[[gnu::noinline]] float take_least(float *x, int n, int *place) noexcept
 {
     *place = place_of_least(x, n);
     const float least = x[*place];
@@ -278,20 +265,31 @@ TALV_INLINE float take_least(float *x, int n, int *place) noexcept
     return least;
 }
 
-/** vq_search by estimates; -1 where they leave it open */
+/** vq_search of the amplitudes and of the periodicity by estimates; -1 where they leave it open */
 int nearest_row(int row_len, int dim, const float *vector, int rows, const float *table) noexcept
 {
-    if (!ESTIMATED || rows < LANES || rows % LANES != 0 || dim % 2 != 0)
+    const bool amplitudes = dim == AS_DIM && rows == AS_ROWS;
+    if (!ESTIMATED || row_len != dim || !(amplitudes || dim == RS_DIM) || rows < LANES || rows % LANES != 0)
         return -1;
     float distance[ROWS_MAX];
     store4(distance, Float4{});
-    if (row_len == AS_DIM && dim == AS_DIM && rows == AS_ROWS)
+    if (amplitudes)
         estimate_as_distances(vector, table, distance);
     else
-        estimate_distances(row_len, dim, vector, rows, table, distance);
+        estimate_distances(RS_DIM, RS_DIM, vector, rows, table, distance);
     int row, next;
     const float least = surely_above(take_least(distance, rows, &row));
     return least < COST_BOUND * 0.5f && take_least(distance, rows, &next) > least ? row : -1;
+}
+
+/** vq_search as it is defined */
+TALV_SELDOM int nearest_row_exactly(int row_len, int dim, const float *vector, int rows, const float *table) noexcept
+{
+    float distance[ROWS_MAX + LANES];
+    std::fill_n(distance + rows, LANES, COST_BOUND); /* for the last group, if it is not whole */
+    squared_distances(row_len, dim, vector, rows, table, distance);
+    const int row = place_of_least(distance, rows);
+    return distance[row] < COST_BOUND ? row : 0;
 }
 
 } // namespace
@@ -299,14 +297,8 @@ int nearest_row(int row_len, int dim, const float *vector, int rows, const float
 void vq_search(int row_len, int dim, float *vector, int rows, const float *table, int32_t *index) noexcept
 {
     int best_row = nearest_row(row_len, dim, vector, rows, table);
-    if (best_row < 0) {
-        float distance[ROWS_MAX + LANES];
-        std::fill_n(distance + rows, LANES, COST_BOUND); /* for the last group, if it is not whole */
-        squared_distances(row_len, dim, vector, rows, table, distance);
-        best_row = place_of_least(distance, rows);
-        if (!(distance[best_row] < COST_BOUND))
-            best_row = 0;
-    }
+    if (best_row < 0)
+        best_row = nearest_row_exactly(row_len, dim, vector, rows, table);
     *index = best_row;
     for (int d = 0; d < dim; d++)
         vector[d] = table[best_row * row_len + d];
@@ -367,19 +359,10 @@ bool search_gains(const float *target, const float *table, float *work, int32_t 
     return true;
 }
 
-} // namespace
-
-void msvq_search(int dim, const int32_t *stage_sizes, const float *table, const float *target, float *work,
-                 int32_t *index) noexcept
+/** msvq_search as it is defined; the sum of the rows is still to be found */
+TALV_SELDOM void search_stages(int dim, const int32_t *stage_sizes, const float *table, const float *target,
+                               float *work, int32_t *index) noexcept
 {
-    static_assert(GAIN_STAGES == 2 && QUARTERS == LANES && GAIN_STAGE_ROWS % LANES == 0);
-    const bool gains =
-        ESTIMATED && dim == QUARTERS && stage_sizes[0] == GAIN_STAGE_ROWS && stage_sizes[1] == GAIN_STAGE_ROWS;
-    if (gains && search_gains(target, table, work, index)) {
-        msvq_decode(dim, stage_sizes, table, work, index);
-        return;
-    }
-
     Path candidates[M_BEST] = {};
     int candidate_count = 1; /* one empty path */
     float distance[ROWS_MAX];
@@ -408,6 +391,18 @@ void msvq_search(int dim, const int32_t *stage_sizes, const float *table, const 
     }
     for (int s = 0; s < GAIN_STAGES; s++)
         index[s] = candidates[0].row[s];
+}
+
+} // namespace
+
+void msvq_search(int dim, const int32_t *stage_sizes, const float *table, const float *target, float *work,
+                 int32_t *index) noexcept
+{
+    static_assert(GAIN_STAGES == 2 && QUARTERS == LANES && GAIN_STAGE_ROWS % LANES == 0);
+    const bool gains =
+        ESTIMATED && dim == QUARTERS && stage_sizes[0] == GAIN_STAGE_ROWS && stage_sizes[1] == GAIN_STAGE_ROWS;
+    if (!gains || !search_gains(target, table, work, index))
+        search_stages(dim, stage_sizes, table, target, work, index);
     msvq_decode(dim, stage_sizes, table, work, index);
 }
 

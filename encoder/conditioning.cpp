@@ -74,39 +74,12 @@ void run_filter(const float *den, const float *num, const int16_t *pcm, float *o
 
 #else
 
-/** Both parts of the filter
- *  quick   whether to round nearly in the recursion
- *  stored  IO [PAST + n]   w as the memory keeps it: rounded, after PAST older ones, which are given
+/** The part of the filter that is no recursion: it reads the present w unrounded
+ *  w       I  [n]          as it came out of the recursion
+ *  stored  I  [PAST + n]   w as the memory keeps it, after PAST older ones
  *  return  whether it is rounded as rounded() would                                                                  */
-template <bool quick>
-bool run_filter(const float *den, const float *num, const int16_t *pcm, float *out, wide_t *stored, int n) noexcept
+TALV_INLINE bool run_zeros(const float *num, const wide_t *w, const wide_t *stored, float *out, int n) noexcept
 {
-    /* The recursive part. The newest term comes last: all the others are then ready before it is. */
-    wide_t w[FRAME_LEN]; /* its input, then its output, not rounded */
-    for (int i = 0; i < n; i++)
-        w[i] = wide(pcm[i]);
-    Pair64 d[PREFILTER_TERMS], past[PREFILTER_TERMS];
-    for (int k = 1; k <= PAST; k++) {
-        d[k] = twice(wide(den[k]));
-        past[k] = twice(stored[PAST - k]);
-    }
-    static_assert(PAST == LANES); /* the past takes its old places again after as many samples */
-    for (int i = 0; i < n; i += PAST)
-        TALV_UNROLL
-    for (int j = i; j < i + PAST; j++) {
-        Pair64 sum = twice(w[j]);
-        TALV_UNROLL
-        for (int k = PAST; k >= 1; k--)
-            sum = subtract_exact(sum, past[k], d[k]);
-        TALV_UNROLL
-        for (int k = PAST; k > 1; k--)
-            past[k] = past[k - 1];
-        past[1] = quick ? nearly_rounded(sum) : rounded_wide(sum);
-        w[j] = sum[0];
-        stored[PAST + j] = past[1][0];
-    }
-
-    /* The other part reads the present w unrounded. */
     Wide4 c[PREFILTER_TERMS];
     TALV_UNROLL
     for (int k = 0; k < PREFILTER_TERMS; k++)
@@ -125,6 +98,60 @@ bool run_filter(const float *den, const float *num, const int16_t *pcm, float *o
     return holds == ALL_LANES;
 }
 
+/** The recursion, which rounds nearly. The newest term comes last: all the others are then ready before it is.
+ *  w       O  [n]          its output, not rounded
+ *  stored  IO [PAST + n]   w rounded nearly, after PAST older ones, which are given                                  */
+TALV_INLINE void run_poles_quickly(const float *den, const int16_t *pcm, wide_t *w, wide_t *stored, int n) noexcept
+{
+    for (int i = 0; i < n; i++)
+        w[i] = wide(pcm[i]);
+    Pair64 d[PREFILTER_TERMS], past[PREFILTER_TERMS];
+    for (int k = 1; k <= PAST; k++) {
+        d[k] = twice(wide(den[k]));
+        past[k] = twice(stored[PAST - k]);
+    }
+    static_assert(PAST == LANES); /* the past takes its old places again after as many samples */
+    for (int i = 0; i < n; i += PAST)
+        TALV_UNROLL
+    for (int j = i; j < i + PAST; j++) {
+        Pair64 sum = twice(w[j]);
+        TALV_UNROLL
+        for (int k = PAST; k >= 1; k--)
+            sum = subtract_exact(sum, past[k], d[k]);
+        TALV_UNROLL
+        for (int k = PAST; k > 1; k--)
+            past[k] = past[k - 1];
+        past[1] = nearly_rounded(sum);
+        w[j] = sum[0];
+        stored[PAST + j] = past[1][0];
+    }
+}
+
+/** The same as it is defined, for the few blocks that would round to other values */
+[[gnu::cold]] void run_poles(const float *den, const int16_t *pcm, wide_t *w, wide_t *stored, int n) noexcept
+{
+    for (int i = 0; i < n; i++) {
+        wide_t *now = stored + PAST + i;
+        w[i] = wide(pcm[i]);
+        for (int k = PAST; k >= 1; k--)
+            w[i] = subtract_exact(w[i], now[-k], wide(den[k]));
+        now[0] = wide(rounded(w[i]));
+    }
+}
+
+/** Both parts; stored as above, but rounded */
+TALV_INLINE void run_filter(const float *den, const float *num, const int16_t *pcm, float *out, wide_t *stored,
+                            int n) noexcept
+{
+    wide_t w[FRAME_LEN];
+    run_poles_quickly(den, pcm, w, stored, n);
+    const bool holds = run_zeros(num, w, stored, out, n);
+    if (!CHAIN_AS_DEFINED && !holds) [[unlikely]] {
+        run_poles(den, pcm, w, stored, n);
+        run_zeros(num, w, stored, out, n);
+    }
+}
+
 #endif
 
 } // namespace
@@ -134,12 +161,7 @@ void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float
     wide_t stored[PAST + FRAME_LEN];
     for (int k = 1; k <= PAST; k++)
         stored[PAST - k] = wide(state[k]);
-#ifdef TALV_FLOAT_ONLY
     run_filter(den, num, pcm, out, stored, n);
-#else
-    if (CHAIN_AS_DEFINED || !run_filter<true>(den, num, pcm, out, stored, n))
-        run_filter<false>(den, num, pcm, out, stored, n);
-#endif
 
     state[0] = rounded(stored[PAST + n - 1]);
     for (int k = 1; k <= PAST; k++)
@@ -223,6 +245,7 @@ void lpc_residual(int, int n, const float *x, const float *a, float *out) noexce
     for (; i < n; i++) {
         const wide_t *now = history + LPC_ORDER + i;
         wide_t e = now[0];
+        TALV_NO_UNROLL
         for (int j = 0; j < LPC_ORDER; j++)
             e = add_exact(e, wide(a[j]), now[-1 - j]);
         out[i] = rounded(e);

@@ -100,36 +100,47 @@ int getlsf2(const float *signal, int n, int order, float *lsf) noexcept
 namespace
 {
 
-/** Autocorrelation of x[0..n) for groups * LANES lags from 0 up, each running sum rounded to float at every term
- *  quick   whether to round nearly
- *  x    I  [n + groups LANES]   floats in value, zeros from n on: they leave the shorter sums as they are
- *  sum  O  [groups LANES]
- *  return  whether the sums are the rounded ones, if the samples are moderate                                        */
-template <int groups, bool quick>
-bool autocorr_groups(const wide_t *x, int n, float *sum) noexcept
+constexpr int GROUPS = LPC_ORDER / LANES + 1;
+
+/** Autocorrelation of x[0..n) for the lags from 0 to LPC_ORDER and what fills up the last group, each running sum
+ *  rounded nearly at every term
+ *  x    I  [n + LANES GROUPS]   floats in value, zeros from n on: they leave the shorter sums as they are
+ *  sum  O  [LANES GROUPS]
+ *  return  whether the sums are those rounded to float at every term, if the samples are moderate                   */
+bool autocorr_quickly(const wide_t *x, int n, float *sum) noexcept
 {
-    Wide4 r[groups];
+    Wide4 r[GROUPS];
     Ties ties;
     TALV_UNROLL
-    for (int g = 0; g < groups; g++)
+    for (int g = 0; g < GROUPS; g++)
         r[g] = broadcast(wide(0));
-    _Pragma("GCC unroll 4") for (int i = 0; i < n; i++) TALV_UNROLL for (int g = 0; g < groups; g++)
-    {
-        const Wide4 next = add_exact(r[g], broadcast(x[i]), load(x + i + LANES * g));
-        r[g] = quick ? nearly_rounded(next, &ties) : rounded_wide(next);
-    }
+    TALV_UNROLL_4
+    for (int i = 0; i < n; i++)
+        TALV_UNROLL
+    for (int g = 0; g < GROUPS; g++)
+        r[g] = nearly_rounded(add_exact(r[g], broadcast(x[i]), load(x + i + LANES * g)), &ties);
     TALV_UNROLL
-    for (int g = 0; g < groups; g++)
+    for (int g = 0; g < GROUPS; g++)
         store_rounded(sum + LANES * g, r[g]);
     return !any(ties);
+}
+
+/** The same as it is defined, for `groups` groups */
+[[gnu::cold]] void autocorr(const wide_t *x, int n, int groups, float *sum) noexcept
+{
+    for (int g = 0; g < groups; g++) {
+        Wide4 r = broadcast(wide(0));
+        for (int i = 0; i < n; i++)
+            r = rounded_wide(add_exact(r, broadcast(x[i]), load(x + i + LANES * g)));
+        store_rounded(sum + LANES * g, r);
+    }
 }
 
 } // namespace
 
 void window_autocorr(const float *x, int n, float *r, int order, float *work, const float *window) noexcept
 {
-    constexpr int GROUPS_CODEC = LPC_ORDER / LANES + 1; /* enough for the codec's order  */
-    constexpr int GROUPS_MAX = ORDER_MAX / LANES + 1;   /* and for the largest           */
+    constexpr int GROUPS_MAX = ORDER_MAX / LANES + 1;
     for (int i = 0; i < n; i++)
         work[i] = window[i] * x[i];
     wide_t padded[ANALYSIS_MAX + GROUPS_MAX * LANES];
@@ -138,9 +149,9 @@ void window_autocorr(const float *x, int n, float *r, int order, float *work, co
         store(padded + n + i, broadcast(wide(0)));
 
     float sum[GROUPS_MAX * LANES];
-    const bool few = order < GROUPS_CODEC * LANES;
-    if (!few || !autocorr_groups<GROUPS_CODEC, true>(padded, n, sum) || !all_moderate(work, n))
-        autocorr_groups<GROUPS_MAX, false>(padded, n, sum);
+    const int groups = order / LANES + 1;
+    if (groups > GROUPS || !autocorr_quickly(padded, n, sum) || !all_moderate(work, n))
+        autocorr(padded, n, groups, sum);
     std::copy_n(sum, order + 1, r);
 }
 
