@@ -173,8 +173,14 @@ TALV_INLINE const Planes *early_stages(Planes (&work)[2], int h) noexcept
 {
     first_stages<direction>(work[0], h, work[1]);
     int from = 1;
-    for (int m = 4; h / m >= 8; m *= 2, from = 1 - from)
-        middle_stage<direction>(work[from], h, m, work[1 - from]);
+    if (h >= 64) {
+        middle_stage<direction, 8>(work[from], h, work[1 - from]);
+        from = 1 - from;
+    }
+    if (h >= 32) {
+        middle_stage<direction, 4>(work[from], h, work[1 - from]);
+        from = 1 - from;
+    }
     return &work[from];
 }
 
@@ -222,10 +228,9 @@ void real_fft_wide(const float *samples, Complex *spectrum, int n) noexcept
 }
 
 /** real_ifft for 32, 64 and 128 points and the standard tables */
-template <int n>
-void real_ifft_wide(const Spectrum &spectrum, float *samples) noexcept
+void real_ifft_wide(const Spectrum &spectrum, float *samples, int n) noexcept
 {
-    constexpr int h = n / 2, q = n / 4;
+    const int h = n / 2, q = n / 4;
     const Factors factors = factors_of(h);
     const float *re = spectrum.re, *im = spectrum.im;
     Planes work[2];
@@ -344,12 +349,7 @@ void real_ifft(const Spectrum *spectrum, float *samples, int n, int size_max, co
                const Complex *twiddle) noexcept
 {
     if (n >= WIDE_MIN && size_max == FFT_MAX && bitrev == fft_bitrev.entry && twiddle == fft_twiddle.entry) {
-        if (n == 32)
-            real_ifft_wide<32>(*spectrum, samples);
-        else if (n == 64)
-            real_ifft_wide<64>(*spectrum, samples);
-        else
-            real_ifft_wide<128>(*spectrum, samples);
+        real_ifft_wide(*spectrum, samples, n);
         return;
     }
     real_ifft_plain(spectrum, samples, n, size_max, bitrev, twiddle);

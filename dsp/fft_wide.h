@@ -79,14 +79,16 @@ struct MiddleFactors {
 
 extern const MiddleFactors fft_middle_factors;
 
-/** From transforms of m points to those of 2m, m being 4 or 8 and h/m at least 8 */
-template <Direction direction>
-TALV_INLINE void middle_stage(const Planes &z, int h, int m, Planes &out) noexcept
+/** From transforms of m points to those of 2m, m = h / (2 half) being 4 or 8
+ *  half  8 or 4: how many values that do the same thing are neighbours. A constant, as the loops over them are short. */
+template <Direction direction, int half>
+TALV_INLINE void middle_stage(const Planes &z, int h, Planes &out) noexcept
 {
-    const std::ptrdiff_t half = h / m / 2, rise = h / 2;
+    const std::ptrdiff_t rise = h / 2;
+    const int m = h / (2 * half);
     const float *re = z.re, *im = z.im;
     float *out_re = out.re, *out_im = out.im;
-    for (std::ptrdiff_t r = 0; r < half; r += LANES) { /* t = 0: no factor */
+    for (int r = 0; r < half; r += LANES) { /* t = 0: no factor */
         const Float4 ar = load4(re + r), ai = load4(im + r), br = load4(re + r + half), bi = load4(im + r + half);
         store4(out_re + r, ar + br);
         store4(out_im + r, ai + bi);
@@ -100,7 +102,7 @@ TALV_INLINE void middle_stage(const Planes &z, int h, int m, Planes &out) noexce
         im += 2 * half;
         out_re += half;
         out_im += half;
-        for (std::ptrdiff_t r = 0; r < half; r += LANES) {
+        for (int r = 0; r < half; r += LANES) {
             const WideComplex x = {load_wide(re + r), load_wide(im + r)};
             const WideComplex b = {load_wide(re + r + half), load_wide(im + r + half)};
             const WideComplex y = turned<direction>(wr, wi, b);
