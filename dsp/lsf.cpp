@@ -138,7 +138,6 @@ TALV_INLINE void twice_cosines(const Float4 *lsf, bool quick, Wide4 *c) noexcept
     if (quick && sizeof(wide_t) > sizeof(float)) {
         const Wide4 error = broadcast(static_cast<wide_t>(QUICK_COS_ERROR));
         Wide4 doubt = {};
-        TALV_NO_UNROLL
         for (int k = 0; k < LPC_ORDER; k++) {
             const Wide4 v = twice_cos_nearly(widened(lsf[k]));
             c[k] = rounded_wide(v - error);

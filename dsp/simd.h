@@ -48,12 +48,14 @@
 /* In front of a loop that is seldom run and short enough to be written out at -O3 */
 #define TALV_NO_UNROLL _Pragma("GCC unroll 1")
 
-/* In front of a long loop that pays to be run four turns at a time where a turn is a handful of wide operations. Elsewhere
- * a turn is several times as long, and all that grows is the code. */
+/* In front of a long loop that pays to be run some turns at a time: four where a turn is a handful of wide operations,
+ * two where it is twice as long, as more would make code and next to nothing quicker */
 #ifdef TALV_SIMD_AVX2
-#define TALV_UNROLL_4 _Pragma("GCC unroll 4")
+#define TALV_UNROLL_SOME _Pragma("GCC unroll 4")
+#elif defined(__OPTIMIZE_SIZE__)
+#define TALV_UNROLL_SOME
 #else
-#define TALV_UNROLL_4
+#define TALV_UNROLL_SOME _Pragma("GCC unroll 2")
 #endif
 
 namespace talv::inline TALV_TARGET

@@ -114,7 +114,7 @@ bool autocorr_quickly(const wide_t *x, int n, float *sum) noexcept
     TALV_UNROLL
     for (int g = 0; g < GROUPS; g++)
         r[g] = broadcast(wide(0));
-    TALV_UNROLL_4
+    TALV_UNROLL_SOME
     for (int i = 0; i < n; i++)
         TALV_UNROLL
     for (int g = 0; g < GROUPS; g++)
