@@ -34,6 +34,7 @@ constexpr int LPC_CONVERT_MAX = 32; /* largest order of lsf_to_lpc */
     float S[LPC_CONVERT_MAX + 1] = {1.0f};
     float D[LPC_CONVERT_MAX + 1] = {1.0f};
     for (int f = 1; f <= order / 2; f++) {
+        // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): callers give all of lsf
         multiply_by_root_pair(S, 2 * f, lsf[2 * f - 2]);
         multiply_by_root_pair(D, 2 * f, lsf[2 * f - 1]);
     }

@@ -86,6 +86,7 @@ void InputFile::rewind()
 
 void InputFile::spool(const std::string &head)
 {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
     const char *directory = std::getenv("TMPDIR");
     std::string path = std::string(directory && *directory ? directory : "/tmp") + "/talv-XXXXXX";
     const int file = mkostemp(path.data(), O_CLOEXEC);

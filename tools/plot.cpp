@@ -139,6 +139,7 @@ void draw_levels(Canvas &canvas, const Scale &scale, const Rect &beside)
     for (int row = 0; row < SPECTRUM; row++)
         canvas.fill({bar.x, bar.y + row, bar.width, 1}, colour_of(1 - (row + 0.5) / SPECTRUM));
     canvas.frame(bar, SOFT);
+    // NOLINTNEXTLINE(clang-analyzer-security.FloatLoopCounter): whole numbers
     for (double down = 0; down <= RANGE_DB; down += 10) {
         const double at = bar.y + bar.height * down / RANGE_DB;
         canvas.line(bar.right() + 1, at, bar.right() + 1 + TICK, at, SOFT, 1);
@@ -164,6 +165,7 @@ Panel draw_panel(Canvas &canvas, const Rect &box, const std::string &name, doubl
 {
     const Panel panel{box, low, high};
     canvas.fill(box, 0xffffff);
+    // NOLINTNEXTLINE(clang-analyzer-security.FloatLoopCounter): a few steps, and the end has a margin
     for (double v = low; v <= high + 1e-9; v += step) {
         const double at = std::round(panel.y(v)) + 0.5;
         if (v > low && v < high - 1e-9)
@@ -253,6 +255,7 @@ std::vector<uint8_t> draw_plot(bool svg, const std::string &title, const std::ve
 {
     const int count = static_cast<int>(tracks.size());
     std::vector<Spectrogram> spectra;
+    spectra.reserve(tracks.size());
     for (const PlotTrack &track : tracks)
         spectra.push_back(spectrogram(track.x.data(), track.x.size(), from_s * RATE, to_s * RATE, COLUMNS));
     const Scale scale = choose_scale(tracks, spectra, from_s, to_s);

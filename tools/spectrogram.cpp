@@ -62,7 +62,7 @@ Spectrogram spectrogram(const int16_t *x, size_t n, double from, double to, int 
     const auto w = window();
     const Cycle roots = roots_of_unity();
     const double width = (to - from) / columns;
-    const int looks = std::max(1, static_cast<int>(std::ceil(width / (SPECTRUM_WINDOW / 4))));
+    const int looks = std::max(1, static_cast<int>(std::ceil(width / (SPECTRUM_WINDOW / 4.0))));
     const auto count = static_cast<int64_t>(n);
 
     Spectrogram s;

@@ -21,7 +21,7 @@ int16_t to_pcm(float x)
     const float y = x * 32768.0f;
     if (!(y > -32768.0f)) /* what is not a number comes out as silence */
         return y <= -32768.0f ? INT16_MIN : 0;
-    return y >= 32767.0f ? INT16_MAX : static_cast<int16_t>(std::lrint(y));
+    return static_cast<int16_t>(y >= 32767.0f ? INT16_MAX : std::lrint(y));
 }
 
 } // namespace

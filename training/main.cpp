@@ -69,7 +69,7 @@ Options parse(int argc, char **argv)
         };
         if (is("-h", "--help")) {
             std::fputs(USAGE, stdout);
-            std::exit(0);
+            std::exit(0); // NOLINT(concurrency-mt-unsafe): no thread has begun
         } else if (is("-o", "--output")) {
             options.output = value();
         } else if (is("-m", "--manifest")) {

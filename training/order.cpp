@@ -61,6 +61,7 @@ void switch_rows(const Harm &harm, const std::vector<size_t> &places, std::vecto
     for (bool changed = true; changed;) {
         changed = false;
         std::vector<std::pair<double, size_t>> costly;
+        costly.reserve(places.size());
         for (size_t place : places)
             costly.emplace_back(-harm.at(from, from[place], place, harm.rows), place);
         std::sort(costly.begin(), costly.end());

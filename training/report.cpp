@@ -14,6 +14,7 @@ namespace talv
 namespace
 {
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks the arguments against the format
 [[gnu::format(printf, 1, 2)]] std::string formatted(const char *format, ...)
 {
     char text[512];
