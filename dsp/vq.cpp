@@ -408,13 +408,11 @@ void msvq_search(int dim, const int32_t *stage_sizes, const float *table, const 
 
 void msvq_decode(int dim, const int32_t *stage_sizes, const float *table, float *out, const int32_t *index) noexcept
 {
+    static_assert(GAIN_STAGES == 2);
+    const float *first = table + index[0] * dim;
+    const float *second = table + (stage_sizes[0] + index[1]) * dim;
     for (int d = 0; d < dim; d++)
-        out[d] = 0.0f;
-    for (int s = 0; s < GAIN_STAGES; s++) {
-        for (int d = 0; d < dim; d++)
-            out[d] += table[index[s] * dim + d];
-        table += stage_sizes[s] * dim;
-    }
+        out[d] = 0.0f + first[d] + second[d]; /* rows are added up from 0 */
 }
 
 } // namespace talv::inline TALV_TARGET
