@@ -208,6 +208,11 @@ TEST(Memory, StackOfACall)
         ASSERT_GT(used, 20 * 1024);
         ASSERT_LT(used, 22 * 1024);
     }
+#ifdef __OPTIMIZE__
+    constexpr ptrdiff_t ROOM = 16 * 1024;
+#else
+    constexpr ptrdiff_t ROOM = 20 * 1024; /* every value has a place of its own there */
+#endif
     for (const Clip &clip : clips()) {
         work.pcm = &clip.pcm;
         work.frames.assign(clip.pcm.size() / TALV_FRAME_SAMPLES, Frame{});
@@ -215,9 +220,9 @@ TEST(Memory, StackOfACall)
         decode_all(&work);
         const ptrdiff_t encoding = stack_used(encode_all, &work), decoding = stack_used(decode_all, &work);
         EXPECT_GT(encoding, 500) << clip.name;
-        EXPECT_LE(encoding, 16 * 1024) << clip.name;
+        EXPECT_LE(encoding, ROOM) << clip.name;
         EXPECT_GT(decoding, 500) << clip.name;
-        EXPECT_LE(decoding, 16 * 1024) << clip.name;
+        EXPECT_LE(decoding, ROOM) << clip.name;
         RecordProperty(clip.name + "_encoding", std::to_string(encoding));
         RecordProperty(clip.name + "_decoding", std::to_string(decoding));
     }
