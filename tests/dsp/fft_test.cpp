@@ -4,7 +4,6 @@
 #include "tests/support/compare.h"
 #include "tests/support/signals.h"
 
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
@@ -127,70 +126,6 @@ TEST(RealIfft, EqualsTheSumThatDefinesIt)
                 EXPECT_NEAR(static_cast<double>(got[static_cast<size_t>(i)]), static_cast<double>(x / n), tolerance)
                     << "sample " << i;
             }
-        }
-}
-
-TEST(RealFft, KnownSpectra)
-{
-    std::vector<float> ones(128, 1.0f), impulse(128, 0.0f), alternating(128), cosine(128), sine(128);
-    impulse[0] = 1.0f;
-    for (size_t i = 0; i < 128; i++) {
-        alternating[i] = i % 2 == 0 ? 1.0f : -1.0f;
-        cosine[i] = static_cast<float>(std::cos(2.0L * test::PI_L * test::exact(i) / 128.0L));
-        sine[i] = static_cast<float>(std::sin(2.0L * test::PI_L * test::exact(i) / 128.0L));
-    }
-    const struct {
-        const char *name;
-        const std::vector<float> *x;
-        double at_each; /* real part of every bin but the peak */
-        size_t peak;
-        double re, im, tolerance;
-    } cases[] = {{"ones", &ones, 0.0, 0, 128.0, 0.0, 0.0},
-                 {"impulse", &impulse, 1.0, 0, 1.0, 0.0, 0.0},
-                 {"alternating", &alternating, 0.0, 64, 128.0, 0.0, 0.0},
-                 {"cosine", &cosine, 0.0, 1, 64.0, 0.0, 1e-4},
-                 {"sine: the forward sign is negative", &sine, 0.0, 1, 0.0, -64.0, 1e-4}};
-    for (const auto &c : cases) {
-        const std::vector<Complex> bins = forward(*c.x);
-        for (size_t k = 0; k < bins.size(); k++) {
-            EXPECT_NEAR(static_cast<double>(bins[k].re), k == c.peak ? c.re : c.at_each, c.tolerance)
-                << c.name << ", bin " << k;
-            EXPECT_NEAR(static_cast<double>(bins[k].im), k == c.peak ? c.im : 0.0, c.tolerance)
-                << c.name << ", bin " << k;
-        }
-    }
-}
-
-TEST(RealIfft, KnownSequences)
-{
-    for (int n = 4; n <= FFT_MAX; n *= 2) {
-        SCOPED_TRACE("size " + std::to_string(n));
-        const size_t half = static_cast<size_t>(n) / 2;
-        std::vector<Complex> level(half + 1), nyquist(half + 1), first(half + 1);
-        level.front().re = static_cast<float>(n);
-        nyquist.back().re = static_cast<float>(n);
-        level.front().im = level.back().im = nyquist.front().im = nyquist.back().im = 77.0f;
-        first[1].re = static_cast<float>(n) / 2.0f;
-        const std::vector<float> of_level = inverse(level), of_nyquist = inverse(nyquist), of_first = inverse(first);
-        for (size_t i = 0; i < of_level.size(); i++) {
-            EXPECT_EQ(of_level[i], 1.0f) << i;
-            EXPECT_EQ(of_nyquist[i], i % 2 == 0 ? 1.0f : -1.0f) << i;
-            const long double angle = 2.0L * test::PI_L * test::exact(i) / n;
-            EXPECT_NEAR(static_cast<double>(of_first[i]), static_cast<double>(std::cos(angle)), 4e-6) << i;
-        }
-    }
-}
-
-TEST(RealFft, RoundTripReturnsTheSamples)
-{
-    for (int n = 4; n <= FFT_MAX; n *= 2)
-        for (uint64_t seed = 640; seed < 660; seed++) {
-            const std::vector<float> x = test::noise(n, 20000.0, seed);
-            float largest = 0.0f;
-            for (float v : x)
-                largest = std::max(largest, std::fabs(v));
-            EXPECT_TRUE(test::all_near(inverse(forward(x)).data(), x.data(), n, 3e-6 * static_cast<double>(largest)))
-                << test::seed_note(seed) << ", size " << n;
         }
 }
 
