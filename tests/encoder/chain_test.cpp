@@ -8,7 +8,6 @@
 #include "tests/support/compare.h"
 #include "tests/support/signals.h"
 
-#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <string>
@@ -28,8 +27,8 @@ float square_added(float sum, float x, double sign)
     return static_cast<float>(static_cast<double>(sum) + sign * (static_cast<double>(x) * static_cast<double>(x)));
 }
 
-/** Whole numbers, few digits above some zeros, whose products make ties with sums above 2^24; values below 1e-19, whose squares are no normal
- *  floats; both in turn; and two equal blocks of very different levels                                             */
+/** Whole numbers, few digits above some zeros, whose products make ties with sums above 2^24; values below 1e-19, whose
+ *  squares are no normal floats; both in turn; and whole numbers at two very different levels, one after the other  */
 std::vector<float> awkward(int kind, uint64_t seed)
 {
     Random random(seed);

@@ -9,7 +9,6 @@
 #include <cfloat>
 #include <complex>
 #include <gtest/gtest.h>
-#include <string>
 #include <vector>
 
 namespace talv
@@ -59,31 +58,6 @@ TEST(Prefilter, ResponseOfTheCoefficients)
     EXPECT_LT(db(std::abs(response(deepest_hz))), -60.0);
     for (double f = 150.0; f <= 4000.0; f += 1.0)
         ASSERT_LE(std::fabs(db(std::abs(response(f)))), 0.05) << f << " Hz";
-}
-
-TEST(Prefilter, GainOfSines)
-{
-    /* what the running filter does, rounding of its large memory included */
-    const struct {
-        double frequency_hz, lowest_db, highest_db;
-    } cases[] = {{40.0, -100.0, -20.0}, {66.0, -3.1, -2.9},    {100.0, -0.25, -0.15}, {160.0, -0.05, 0.05},
-                 {200.0, -0.05, 0.05},  {1000.0, -0.05, 0.05}, {3440.0, -0.05, 0.05}, {3960.0, -0.05, 0.05}};
-    constexpr int BLOCKS = 60, SETTLE = 20 * FRAME_LEN; /* 40 blocks hold whole periods of all of them but 66 Hz */
-    for (const auto &c : cases) {
-        const std::vector<float> in = test::tone(BLOCKS * FRAME_LEN, c.frequency_hz, 10000.0);
-        float state[5] = {};
-        const std::vector<float> out = prefilter(test::to_pcm(in), state);
-        std::complex<double> from = 0.0, to = 0.0;
-        for (size_t i = SETTLE; i < in.size(); i++) {
-            const double angle = -2.0 * 3.14159265358979323846 * c.frequency_hz * static_cast<double>(i) / 8000.0;
-            const std::complex<double> turn = {std::cos(angle), std::sin(angle)};
-            from += static_cast<double>(in[i]) * turn;
-            to += static_cast<double>(out[i]) * turn;
-        }
-        const double gain_db = db(test::exact(std::abs(to) / std::abs(from)));
-        EXPECT_GE(gain_db, c.lowest_db) << c.frequency_hz << " Hz";
-        EXPECT_LE(gain_db, c.highest_db) << c.frequency_hz << " Hz";
-    }
 }
 
 TEST(Prefilter, EqualsItsDifferenceEquation)
@@ -221,23 +195,11 @@ TEST(DcTracker, SubtractsAStraightLineFromMeanToMean)
     }
 }
 
-TEST(DcTracker, SteadyMeanIsSubtractedAsAConstant)
-{
-    std::vector<float> x(FRAME_LEN);
-    for (size_t i = 0; i < x.size(); i++)
-        x[i] = 100.0f + (i % 2 == 0 ? 8.0f : -8.0f);
-    float mean = 100.0f;
-    dc_tracker(FRAME_LEN, &mean, x.data());
-    EXPECT_EQ(mean, 100.0f);
-    for (size_t i = 0; i < x.size(); i++)
-        EXPECT_EQ(x[i], i % 2 == 0 ? 8.0f : -8.0f) << i;
-}
-
 TEST(LpcResidual, EqualsTheSumAndReadsTheBlockBefore)
 {
     for (uint64_t seed = 3050; seed < 3060; seed++) {
         SCOPED_TRACE(test::seed_note(seed));
-        const std::vector<float> signal = test::noise(LPC_ORDER + 120, 1000.0, seed);
+        const std::vector<float> signal = test::noise(LPC_ORDER + 60, 1000.0, seed);
         const std::vector<float> a = test::noise(LPC_ORDER, 2.0, seed + 100);
         const float *x = signal.data() + LPC_ORDER;
         std::vector<float> got(61, 4.0f), want(60);
@@ -251,34 +213,7 @@ TEST(LpcResidual, EqualsTheSumAndReadsTheBlockBefore)
         /* one rounding of a sum of about 10^4 */
         EXPECT_TRUE(test::all_near(got.data(), want.data(), 60, 1e-3));
         EXPECT_EQ(got.back(), 4.0f) << "wrote behind the block";
-
-        /* block by block with one vector is the same as in one piece: there is no memory but the signal's past */
-        std::vector<float> whole(120), parts(120);
-        lpc_residual(LPC_ORDER, 120, x, a.data(), whole.data());
-        lpc_residual(LPC_ORDER, 60, x, a.data(), parts.data());
-        lpc_residual(LPC_ORDER, 60, x + 60, a.data(), parts.data() + 60);
-        EXPECT_TRUE(test::same_bits(parts.data(), whole.data(), 120));
     }
-}
-
-TEST(LpcResidual, ZeroCoefficientsCopyAndTheFilterUndoesSynthesis)
-{
-    const std::vector<float> signal = test::noise(LPC_ORDER + 60, 1000.0, 3070);
-    const float none[LPC_ORDER] = {};
-    float out[60];
-    lpc_residual(LPC_ORDER, 60, signal.data() + LPC_ORDER, none, out);
-    EXPECT_TRUE(test::same_bits(out, signal.data() + LPC_ORDER, 60));
-
-    /* 1/A(z) with one resonance, then A(z), returns the excitation */
-    const float a[LPC_ORDER] = {-1.6f, 0.9f};
-    const std::vector<float> e = test::noise(60, 100.0, 3071);
-    std::vector<float> s(LPC_ORDER + 60, 0.0f);
-    for (size_t i = 0; i < 60; i++)
-        s[LPC_ORDER + i] =
-            static_cast<float>(static_cast<double>(e[i]) + 1.6 * static_cast<double>(s[LPC_ORDER + i - 1]) -
-                               0.9 * static_cast<double>(s[LPC_ORDER + i - 2]));
-    lpc_residual(LPC_ORDER, 60, s.data() + LPC_ORDER, a, out);
-    EXPECT_TRUE(test::all_near(out, e.data(), 60, 1e-3));
 }
 
 TEST(FloorNoise, ComesFromTheAmplitudeCodebook)

@@ -128,31 +128,6 @@ TEST(CycleResample, EqualsTheSplineThroughTheSamples)
         }
 }
 
-TEST(CycleResample, SmoothCyclesAreInterpolatedSmoothly)
-{
-    /* 1000 cos of one turn a cycle, between its samples too; the error of a cubic spline falls with (2 pi / P)^4 */
-    for (int P : {20, 32, 64, 147, 160}) {
-        std::vector<float> source(static_cast<size_t>(P)), got(FFT_MAX);
-        for (int i = 0; i < P; i++)
-            source[static_cast<size_t>(i)] =
-                static_cast<float>(1000.0L * std::cos(2.0L * test::PI_L * i / test::exact(P)));
-        Guarded cycle(P), coef(P);
-        cycle_fold(P, 1, source.data(), cycle.first());
-        cycle_resample(P, cycle.first(), coef.first(), FFT_MAX, got.data());
-        /* away from the ends of the cycle, where two and one guards stand for an endless repetition */
-        const long double step = 2.0L * test::PI_L / P;
-        const double tolerance = static_cast<double>(1000.0L * step * step * step * step / 384.0L * 2.0L) + 0.01;
-        for (int j = 0; j < FFT_MAX; j++) {
-            const double position = static_cast<double>(j) * P / FFT_MAX;
-            if (position < 8.0 || position > P - 8.0)
-                continue;
-            const long double want = 1000.0L * std::cos(2.0L * test::PI_L * j / FFT_MAX);
-            EXPECT_NEAR(static_cast<double>(got[static_cast<size_t>(j)]), static_cast<double>(want), tolerance)
-                << "lag " << P << ", point " << j;
-        }
-    }
-}
-
 TEST(CycleAmplitudes, MagnitudesOnAMeanSquareOfOne)
 {
     for (uint64_t seed = 3740; seed < 3790; seed++) {
@@ -199,39 +174,6 @@ TEST(CycleAnalysis, NothingAtAllGivesZerosAndTheRowNearestToThem)
     for (float v : silent.as_vec)
         EXPECT_EQ(v, 0.0f);
     EXPECT_EQ(silent.as_index, 7);
-}
-
-TEST(CycleAnalysis, CosinesAreOneHarmonic)
-{
-    const struct {
-        int P;
-        double others; /* bound of harmonics 2 to 10 */
-    } cases[] = {{128, 1e-5}, {64, 0.0019}, {32, 0.007}, {20, 0.0068}};
-    for (const auto &c : cases) {
-        std::vector<float> source(static_cast<size_t>(FRAME_LEN / c.P * c.P));
-        for (size_t i = 0; i < source.size(); i++)
-            source[i] = static_cast<float>(1000.0L * std::cos(2.0L * test::PI_L * test::exact(i) / c.P));
-        const Analysis got = analyse(source, c.P);
-        EXPECT_NEAR(static_cast<double>(got.as_vec[0]), std::sqrt(10.0), 1e-4) << "lag " << c.P;
-        for (int k = 1; k < AS_DIM; k++)
-            EXPECT_LE(static_cast<double>(got.as_vec[k]), c.others) << "lag " << c.P << ", harmonic " << k + 1;
-        EXPECT_EQ(got.as_index, 0) << "lag " << c.P;
-    }
-}
-
-TEST(CycleAnalysis, PulseTrainsAreFlat)
-{
-    const struct {
-        int P;
-        double highest, lowest, tolerance;
-    } cases[] = {{128, 1.0, 1.0, 1e-6}, {64, 1.00038, 0.99882, 6e-6}, {32, 1.01002, 0.96392, 6e-6}};
-    for (const auto &c : cases) {
-        const Analysis got = analyse(test::pulses(FRAME_LEN / c.P * c.P, c.P, 1.0f), c.P);
-        const auto [lowest, highest] = std::minmax_element(got.as_vec, got.as_vec + AS_DIM);
-        EXPECT_NEAR(static_cast<double>(*highest), c.highest, c.tolerance) << "lag " << c.P;
-        EXPECT_NEAR(static_cast<double>(*lowest), c.lowest, c.tolerance) << "lag " << c.P;
-        EXPECT_EQ(got.as_index, 126) << "lag " << c.P;
-    }
 }
 
 TEST(CycleAnalysis, BinsAreHarmonicsAtEveryLag)

@@ -2,11 +2,9 @@
 
 #include "dsp/constants.h"
 #include "dsp/float_order.h"
-#include "encoder/lag_score.h"
 #include "tests/support/signals.h"
 
 #include <algorithm>
-#include <cmath>
 #include <gtest/gtest.h>
 
 namespace talv
@@ -103,29 +101,6 @@ TEST(DriftMaxima, TiesAndSigns)
     EXPECT_EQ(largest[80 - LAG_MIN], -9.0f);
     EXPECT_EQ(drift_offset(column, LAG_MIN, LAG_MAX, 80), 10);
     EXPECT_EQ(largest[LAG_MAX - LAG_MIN], -5.0f);
-}
-
-TEST(BestLag, PrefersShortLagsAmongEqualsAndSkipsEnergiesThatAreNone)
-{
-    float S[LAGS_MAX] = {};
-    float energy[LAGS_MAX];
-    double q = -1.0;
-    std::fill(std::begin(energy), std::end(energy), 4.0f);
-    EXPECT_EQ(best_lag(S, energy, 20, 160, &q), 20) << "nothing correlates: the shortest lag";
-    EXPECT_EQ(q, 0.0);
-
-    /* Two lags whose weighted quotients tie exactly cannot be made from the weights, so the same lag is asked for at
-     * either end of the range, and then a multiple of the pitch that correlates just as well. */
-    for (int at : {20, 21, 22, 23, 24, 99, 159, 160}) {
-        std::fill(std::begin(S), std::end(S), 0.0f);
-        S[at - 20] = 6.0f;
-        EXPECT_EQ(best_lag(S, energy, 20, 160, &q), at);
-        EXPECT_EQ(q, 9.0);
-    }
-    S[80 - 20] = 6.0f;
-    EXPECT_EQ(best_lag(S, energy, 20, 160, &q), 80);
-    energy[160 - 80] = -1.0f;
-    EXPECT_EQ(best_lag(S, energy, 20, 160, &q), 160);
 }
 
 } // namespace

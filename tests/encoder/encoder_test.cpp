@@ -96,75 +96,6 @@ const int16_t *block(const std::vector<int16_t> &pcm, int i)
     return pcm.data() + i * FRAME_LEN;
 }
 
-TEST(EncoderReset, StartValues)
-{
-    const auto enc = fresh_encoder();
-    const auto all_zero = [](const float *x, int n) {
-        return std::all_of(x, x + n, [](float v) { return v == 0.0f; });
-    };
-    EXPECT_TRUE(all_zero(enc->sig_hist, SIG_HIST_LEN - FRAME_LEN));
-    EXPECT_TRUE(all_zero(enc->res_hist, RES_HIST_LEN));
-    EXPECT_TRUE(all_zero(enc->lp_hist, RES_HIST_LEN));
-    EXPECT_TRUE(all_zero(enc->rs_hist, RES_HIST_LEN));
-    EXPECT_TRUE(all_zero(enc->iir_state, 5));
-    EXPECT_TRUE(all_zero(enc->lp_state, 17));
-    EXPECT_TRUE(all_zero(enc->rs_state, 5));
-    EXPECT_EQ(enc->dc_mean, 0.0f);
-    for (int k = 0; k < LPC_ORDER; k++)
-        EXPECT_EQ(enc->lsf_prev[k], 0.25f * static_cast<float>(k + 1));
-    for (int i = 0; i < 2; i++) {
-        EXPECT_EQ(enc->pitch_hist[i], 64);
-        EXPECT_EQ(enc->corr_hist[i], 0.0f);
-    }
-}
-
-TEST(EncoderReset, ForgetsWhatCameBefore)
-{
-    const std::vector<int16_t> before = mixed_speech(10, 6001), after = mixed_speech(12, 6002);
-    const auto used = fresh_encoder(), unused = fresh_encoder();
-    for (int i = 0; i < 10; i++)
-        analyse(used.get(), block(before, i));
-    encoder_reset(used.get());
-    for (int i = 0; i < 12; i++)
-        EXPECT_EQ(all_of(analyse(used.get(), block(after, i))), all_of(analyse(unused.get(), block(after, i))))
-            << "call " << i + 1;
-}
-
-TEST(Encoder, Silence)
-{
-    const auto enc = fresh_encoder();
-    const int16_t silence[FRAME_LEN] = {};
-    const int32_t lags[] = {44, 31, 20, 12, 5, 0, 0, 0, 0, 0};
-    const Indices start = {8, 10, 3, 1, 3, 2, 2, 3, 1, 1}, flat = {10, 11, 3, 2, 3, 3, 2, 4, 2, 1};
-    for (int i = 0; i < 200; i++) {
-        const FrameParams p = analyse(enc.get(), silence);
-        ASSERT_EQ(p.pitch_index, i < 10 ? lags[i] : 0) << "call " << i + 1;
-        ASSERT_EQ(lsf_of(p), i == 0 ? start : flat) << "call " << i + 1;
-        ASSERT_EQ(p.gain_index[0], 5) << "call " << i + 1;
-        ASSERT_EQ(p.gain_index[1], 1) << "call " << i + 1;
-        ASSERT_EQ(p.rs_index, 31) << "call " << i + 1;
-        expect_in_range(p, "call " + std::to_string(i + 1));
-    }
-}
-
-TEST(Encoder, LsfIndicesDoNotHangOnTheNewestBlock)
-{
-    /* the vector sent is that of the call before; the rest of the frame looks further ahead */
-    const std::vector<int16_t> speech = mixed_speech(12, 6010);
-    const std::vector<int16_t> others[] = {std::vector<int16_t>(FRAME_LEN, 0),
-                                           test::to_pcm(test::noise(240, 30000, 6011)),
-                                           test::to_pcm(test::tone(240, 700.0, 9000.0))};
-    const auto enc = fresh_encoder();
-    for (int i = 0; i < 12; i++) {
-        const EncoderState before = *enc;
-        const FrameParams p = analyse(enc.get(), block(speech, i));
-        for (const std::vector<int16_t> &other : others) {
-            EncoderState copy = before;
-            EXPECT_EQ(lsf_of(analyse(&copy, other.data())), lsf_of(p)) << "call " << i + 1;
-        }
-    }
-}
-
 /** The histories in the coordinate of a call, put together from the records before and after it */
 struct Histories {
     float sig[SIG_HIST_LEN], res[RES_HIST_LEN], lp[RES_HIST_LEN], rs[RES_HIST_LEN];
@@ -299,30 +230,6 @@ TEST(Encoder, LagsAbove147AreAnalysedAsTheyAreAndSentAs147)
             expect_frame_of(before, *enc, block(pcm, i), p);
         }
         EXPECT_GE(seen, 10) << "the period " << period << " is to be found in most frames";
-    }
-}
-
-TEST(Encoder, FrameDescribesTheBlockOfTwoCallsBefore)
-{
-    /* A block is silent up to one of its quarters and loud from there on. Two calls later the gains say so. A window of
-     * whole cycles reaches into the past but never past the end of its quarter.                                       */
-    for (int quarter = 0; quarter < QUARTERS; quarter++) {
-        std::vector<float> sound(12 * FRAME_LEN, 0.0f);
-        const std::vector<float> loud = test::noise(4 * FRAME_LEN - 60 * quarter, 8000.0, 6040);
-        std::copy(loud.begin(), loud.end(), sound.begin() + 8 * FRAME_LEN + 60 * quarter);
-        const std::vector<int16_t> pcm = test::to_pcm(sound);
-        const auto enc = fresh_encoder();
-        for (int i = 0; i < 11; i++) {
-            const FrameParams p = analyse(enc.get(), block(pcm, i));
-            float gains[QUARTERS];
-            msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, gains, p.gain_index);
-            for (int s = 0; s < QUARTERS; s++) {
-                /* the RMS of the noise is 4600, its root 68; a window that it half fills, 57 */
-                const bool loud_yet = i == 10 && s >= quarter;
-                EXPECT_EQ(gains[s] > 33.0f, loud_yet)
-                    << "gain " << gains[s] << ", call " << i + 1 << ", quarter " << s << ", loud from " << quarter;
-            }
-        }
     }
 }
 

@@ -75,25 +75,6 @@ TEST(SymFir, EqualsTheConvolutionAcrossBlocks)
     }
 }
 
-TEST(SymFir, BlocksJoinWithoutASeam)
-{
-    const std::vector<float> x = test::noise(240, 1000.0, 3820);
-    std::vector<float> whole(240), parts(240);
-    float state[2 * LP_ORDER + 1] = {}, state_of_parts[2 * LP_ORDER + 1] = {};
-    sym_fir(LP_ORDER, lp_taps, 240, x.data(), whole.data(), state);
-    sym_fir(LP_ORDER, lp_taps, 100, x.data(), parts.data(), state_of_parts);
-    sym_fir(LP_ORDER, lp_taps, 140, x.data() + 100, parts.data() + 100, state_of_parts);
-    EXPECT_TRUE(test::same_bits(parts.data(), whole.data(), 240));
-    EXPECT_TRUE(test::same_bits(state_of_parts + 1, state + 1, 2 * LP_ORDER));
-
-    std::vector<float> impulse(240, 0.0f), out(240);
-    impulse[0] = 1.0f;
-    float rest[2 * LP_ORDER + 1] = {};
-    sym_fir(LP_ORDER, lp_taps, 240, impulse.data(), out.data(), rest);
-    for (int i = 0; i < 240; i++) /* the taps, centred 8 samples late */
-        EXPECT_EQ(out[static_cast<size_t>(i)], i <= 16 ? lp_taps[std::abs(i - 8)] : 0.0f) << i;
-}
-
 /** A block with its past, and what the codec's search says of it */
 struct Searched {
     int32_t pitch = -1;
@@ -322,39 +303,6 @@ TEST(PitchTrack, AllRules)
         EXPECT_EQ(corr[0], c.c[1]) << c.name << ": the correlation moves unchanged, even where the lag was replaced";
         EXPECT_EQ(corr[1], c.c[2]) << c.name;
         EXPECT_EQ(corr[2], c.c[2]) << c.name;
-    }
-}
-
-TEST(PitchTrack, EveryCombinationKeepsTheRulesAndTheRange)
-{
-    const float values[] = {0.0f, 0.3f, 0.49999997f, 0.5f, 0.7f, 1.0f};
-    for (float c0 : values)
-        for (float c1 : values)
-            for (float c2 : values)
-                for (int32_t p0 = LAG_MIN; p0 <= LAG_MAX; p0 += 5)
-                    for (int32_t p1 = LAG_MIN; p1 <= LAG_MAX; p1 += 4)
-                        for (int32_t p2 = LAG_MIN; p2 <= LAG_MAX; p2 += 20) {
-                            float corr[3] = {c0, c1, c2};
-                            int32_t pitch[3] = {p0, p1, p2}, out = -1;
-                            const int32_t want = settled(corr, pitch);
-                            pitch_track(corr, pitch, &out);
-                            ASSERT_EQ(out, want) << "correlations " << c0 << " " << c1 << " " << c2 << ", lags " << p0
-                                                 << " " << p1 << " " << p2;
-                            ASSERT_GE(out, LAG_MIN);
-                            ASSERT_LE(out, LAG_MAX);
-                        }
-}
-
-TEST(PitchTrack, SilenceStepsDownFromTheStartValue)
-{
-    float corr[3] = {0.0f, 0.0f, 0.0f};
-    int32_t pitch[3] = {64, 64, 0};
-    for (int32_t want : {64, 51, 40, 32, 25, 20, 20, 20}) {
-        int32_t out = -1;
-        pitch[2] = 20;
-        corr[2] = 0.0f;
-        pitch_track(corr, pitch, &out);
-        EXPECT_EQ(out, want);
     }
 }
 

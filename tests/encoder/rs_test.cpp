@@ -169,19 +169,5 @@ TEST(RsSearch, MoreThanPerfectIsCutToZero)
     }
 }
 
-TEST(RsSearch, WindowsDifferAcrossAnOnset)
-{
-    /* silence up to the newest block, then voice: the second window alone is all voice, and its past holds none */
-    std::vector<float> x = test::repeated_noise(PAST + FRAME_LEN, 40, 1000.0, 5610);
-    for (int i = 0; i < PAST - 120; i++)
-        x[static_cast<size_t>(i)] = 0.0f;
-    int32_t lo = 0, hi = 0;
-    rs_lag_range(40, &lo, &hi);
-    float rs[RS_DIM] = {-1.0f, -1.0f};
-    rs_values(x.data() + PAST, lo, hi, rs);
-    EXPECT_GT(rs[0], rs[1] + 0.05f);
-    EXPECT_LE(rs[1], 1e-5f);
-}
-
 } // namespace
 } // namespace talv
