@@ -154,54 +154,6 @@ TEST(CwInterpolate, AgainstPlainGlideForEveryPairOfLags)
         }
 }
 
-TEST(CwInterpolate, KnownPhases)
-{
-    struct Case {
-        int n_old, n_new, p_old, p_new, L;
-        float phase;
-        double want;
-    };
-    const Case cases[] = {{64, 128, 60, 70, 40, 10.0f, 99.3904},
-                          {128, 64, 120, 50, 30, 100.0f, 53.5467},
-                          {64, 128, 40, 90, 30, 30.0f, 75.4222}};
-    for (const Case &c : cases) {
-        Cycle old_cycle(c.n_old, 1), new_cycle(c.n_new, 2);
-        float phase = c.phase, out[L_MAX];
-        cw_interpolate(c.n_old, c.n_new, old_cycle.at0(), new_cycle.at0(), c.p_old, c.p_new, c.L, out, &phase);
-        EXPECT_NEAR(static_cast<double>(phase), c.want, 6e-5) << c.p_old << " to " << c.p_new;
-    }
-}
-
-/** Where a read starts, for lags a whole number of times apart or nearly so: from the first sample's new cycle alone */
-TEST(CwInterpolate, StartOfTheNewPosition)
-{
-    struct Case {
-        int p_old, p_new;
-        float phase;
-        double start, speed; /* position on the new grid; cycles per sample at the end */
-    };
-    const Case cases[] = {
-        {147, 20, 16.0f, 28.0, 1.0 / 140.0},  /* 7 times 16/128 of a cycle of 32 points                   */
-        {147, 20, 100.0f, 15.0, 1.0 / 140.0}, /* 7 times 25 points, 5 cycles of 32 taken off              */
-        {20, 147, 14.0f, 8.0, 1.0 / 147.0},   /* a seventh of 56 points                                   */
-        {79, 40, 64.0f, 32.0, 1.0 / 40.0},    /* not twice: r is 1                                        */
-        {80, 40, 64.0f, 64.0, 1.0 / 80.0},    /* just twice: the start doubles, and equal to the grid stays */
-        {80, 40, 96.0f, 32.0, 1.0 / 80.0},    {40, 80, 32.0f, 32.0, 1.0 / 80.0}, {50, 50, 20.0f, 20.0, 1.0 / 50.0},
-    };
-    for (const Case &c : cases) {
-        const int L = 20;
-        Cycle old_cycle(grid_of(c.p_old), 11), new_cycle(grid_of(c.p_new), 12);
-        float phase = c.phase, out[L_MAX];
-        cw_interpolate(old_cycle.n, new_cycle.n, old_cycle.at0(), new_cycle.at0(), c.p_old, c.p_new, L, out, &phase);
-        const double f0 = c.p_new > c.p_old ? 1.0 / (c.p_old * (c.p_new / c.p_old)) : 1.0 / c.p_old;
-        const double cycles = L * f0 + (c.speed - f0) / L * (0.5 * L * (L - 1));
-        EXPECT_NEAR(std::remainder(static_cast<double>(phase) - c.start - cycles * new_cycle.n, new_cycle.n), 0.0, 1e-4)
-            << c.p_old << " to " << c.p_new << " from " << c.phase << ": phase left as " << phase;
-        EXPECT_NEAR(static_cast<double>(out[0]), reading(old_cycle, static_cast<double>(c.phase)), 1e-6)
-            << "the first sample is the old cycle alone";
-    }
-}
-
 /** One cycle on both sides: cut into subframes anywhere, it is read as in one go */
 TEST(CwInterpolate, RunsOnWithoutABreak)
 {

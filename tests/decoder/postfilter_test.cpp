@@ -78,28 +78,6 @@ TEST(Postfilter, BandwidthFactors)
     EXPECT_EQ(pf_pole_weight[8], 0.38742f);
 }
 
-TEST(Postfilter, WorkedCoefficients)
-{
-    std::vector<float> lpc(LPC_ORDER, 0.0f), impulse(40, 0.0f);
-    impulse[0] = 1.0f;
-    lpc[0] = -0.9f;
-    const std::vector<float> h = filtered(lpc, impulse, {40});
-    const double taps[3] = {0.500353, -0.3575, 0.0471471};
-    double y = 0.0;
-    for (size_t q = 0; q < h.size(); q++) {
-        y = (q < 3 ? taps[q] : 0.0) + 0.81 * y;
-        EXPECT_NEAR(static_cast<double>(h[q]), y, 2e-6) << "sample " << q;
-    }
-
-    Coefficients c = weighted(lpc.data());
-    float in[IN_PAST + 4] = {}, out[OUT_PAST + 4] = {};
-    postfilter(LPC_ORDER, c.num, c.den, 1, in + IN_PAST, out + OUT_PAST);
-    EXPECT_NEAR(static_cast<double>(c.num[0]), -0.3575, 5e-7) << "the tilt is folded into the numerator";
-    EXPECT_NEAR(static_cast<double>(c.num[1]), 0.0471471, 5e-7);
-    for (int j = 2; j <= LPC_ORDER; j++)
-        EXPECT_EQ(c.num[j], 0.0f) << "tap " << j;
-}
-
 TEST(Postfilter, FlatEnvelopeIsAGentleTilt)
 {
     const std::vector<float> flat(LPC_ORDER, 0.0f), x = test::noise(100, 1000.0, 8);
@@ -165,7 +143,6 @@ TEST(Postfilter, FrequencyResponse)
     }
 }
 
-/** A stretch cut anywhere comes out the same, sample for sample: input and output are the only memory */
 /** The filter sample by sample, as it is defined: zeros in rising order, then poles from the oldest output on */
 float plain_sample(const PostfilterTaps &taps, const float *in, const float *out)
 {
@@ -212,6 +189,7 @@ TEST(Postfilter, RoundsLikeTheDefinition)
     }
 }
 
+/** A stretch cut anywhere comes out the same, sample for sample: input and output are the only memory */
 TEST(Postfilter, CutInPieces)
 {
     const uint64_t seed = 47;
