@@ -68,30 +68,6 @@ TEST(Silence, FieldsFromAReset)
     EXPECT_EQ(text, "");
 }
 
-/** The LSFs of a frame come from the call before: they do not hang on the block delivered with it. The residual and with
- *  it pitch and periodicity may. */
-TEST(Encoder, LsfFieldsAreOneCallOld)
-{
-    const Pcm &speech = clips()[0].pcm;
-    Random random(9);
-    for (size_t t = 10; t < 60; t += 7) {
-        const Codec a = open_codec(), b = open_codec();
-        const Pcm past(speech.begin(), speech.begin() + static_cast<std::ptrdiff_t>(t * F));
-        encode(a.get(), past);
-        encode(b.get(), past);
-        Pcm other(F);
-        for (int16_t &v : other)
-            v = static_cast<int16_t>(random.integer(-10000, 10000));
-        const Frame with_speech = encode_one(a.get(), speech.data() + t * F);
-        const Frame with_noise = encode_one(b.get(), other.data());
-        EXPECT_EQ(lsf_fields(with_noise), lsf_fields(with_speech)) << "call " << t;
-        /* one call later they do */
-        EXPECT_NE(lsf_fields(encode_one(a.get(), speech.data() + (t + 1) * F)),
-                  lsf_fields(encode_one(b.get(), speech.data() + (t + 1) * F)))
-            << "call " << t + 1;
-    }
-}
-
 Pcm sine(size_t frames, double hz, double amplitude)
 {
     return to_pcm(tone(static_cast<int>(frames * F), hz, amplitude));
@@ -158,12 +134,6 @@ TEST(Tone, ComesOutAsATone)
                 EXPECT_GT(rms(&out[t * F], 4000), 0.5 * amplitude) << "frame " << t;
             }
         }
-    for (const double amplitude : {2000.0, 16000.0}) { /* the message does not hang on the level */
-        const Pcm pcm = sine(2, 2000.0, amplitude);
-        const Codec codec = open_codec();
-        EXPECT_EQ(captured([&] { encode_one(codec.get(), pcm.data()); }), "");
-        EXPECT_EQ(captured([&] { encode_one(codec.get(), pcm.data() + F); }), problem);
-    }
 }
 
 /** Tone, then speech: the stream finds its way back at once */
@@ -299,36 +269,6 @@ std::string hash(const std::vector<Element> &data)
     char text[17];
     std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(h));
     return text;
-}
-
-/** The same input gives the same bits and samples on every machine, with every compiler and its flags. What these values
- *  are has no meaning; they were taken from a run and are here to show a change. A change of the bit stream or of the
- *  output samples that is meant (another codebook, say) replaces them and is noted in the change log. */
-TEST(Fingerprint, BitsAndSamples)
-{
-    const uint64_t seed = 31;
-    Random random(seed);
-    Pcm pcm(1000 *
-            F); /* pulses of a wandering lag through a resonance in whole numbers, with noise that comes and goes */
-    int64_t y1 = 0, y2 = 0;
-    int next = 0, lag = 60;
-    for (size_t i = 0; i < pcm.size(); i++) {
-        int64_t x = random.integer(-100, 100) * static_cast<int>(i / 3000 % 4);
-        if (next-- == 0) {
-            lag = std::clamp(lag + random.integer(-2, 2), 25, 150);
-            next = lag;
-            x += 3000;
-        }
-        const int64_t y = x + y1 * 7 / 4 - y2 * 15 / 16;
-        y2 = y1;
-        y1 = y;
-        pcm[i] = static_cast<int16_t>(std::clamp<int64_t>(y, -32768, 32767));
-    }
-    const std::vector<Frame> frames = encode(pcm);
-    const Pcm speech_like = decode(frames), anything = decode(random_frames(1000, seed));
-    EXPECT_EQ(hash(frames), "f3d4f2959b021191");
-    EXPECT_EQ(hash(speech_like), "76b62e792563686f");
-    EXPECT_EQ(hash(anything), "6a6219d4fe810dcb");
 }
 
 } // namespace
