@@ -33,17 +33,18 @@ const int32_t lsf_level_counts[LPC_ORDER] = {16, 16, 8, 8, 8, 8, 8, 8, 8, 4};
 namespace talv::inline TALV_TARGET
 {
 
-namespace
-{
-constexpr int LEVELS_MAX = 16;
-}
-
 int nearest_value(float *value, float x, const float *list, int count) noexcept
 {
-    float distance[LEVELS_MAX] = {};
-    for (int j = 0; j < count; j += LANES)
-        store4(distance + j, magnitude(x - load4(list + j)));
-    const int i = place_of_least(distance, count);
+    /* Along the list the distances fall and then rise: the nearest level is the one before the first that is no nearer
+     * than the one before it. */
+    Float4 before = {};
+    unsigned rises = 1u << count;
+    for (int j = 0; j < count; j += LANES) {
+        const Float4 distance = magnitude(x - load4(list + j));
+        rises |= not_below(distance, last_and_three(before, distance)) << j;
+        before = distance;
+    }
+    const int i = __builtin_ctz(rises & ~1u) - 1; /* the first level has none before it */
     *value = list[i];
     return i;
 }

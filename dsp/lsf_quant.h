@@ -29,7 +29,8 @@ namespace talv::inline TALV_TARGET
 /** Find the level nearest to a value
  *  value   O            the level chosen
  *  x       I            the value to be coded, radians
- *  list    I  [count]   ascending levels; count is 4, 8, 12 or 16
+ *  list    I  [count]   ascending levels, so far apart that no two distances below x, or above it, round alike; count is
+ *                       4, 8, 12 or 16
  *  return               index of the level; of equal (float-rounded) distances the lower index wins                */
 int nearest_value(float *value, float x, const float *list, int count) noexcept;
 

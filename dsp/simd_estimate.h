@@ -55,6 +55,11 @@ TALV_INLINE Floats larger(Floats x, Floats y) noexcept
 {
     return {_mm256_max_ps(x.v, y.v)};
 }
+/** y where either has no value */
+TALV_INLINE Floats smaller(Floats x, Floats y) noexcept
+{
+    return {_mm256_min_ps(x.v, y.v)};
+}
 /** Bit i tells whether lane i of x is not below that of y */
 TALV_INLINE unsigned not_below(Floats x, Floats y) noexcept
 {
@@ -64,6 +69,17 @@ TALV_INLINE unsigned not_below(Floats x, Floats y) noexcept
 TALV_INLINE Floats positive_or(Floats x, Floats other) noexcept
 {
     return {_mm256_blendv_ps(other.v, x.v, _mm256_cmp_ps(x.v, _mm256_setzero_ps(), _CMP_GT_OQ))};
+}
+/** x where x is above a limit, else `other` */
+TALV_INLINE Floats above_or(Floats x, Floats limit, Floats other) noexcept
+{
+    return {_mm256_blendv_ps(other.v, x.v, _mm256_cmp_ps(x.v, limit.v, _CMP_GT_OQ))};
+}
+TALV_INLINE float smallest_lane(Floats x) noexcept
+{
+    __m128 m = _mm_min_ps(_mm256_castps256_ps128(x.v), _mm256_extractf128_ps(x.v, 1));
+    m = _mm_min_ps(m, _mm_movehl_ps(m, m));
+    return _mm_cvtss_f32(_mm_min_ss(m, _mm_movehdup_ps(m)));
 }
 TALV_INLINE float largest_lane(Floats x) noexcept
 {
@@ -76,15 +92,6 @@ TALV_INLINE float sum_of_lanes(Floats x) noexcept
     __m128 m = _mm_add_ps(_mm256_castps256_ps128(x.v), _mm256_extractf128_ps(x.v, 1));
     m = _mm_add_ps(m, _mm_movehl_ps(m, m));
     return _mm_cvtss_f32(_mm_add_ss(m, _mm_movehdup_ps(m)));
-}
-
-/** Lane r: the sum of the lanes of x[r] */
-TALV_INLINE Floats row_sums(const Floats (&x)[FLOATS]) noexcept
-{
-    const __m256 sums_0_3 = _mm256_hadd_ps(_mm256_hadd_ps(x[0].v, x[1].v), _mm256_hadd_ps(x[2].v, x[3].v));
-    const __m256 sums_4_7 = _mm256_hadd_ps(_mm256_hadd_ps(x[4].v, x[5].v), _mm256_hadd_ps(x[6].v, x[7].v));
-    return {_mm256_add_ps(_mm256_permute2f128_ps(sums_0_3, sums_4_7, 0x20),
-                          _mm256_permute2f128_ps(sums_0_3, sums_4_7, 0x31))};
 }
 
 /** Floats of two Float4, the first in the lower lanes
@@ -147,14 +154,13 @@ TALV_INLINE Floats larger(Floats x, Floats y) noexcept
     return {Float4{of(0), of(1), of(2), of(3)}};
 #endif
 }
+TALV_INLINE Floats smaller(Floats x, Floats y) noexcept
+{
+    return {smaller(x.v, y.v)};
+}
 TALV_INLINE unsigned not_below(Floats x, Floats y) noexcept
 {
-#if defined(__SSE2__) && !defined(TALV_SIMD_PLAIN)
-    return static_cast<unsigned>(_mm_movemask_ps(_mm_cmpge_ps(x.v, y.v)));
-#else
-    const auto of = [&](int i) { return x.v[i] >= y.v[i] ? 1u << i : 0u; };
-    return of(0) | of(1) | of(2) | of(3);
-#endif
+    return not_below(x.v, y.v);
 }
 TALV_INLINE Floats positive_or(Floats x, Floats other) noexcept
 {
@@ -166,6 +172,21 @@ TALV_INLINE Floats positive_or(Floats x, Floats other) noexcept
     return {Float4{of(0), of(1), of(2), of(3)}};
 #endif
 }
+TALV_INLINE Floats above_or(Floats x, Floats limit, Floats other) noexcept
+{
+#if defined(__SSE2__) && !defined(TALV_SIMD_PLAIN)
+    const __m128 test = _mm_cmpgt_ps(x.v, limit.v);
+    return {_mm_or_ps(_mm_and_ps(test, x.v), _mm_andnot_ps(test, other.v))};
+#else
+    const auto of = [&](int i) { return x.v[i] > limit.v[i] ? x.v[i] : other.v[i]; };
+    return {Float4{of(0), of(1), of(2), of(3)}};
+#endif
+}
+TALV_INLINE float smallest_lane(Floats x) noexcept
+{
+    const float a = x.v[0] < x.v[2] ? x.v[0] : x.v[2], b = x.v[1] < x.v[3] ? x.v[1] : x.v[3];
+    return a < b ? a : b;
+}
 TALV_INLINE float largest_lane(Floats x) noexcept
 {
     const float a = x.v[0] > x.v[2] ? x.v[0] : x.v[2], b = x.v[1] > x.v[3] ? x.v[1] : x.v[3];
@@ -176,12 +197,6 @@ TALV_INLINE float sum_of_lanes(Floats x) noexcept
     return (x.v[0] + x.v[2]) + (x.v[1] + x.v[3]);
 }
 
-TALV_INLINE Floats row_sums(const Floats (&x)[FLOATS]) noexcept
-{
-    Float4 lanes[] = {x[0].v, x[1].v, x[2].v, x[3].v};
-    transpose(lanes);
-    return {(lanes[0] + lanes[1]) + (lanes[2] + lanes[3])};
-}
 template <int count>
 TALV_INLINE void join(const Float4 (&x)[count], Floats (&out)[count]) noexcept
 {

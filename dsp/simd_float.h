@@ -146,6 +146,17 @@ TALV_INLINE int equal_lanes(Float4 x, Float4 y) noexcept
 #endif
 }
 
+/** Bit i tells whether lane i of x is not below that of y */
+TALV_INLINE unsigned not_below(Float4 x, Float4 y) noexcept
+{
+#ifdef __SSE2__
+    return static_cast<unsigned>(_mm_movemask_ps(_mm_cmpge_ps(x, y)));
+#else
+    const auto of = [&](int i) { return x[i] >= y[i] ? 1u << i : 0u; };
+    return of(0) | of(1) | of(2) | of(3);
+#endif
+}
+
 /** The smaller of two, lane by lane, y where either has no value */
 TALV_INLINE Float4 smaller(Float4 x, Float4 y) noexcept
 {

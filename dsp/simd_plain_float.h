@@ -121,6 +121,11 @@ TALV_LANES int equal_lanes(Float4 x, Float4 y) noexcept
     return (x.v[0] == y.v[0] ? 1 : 0) | (x.v[1] == y.v[1] ? 2 : 0) | (x.v[2] == y.v[2] ? 4 : 0) |
            (x.v[3] == y.v[3] ? 8 : 0);
 }
+TALV_LANES unsigned not_below(Float4 x, Float4 y) noexcept
+{
+    return (x.v[0] >= y.v[0] ? 1u : 0u) | (x.v[1] >= y.v[1] ? 2u : 0u) | (x.v[2] >= y.v[2] ? 4u : 0u) |
+           (x.v[3] >= y.v[3] ? 8u : 0u);
+}
 TALV_LANES float within(float x, float low, float high, float other) noexcept
 {
     return x >= low && x < high ? x : other;

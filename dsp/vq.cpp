@@ -1,6 +1,8 @@
 #include "dsp/vq.h"
 
+#include "dsp/as_codebook.h"
 #include "dsp/simd_estimate.h"
+#include "dsp/table.h"
 #include "dsp/wide.h"
 
 #include <algorithm>
@@ -12,7 +14,7 @@ namespace talv::inline TALV_TABLES
 
 /* Pairs of periodicity values (1 - r^2 of the two windows of a frame), one row a line */
 // clang-format off
-const float rs_codebook[RS_ROWS * RS_DIM] = {
+constexpr float rs_codebook[RS_ROWS * RS_DIM] = {
     /* 0 */
     0.0157f, 0.0135f,
     0.0251f,  0.057f,
@@ -53,7 +55,7 @@ const float rs_codebook[RS_ROWS * RS_DIM] = {
 
 /* Gains in order of time, square roots of the RMS in the scale of 16-bit PCM, one row a line: the sum of a row of stage
  * 0 and a row of stage 1 (signed corrections) stands for a frame's four gains */
-const float gain_codebook[GAIN_STAGES * GAIN_STAGE_ROWS * QUARTERS] = {
+constexpr float gain_codebook[GAIN_STAGES * GAIN_STAGE_ROWS * QUARTERS] = {
     /* stage 0 */
     /* 0 */
        0.714667f,    6.662803f,    23.26488f,    25.10951f,
@@ -137,6 +139,42 @@ const int32_t gain_stage_sizes[GAIN_STAGES] = {GAIN_STAGE_ROWS, GAIN_STAGE_ROWS}
 } // namespace talv::inline TALV_TABLES
 #endif
 
+/* The codebooks once more, the columns of each (of each stage, for the gains) one behind the other, so that a search can
+ * load neighbouring rows side by side. Where nothing is wider than a float nothing is estimated. */
+#ifndef TALV_FLOAT_ONLY
+namespace talv::inline TALV_TABLES
+{
+
+extern const Table<float, AS_ROWS * AS_DIM> as_columns;
+extern const Table<float, RS_ROWS * RS_DIM> rs_columns;
+extern const Table<float, GAIN_STAGES * GAIN_STAGE_ROWS * QUARTERS> gain_columns;
+
+#ifdef TALV_HAS_TABLES
+namespace
+{
+
+template <int stages, int rows, int dim>
+constexpr Table<float, stages * rows * dim> columns_of(const float *table) noexcept
+{
+    Table<float, stages * rows * dim> columns{};
+    for (int s = 0; s < stages; s++)
+        for (int i = 0; i < rows; i++)
+            for (int d = 0; d < dim; d++)
+                columns.entry[(s * dim + d) * rows + i] = table[(s * rows + i) * dim + d];
+    return columns;
+}
+
+} // namespace
+
+constexpr Table<float, AS_ROWS *AS_DIM> as_columns = columns_of<1, AS_ROWS, AS_DIM>(as_codebook);
+constexpr Table<float, RS_ROWS *RS_DIM> rs_columns = columns_of<1, RS_ROWS, RS_DIM>(rs_codebook);
+constexpr Table<float, GAIN_STAGES *GAIN_STAGE_ROWS *QUARTERS> gain_columns =
+    columns_of<GAIN_STAGES, GAIN_STAGE_ROWS, QUARTERS>(gain_codebook);
+#endif
+
+} // namespace talv::inline TALV_TABLES
+#endif
+
 namespace talv::inline TALV_TARGET
 {
 
@@ -178,74 +216,29 @@ TALV_SELDOM void squared_distances(int row_len, int dim, const float *vector, in
     }
 }
 
-/* Where nothing is wider than a float, estimates are as good as what they are to spare. */
-constexpr bool ESTIMATED = sizeof(wide_t) > sizeof(float);
+#ifndef TALV_FLOAT_ONLY
 
-/** Estimates of squared distances in floats. All terms are positive, so the error is below (dim + 5) / 2^24 of each.
- *  dim       I            even, at most 16
- *  rows      I            a multiple of LANES
- *  distance  O  [rows]                                                                                             */
-TALV_INLINE void estimate_distances(int row_len, int dim, const float *vector, int rows, const float *table,
-                                    float *distance) noexcept
+/** Estimates of a vector's squared distances from the rows of a table, in floats. All terms are positive, so the error is
+ *  below (dim + 5) / 2^24 of each.
+ *  columns   I  [dim][rows]
+ *  distance  O  [rows]
+ *  return       the least of them                                                                                    */
+template <int dim, int rows>
+TALV_INLINE float estimate_distances(const float *vector, const float *columns, float *distance) noexcept
 {
-    for (int i = 0; i < rows; i += LANES) {
-        const float *row = table + i * row_len;
-        Float4 sum = {};
-        int d = 0;
-        if (dim >= LANES) {
-            Float4 block[LANES] = {};
-            for (; d + LANES <= dim; d += LANES) {
-                const Float4 v = load4(vector + d);
-                TALV_UNROLL
-                for (int r = 0; r < LANES; r++) {
-                    const Float4 t = load4(row + r * row_len + d) - v;
-                    block[r] = block[r] + t * t;
-                }
-            }
-            transpose(block);
-            sum = (block[0] + block[1]) + (block[2] + block[3]);
-        }
-        if (d < dim) {
-            const Float4 v = load_pairs(vector + d, vector + d);
-            const Float4 low = load_pairs(row + d, row + row_len + d) - v;
-            const Float4 high = load_pairs(row + 2 * row_len + d, row + 3 * row_len + d) - v;
-            const Float4 low_square = low * low, high_square = high * high;
-            sum = sum + even_lanes(low_square, high_square) + odd_lanes(low_square, high_square);
-        }
-        store4(distance + i, sum);
-    }
-}
-
-/** The same for the amplitudes' codebook, FLOATS rows at once */
-void estimate_as_distances(const float *vector, const float *table, float *distance) noexcept
-{
-    constexpr int PAIR = AS_DIM - 2;
-    static_assert(PAIR % FLOATS == 0 && AS_ROWS % FLOATS == 0);
-    const Float4 last = load_pairs(vector + PAIR, vector + PAIR);
-    for (int i = 0; i < AS_ROWS; i += FLOATS) {
-        const float *row = table + i * AS_DIM;
-        Floats block[FLOATS] = {}, rest[1];
+    static_assert(rows % FLOATS == 0);
+    Floats least = floats(std::numeric_limits<float>::infinity());
+    for (int i = 0; i < rows; i += FLOATS) {
+        Floats sum = floats(0.0f);
         TALV_UNROLL
-        for (int d = 0; d < PAIR; d += FLOATS) {
-            const Floats v = load_floats(vector + d);
-            TALV_UNROLL
-            for (int r = 0; r < FLOATS; r++) {
-                const Floats t = load_floats(row + r * AS_DIM + d) - v;
-                block[r] = add_product(block[r], t, t);
-            }
+        for (int d = 0; d < dim; d++) {
+            const Floats t = load_floats(columns + d * rows + i) - floats(vector[d]);
+            sum = add_product(sum, t, t);
         }
-        Float4 pairs[FLOATS / LANES];
-        TALV_UNROLL
-        for (int r = 0; r < FLOATS; r += LANES) {
-            const float *pair = row + r * AS_DIM + PAIR;
-            const Float4 low = load_pairs(pair, pair + AS_DIM) - last;
-            const Float4 high = load_pairs(pair + 2 * AS_DIM, pair + 3 * AS_DIM) - last;
-            const Float4 low_square = low * low, high_square = high * high;
-            pairs[r / LANES] = even_lanes(low_square, high_square) + odd_lanes(low_square, high_square);
-        }
-        join(pairs, rest);
-        store(distance + i, row_sums(block) + rest[0]);
+        store(distance + i, sum);
+        least = smaller(sum, least);
     }
+    return smallest_lane(least);
 }
 
 /** Distances that are estimated to be above this are above `distance` when both are exact and rounded. The constant
@@ -254,33 +247,61 @@ constexpr float surely_above(float distance) noexcept
 {
     return distance * (1.0f + 64.0f * 0x1p-24f) + 0x1p-100f;
 }
-constexpr float TAKEN = std::numeric_limits<float>::infinity();
 
-/** Take the least of n values out of a list; return it and its place */
-[[gnu::noinline]] float take_least(float *x, int n, int *place) noexcept
+/** Which of 32 values are not above a limit, a bit each */
+TALV_INLINE uint32_t not_above(float limit, const float *x) noexcept
 {
-    *place = place_of_least(x, n);
-    const float least = x[*place];
-    x[*place] = TAKEN;
-    return least;
+    uint32_t places = 0;
+    TALV_UNROLL
+    for (int i = 0; i < 32; i += FLOATS)
+        places |= uint32_t{not_below(floats(limit), load_floats(x + i))} << i;
+    return places;
 }
 
-/** vq_search of the amplitudes and of the periodicity by estimates; -1 where they leave it open */
+/** Where the least of n values is, if all others are surely above it, else -1
+ *  n      I  a multiple of 32
+ *  least  I  that value                                                                                              */
+TALV_INLINE int surely_least(const float *x, int n, float least) noexcept
+{
+    if (!(least < COST_BOUND * 0.5f))
+        return -1;
+    int place = -1;
+    bool others = false;
+    for (int from = 0; from < n; from += 32) {
+        const uint32_t here = not_above(surely_above(least), x + from);
+        others |= (here & (here - 1)) != 0 || (here != 0 && place >= 0);
+        place = here != 0 ? from + __builtin_ctz(here) : place;
+    }
+    return others ? -1 : place;
+}
+
+/** The row that vq_search takes, by estimates; -1 where they leave it open */
+template <int dim, int rows>
+int nearest_row(const float *vector, const float *columns) noexcept
+{
+    float distance[rows];
+    const float least = estimate_distances<dim, rows>(vector, columns, distance);
+    return surely_least(distance, rows, least);
+}
+
+/** The same for a table that may not be one of the codebooks, for which it is -1 */
 int nearest_row(int row_len, int dim, const float *vector, int rows, const float *table) noexcept
 {
-    const bool amplitudes = dim == AS_DIM && rows == AS_ROWS;
-    if (!ESTIMATED || row_len != dim || !(amplitudes || dim == RS_DIM) || rows < LANES || rows % LANES != 0)
-        return -1;
-    float distance[ROWS_MAX];
-    store4(distance, Float4{});
-    if (amplitudes)
-        estimate_as_distances(vector, table, distance);
-    else
-        estimate_distances(RS_DIM, RS_DIM, vector, rows, table, distance);
-    int row, next;
-    const float least = surely_above(take_least(distance, rows, &row));
-    return least < COST_BOUND * 0.5f && take_least(distance, rows, &next) > least ? row : -1;
+    if (table == as_codebook && row_len == AS_DIM && dim == AS_DIM && rows == AS_ROWS)
+        return nearest_row<AS_DIM, AS_ROWS>(vector, as_columns);
+    if (table == rs_codebook && row_len == RS_DIM && dim == RS_DIM && rows == RS_ROWS)
+        return nearest_row<RS_DIM, RS_ROWS>(vector, rs_columns);
+    return -1;
 }
+
+#else
+
+int nearest_row(int, int, const float *, int, const float *) noexcept
+{
+    return -1;
+}
+
+#endif
 
 /** vq_search as it is defined */
 TALV_SELDOM int nearest_row_exactly(int row_len, int dim, const float *vector, int rows, const float *table) noexcept
@@ -335,29 +356,58 @@ void insert_path(Path *places, const Path &path) noexcept
     places[p] = path;
 }
 
-/** msvq_search of the gains by estimates; returns whether they leave nothing open */
-bool search_gains(const float *target, const float *table, float *work, int32_t *index) noexcept
+#ifndef TALV_FLOAT_ONLY
+
+/** The places of the M_BEST least of 32 values, if all others are surely above them; returns whether that is so */
+bool surely_best(const float *x, float least, int *place) noexcept
 {
-    float distance[M_BEST * GAIN_STAGE_ROWS];
-    const float *second = table + GAIN_STAGE_ROWS * QUARTERS;
-    estimate_distances(QUARTERS, QUARTERS, target, GAIN_STAGE_ROWS, table, distance);
-    int row[M_BEST], other, best;
-    float last = 0.0f;
-    for (int &r : row)
-        last = take_least(distance, GAIN_STAGE_ROWS, &r);
-    if (!(last < COST_BOUND * 0.5f && take_least(distance, GAIN_STAGE_ROWS, &other) > surely_above(last)))
-        return false;
-    for (int c = 0; c < M_BEST; c++) {
-        store4(work, load4(target) - load4(table + row[c] * QUARTERS));
-        estimate_distances(QUARTERS, QUARTERS, work, GAIN_STAGE_ROWS, second, distance + c * GAIN_STAGE_ROWS);
+    for (int m = 1; m < M_BEST; m++) {
+        Floats next = floats(std::numeric_limits<float>::infinity());
+        TALV_UNROLL
+        for (int i = 0; i < 32; i += FLOATS)
+            next = smaller(above_or(load_floats(x + i), floats(least), next), next);
+        least = smallest_lane(next);
     }
-    const float least = surely_above(take_least(distance, M_BEST * GAIN_STAGE_ROWS, &best));
-    if (!(least < COST_BOUND * 0.5f && take_least(distance, M_BEST * GAIN_STAGE_ROWS, &other) > least))
+    uint32_t places = not_above(surely_above(least), x);
+    for (int m = 0; m < M_BEST; m++, places &= places - 1) {
+        if (places == 0)
+            return false;
+        place[m] = __builtin_ctz(places);
+    }
+    return places == 0 && least < COST_BOUND * 0.5f;
+}
+
+/** msvq_search of the gains by estimates; returns whether they leave nothing open */
+bool search_gains(const float *target, int32_t *index) noexcept
+{
+    static_assert(GAIN_STAGE_ROWS == 32);
+    float distance[M_BEST * GAIN_STAGE_ROWS];
+    int row[M_BEST];
+    if (!surely_best(distance, estimate_distances<QUARTERS, GAIN_STAGE_ROWS>(target, gain_columns, distance), row))
+        return false;
+    float least = std::numeric_limits<float>::infinity();
+    for (int c = 0; c < M_BEST; c++) {
+        float rest[QUARTERS];
+        store4(rest, load4(target) - load4(gain_codebook + row[c] * QUARTERS));
+        least = std::min(least, estimate_distances<QUARTERS, GAIN_STAGE_ROWS>(
+                                    rest, gain_columns + GAIN_STAGE_ROWS * QUARTERS, distance + c * GAIN_STAGE_ROWS));
+    }
+    const int best = surely_least(distance, M_BEST * GAIN_STAGE_ROWS, least);
+    if (best < 0)
         return false;
     index[0] = row[best / GAIN_STAGE_ROWS];
     index[1] = best % GAIN_STAGE_ROWS;
     return true;
 }
+
+#else
+
+bool search_gains(const float *, int32_t *) noexcept
+{
+    return false;
+}
+
+#endif
 
 /** msvq_search as it is defined; the sum of the rows is still to be found */
 TALV_SELDOM void search_stages(int dim, const int32_t *stage_sizes, const float *table, const float *target,
@@ -398,10 +448,10 @@ TALV_SELDOM void search_stages(int dim, const int32_t *stage_sizes, const float 
 void msvq_search(int dim, const int32_t *stage_sizes, const float *table, const float *target, float *work,
                  int32_t *index) noexcept
 {
-    static_assert(GAIN_STAGES == 2 && QUARTERS == LANES && GAIN_STAGE_ROWS % LANES == 0);
-    const bool gains =
-        ESTIMATED && dim == QUARTERS && stage_sizes[0] == GAIN_STAGE_ROWS && stage_sizes[1] == GAIN_STAGE_ROWS;
-    if (!gains || !search_gains(target, table, work, index))
+    static_assert(GAIN_STAGES == 2 && QUARTERS == LANES);
+    const bool gains = table == gain_codebook && dim == QUARTERS && stage_sizes[0] == GAIN_STAGE_ROWS &&
+                       stage_sizes[1] == GAIN_STAGE_ROWS;
+    if (!gains || !search_gains(target, index))
         search_stages(dim, stage_sizes, table, target, work, index);
     msvq_decode(dim, stage_sizes, table, work, index);
 }

@@ -1,6 +1,7 @@
 /* The searches, and the codebooks of periodicity and gains; that of amplitudes has as_codebook_test.cpp. */
 #include "dsp/vq.h"
 
+#include "dsp/as_codebook.h"
 #include "tests/support/compare.h"
 #include "tests/support/signals.h"
 
@@ -63,6 +64,31 @@ TEST(VqSearch, TakesTheNearestRowAndTheLowestOfEqualOnes)
         ASSERT_TRUE(test::same_bits(x.data(), &table[static_cast<size_t>(want * row_len)], dim))
             << test::seed_note(seed);
     }
+}
+
+/* Halfway between two rows, or a last bit beside it, an estimate cannot tell which one is nearer. */
+TEST(VqSearch, SettlesWhatLiesHalfwayBetweenRows)
+{
+    const auto check = [](const float *table, int dim, int rows) {
+        int halfway = 0;
+        for (int i = 0; i < rows * rows; i++) {
+            const float *one = table + i / rows * dim, *other = table + i % rows * dim;
+            std::vector<float> x(static_cast<size_t>(dim));
+            for (int d = 0; d < dim; d++)
+                x[static_cast<size_t>(d)] = (one[d] + other[d]) * 0.5f;
+            std::vector<float> errors(static_cast<size_t>(rows));
+            for (int r = 0; r < rows; r++)
+                errors[static_cast<size_t>(r)] = squared_error(x.data(), table + r * dim, dim);
+            const auto least = std::min_element(errors.begin(), errors.end());
+            halfway += i / rows != i % rows && *least == errors[static_cast<size_t>(i / rows)] ? 1 : 0;
+            int32_t index = -1;
+            vq_search(dim, dim, x.data(), rows, table, &index);
+            ASSERT_EQ(index, least - errors.begin()) << "rows " << i / rows << " and " << i % rows;
+        }
+        EXPECT_GT(halfway, rows) << "too few points have the two rows as their nearest";
+    };
+    check(rs_codebook, RS_DIM, RS_ROWS);
+    check(as_codebook, AS_DIM, AS_ROWS);
 }
 
 TEST(Ivsvq2, FetchesARowOrReportsTheIndex)
@@ -153,6 +179,27 @@ TEST(MsvqSearch, IsTheBestOfTheThreeBest)
         ASSERT_EQ(index[1], want.rows[1]);
         msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, decoded, index);
         ASSERT_TRUE(test::same_bits(work, decoded, QUARTERS)) << "search and decoder form the same sum";
+    }
+}
+
+TEST(MsvqSearch, SettlesWhatLiesHalfwayBetweenRows)
+{
+    constexpr int PAIRS = GAIN_STAGE_ROWS * GAIN_STAGE_ROWS;
+    for (int i = 0; i < 4 * PAIRS; i++) {
+        /* rows of the first stage, and their sums with two rows of the second */
+        const int a = i % GAIN_STAGE_ROWS, b = i / GAIN_STAGE_ROWS % GAIN_STAGE_ROWS, c = (a + b) % GAIN_STAGE_ROWS;
+        const int first = i / PAIRS < 2 ? a : c, second = i / PAIRS < 2 ? b : c;
+        float target[QUARTERS], work[QUARTERS];
+        for (int d = 0; d < QUARTERS; d++) {
+            target[d] = (gain_row(0, first)[d] + gain_row(0, second)[d]) * 0.5f;
+            if (i / PAIRS % 2 == 1)
+                target[d] += (gain_row(1, a)[d] + gain_row(1, b)[d]) * 0.5f;
+        }
+        int32_t index[2] = {-1, -1};
+        msvq_search(QUARTERS, gain_stage_sizes, gain_codebook, target, work, index);
+        const Path want = best_of_three(target, gain_codebook, gain_stage_sizes, QUARTERS);
+        ASSERT_EQ(index[0], want.rows[0]) << "target " << i;
+        ASSERT_EQ(index[1], want.rows[1]) << "target " << i;
     }
 }
 
