@@ -1,7 +1,7 @@
 /** The instance record: all that a stream remembers
  *
- *  Seen by the six exported functions and the two frame drivers alone. The two directions share no field. Every real
- *  number is a 32-bit float on the scale of 16-bit PCM.
+ *  Seen by the six exported functions, the two frame drivers and the search, which mirrors them. The two directions share
+ *  no field. Every real number is a 32-bit float, signals on the scale of 16-bit PCM.
  */
 #ifndef TALV_CODEC_INSTANCE_H
 #define TALV_CODEC_INSTANCE_H

@@ -84,8 +84,8 @@ void TALV_ConcealReceived(TALV_Conceal *conceal, const uint8_t *frame);
 /** A frame is lost: find the one to decode in its place
  *
  *  Pitch, envelope, periodicity and amplitudes of the last frame that came are held. The gains go on from its last
- *  quarter: level for the first lost frame, then falling evenly in dB by 6 dB a frame, and from TALV_CONCEAL_FADE
- *  lost frames on there is silence.
+ *  quarter: level for the first lost frame, then falling evenly in dB by 6 dB a frame, and after TALV_CONCEAL_FADE
+ *  lost frames there is silence.
  *  frame    out   TALV_FRAME_BYTES bytes, to be given to TALV_SpeechDecode
  *  return         frames lost in a row, this one included, at most TALV_CONCEAL_FADE + 1
  */

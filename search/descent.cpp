@@ -27,7 +27,9 @@ void corrected_gains(const Trial *trial, int frame, float *gain) noexcept
     msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, gain, trial->chosen[frame].gain_index);
     for (int q = 0; q < QUARTERS; q++) {
         const float r = 0.5f * (lack[std::min(q + 1, known - 1)] + lack[std::min(q + 2, known - 1)]);
-        gain[q] *= r * r; /* loudness is the eighth root of power, a gain the fourth */
+        /* A gain is the fourth root of power. The square would be exact for the eighth root, and is near enough for the
+         * aim of a list where loudness is power to 5/32. */
+        gain[q] *= r * r;
     }
 }
 

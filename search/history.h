@@ -2,8 +2,8 @@
  *
  *  Time counts from the start of the frame that is about to be sent, in samples: that frame lies at [0, 240), the next
  *  one at [240, 480), and so on. The plain encoder delivers the signal, the residual and the envelopes. The newest
- *  block it has yet to analyse: its residual is taken with the newest envelope, and its end's envelope from the block itself,
- *  half a block early.
+ *  block it has yet to analyse: its residual is taken with the newest envelope, and its end's envelope from the block
+ *  itself, half a block early.
  */
 #ifndef TALV_SEARCH_HISTORY_H
 #define TALV_SEARCH_HISTORY_H

@@ -1,8 +1,8 @@
 /** Pitch track of short delay
  *
  *  At a moment every PATH_STEP samples each lag has a score: the normalised correlation of two windows of the
- *  low-passed residual, a lag apart and centred on the moment together. The track is the sequence of lags with the least sum of
- *  what the scores lack of 1 and of what the changes cost, found by dynamic programming.
+ *  low-passed residual, a lag apart and centred on the moment together. The track is the sequence of lags with the least
+ *  sum of what the scores lack of 1 and of what the changes cost, found by dynamic programming.
  *
  *  Source: Secrest and Doddington, "An Integrated Pitch Tracking Algorithm for Speech Systems", ICASSP 1983; Talkin,
  *          "A Robust Algorithm for Pitch Tracking (RAPT)", in Speech Coding and Synthesis, Elsevier 1995.

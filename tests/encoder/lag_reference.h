@@ -1,4 +1,4 @@
-/** The lag selection of pitch_search and rs_search, one lag after the other, for comparison
+/** The lag selection of pitch_search and rs_values, one lag after the other, for comparison
  *
  *  Every lag scans its whole reach anew, as a sliding maximum is defined; the library keeps the winner of the lag
  *  before. Where two entries are equal, the winner kept and a fresh scan may differ in which of them they name, never in

@@ -43,8 +43,8 @@ std::vector<std::array<uint8_t, FRAME_BYTES>> coded_voice(int count)
 }
 
 /** Garbage leaves nothing behind but a place in the pitch cycle and a state of the noise: with these two taken over, a
- *  decoder that always got good frames gives the same samples. These tries take three good
- *  frames at most; of ten thousand, a few take up to eight for the last bit (docs/robustness.md).                     */
+ *  decoder that always got good frames gives the same samples. These tries take three good frames at most; of ten
+ *  thousand, a few take up to ten for the last bit (docs/robustness.md).                                              */
 TEST(Recovery, DecoderAfterGarbage)
 {
     constexpr int TRIES = 300, GOOD = 8, SETTLED = 3;
