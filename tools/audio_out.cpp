@@ -1,9 +1,9 @@
 #include "audio_out.h"
 
+#include "ending.h"
 #include "failure.h"
 #include "wav_stream.h"
 
-#include <cctype>
 #include <talvcodec.h>
 
 namespace talv
@@ -13,26 +13,14 @@ namespace
 
 constexpr int64_t WAV_SAMPLES_MAX = (int64_t{0xffffffff} - 36) / 2;
 
-std::string ending_of(const std::string &path)
-{
-    const size_t slash = path.rfind('/'), dot = path.rfind('.');
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
-        return "";
-    std::string ending = path.substr(dot);
-    for (char &c : ending)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return ending;
-}
-
 /* What cannot be a file with an ending, a pipe or a device, gets WAV: players take it without being told anything. */
 AudioOut::Format format_of(const AtomicFile &file, bool raw)
 {
-    const std::string ending = ending_of(file.name());
-    if (raw || ending == ".raw")
+    if (raw || has_ending(file.name(), ".raw"))
         return AudioOut::Format::bare;
-    if (ending == ".wav" || !file.is_file())
+    if (has_ending(file.name(), ".wav") || !file.is_file())
         return AudioOut::Format::wav;
-    if (ending == ".flac")
+    if (has_ending(file.name(), ".flac"))
         return AudioOut::Format::flac;
     throw Failure(file.name(), "has none of the endings .wav, .flac, .raw (--raw for bare samples)", Status::usage);
 }

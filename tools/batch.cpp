@@ -1,11 +1,11 @@
 #include "batch.h"
 
+#include "ending.h"
 #include "interrupt.h"
 #include "standard_streams.h"
 
 #include <algorithm>
 #include <atomic>
-#include <cctype>
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -19,12 +19,10 @@ namespace
 
 namespace fs = std::filesystem;
 
-bool has_ending(const fs::path &path, const std::vector<std::string> &endings)
+bool has_any_ending(const fs::path &path, const std::vector<std::string> &endings)
 {
-    std::string ending = path.extension().string();
-    for (char &c : ending)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return std::find(endings.begin(), endings.end(), ending) != endings.end();
+    return std::any_of(endings.begin(), endings.end(),
+                       [&](const std::string &ending) { return has_ending(path.extension().string(), ending); });
 }
 
 bool is_folder(const std::string &path)
@@ -41,7 +39,7 @@ void walk(const std::string &folder, const fs::path &to, const std::string &endi
     std::error_code error;
     for (fs::recursive_directory_iterator it(folder, fs::directory_options::skip_permission_denied, error), end;
          !error && it != end; it.increment(error))
-        if (it->is_regular_file() && has_ending(it->path(), endings))
+        if (it->is_regular_file() && has_any_ending(it->path(), endings))
             found.push_back(it->path());
     if (error)
         throw Failure(folder, error.message(), Status::unreadable);

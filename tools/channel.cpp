@@ -3,6 +3,7 @@
 #include "failure.h"
 #include "input_file.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace talv

@@ -1,40 +1,52 @@
-/** Instances of the codec and of the searching encoder, closed when they go out of scope */
+/** Decoder and encoder of a stream, closed when they go out of scope */
 #ifndef TALV_TOOLS_CODEC_H
 #define TALV_TOOLS_CODEC_H
 
+#include "coded_in.h"
 #include "failure.h"
 
 #include <cstdint>
 #include <talvcodec.h>
+#include <talvhost.h>
 #include <talvsearch.h>
 
 namespace talv
 {
 
-class Codec
+/** The decoder of a stream as it came over a channel: it starts where a stream starts, and what was lost is replaced
+ *  (talvhost.h), so that time is kept
+ */
+class Decoder
 {
 public:
-    Codec()
+    Decoder()
     {
         if (TALV_CodecOpen(&instance_) != TALV_OK)
             throw Failure("codec", "no memory");
+        TALV_ConcealInit(&conceal_);
     }
-    ~Codec() { TALV_CodecClose(instance_); }
-    Codec(const Codec &) = delete;
-    Codec &operator=(const Codec &) = delete;
+    ~Decoder() { TALV_CodecClose(instance_); }
+    Decoder(const Decoder &) = delete;
+    Decoder &operator=(const Decoder &) = delete;
 
-    /** frame I [TALV_FRAME_BYTES], pcm O [TALV_FRAME_SAMPLES] */
-    void decode(const uint8_t *frame, int16_t *pcm)
+    /** frame IO of a lost one the bytes that stand in for it are put in; pcm O [TALV_FRAME_SAMPLES] */
+    void decode(CodedFrame &frame, int16_t *pcm)
     {
+        if (frame.start) {
+            TALV_DecodeInit(instance_);
+            TALV_ConcealInit(&conceal_);
+        }
+        if (frame.lost)
+            TALV_ConcealLost(&conceal_, frame.bytes);
+        else
+            TALV_ConcealReceived(&conceal_, frame.bytes);
         uint32_t nbytes;
-        TALV_SpeechDecode(instance_, frame, pcm, &nbytes);
+        TALV_SpeechDecode(instance_, frame.bytes, pcm, &nbytes);
     }
-
-    /** Put the decoder back to the start of a stream */
-    void restart_decoder() { TALV_DecodeInit(instance_); }
 
 private:
     TALV_Codec *instance_ = nullptr;
+    TALV_Conceal conceal_;
 };
 
 class Encoder

@@ -1,13 +1,12 @@
 #include "coded_in.h"
 
 #include "codec.h"
+#include "ending.h"
 #include "failure.h"
 #include "standard_streams.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstring>
-#include <talvhost.h>
 
 namespace talv
 {
@@ -16,13 +15,6 @@ namespace
 
 constexpr int64_t GAP_MAX = 3600ll * TALV_SAMPLE_RATE; /* a longer jump in time is not filled up           */
 constexpr size_t BLOCK = 8192;
-
-bool ends_with(const std::string &path, const std::string &ending)
-{
-    return path.size() >= ending.size() &&
-           std::equal(ending.rbegin(), ending.rend(), path.rbegin(),
-                      [](char a, char b) { return a == std::tolower(static_cast<unsigned char>(b)); });
-}
 
 Failure cut_short(const std::string &name, int64_t nbytes)
 {
@@ -72,7 +64,7 @@ void CodedIn::open()
     peeked_.resize(in_.read(peeked_.data(), peeked_.size()));
     if (is_recording(peeked_))
         throw Failure(name(), "is a recording, not coded speech", Status::alien);
-    ogg_ = peeked_ == "OggS" || ends_with(name(), ".talv");
+    ogg_ = peeked_ == "OggS" || has_ending(name(), ".talv");
     if (!ogg_) {
         if (nbytes % TALV_FRAME_BYTES > 0 && !keep_)
             throw cut_short(name(), nbytes);
@@ -314,23 +306,13 @@ bool CodedIn::read(CodedFrame &frame)
 DecodedSpeech load_decoded(const std::string &path)
 {
     CodedIn in(path, true);
-    Codec codec;
-    TALV_Conceal conceal;
-    TALV_ConcealInit(&conceal);
+    Decoder decoder;
     DecodedSpeech speech;
     CodedFrame frame;
     int16_t pcm[TALV_FRAME_SAMPLES];
     try {
         while (in.read(frame)) {
-            if (frame.start) {
-                codec.restart_decoder();
-                TALV_ConcealInit(&conceal);
-            }
-            if (frame.lost)
-                TALV_ConcealLost(&conceal, frame.bytes);
-            else
-                TALV_ConcealReceived(&conceal, frame.bytes);
-            codec.decode(frame.bytes, pcm);
+            decoder.decode(frame, pcm);
             speech.frames.push_back(frame);
             speech.at.push_back(static_cast<int64_t>(speech.x.size()) - frame.from);
             speech.x.insert(speech.x.end(), pcm + frame.from, pcm + frame.from + frame.count);
@@ -344,7 +326,7 @@ DecodedSpeech load_decoded(const std::string &path)
 
 bool is_coded(const std::string &path)
 {
-    if (ends_with(path, ".frames") || ends_with(path, ".talv"))
+    if (has_ending(path, ".frames") || has_ending(path, ".talv"))
         return true;
     if (is_stdin(path))
         return false;

@@ -1,5 +1,6 @@
 #include "coded_out.h"
 
+#include "ending.h"
 #include "failure.h"
 
 #include <algorithm>
@@ -11,7 +12,7 @@ namespace talv
 {
 
 CodedOut::CodedOut(const std::string &path, const CodedFormat &format, const OggHead &head, const OggTags &tags)
-    : file_(path), bare_(format.bare || path.ends_with(".frames")),
+    : file_(path), bare_(format.bare || has_ending(path, ".frames")),
       page_frames_(format.page_frames > 0 ? format.page_frames
                    : file_.is_file()      ? FILE_PAGE_FRAMES
                                           : 1),

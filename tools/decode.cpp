@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <talvhost.h>
 
 namespace talv
 {
@@ -26,9 +25,7 @@ void decode_file(const DecodeJob &job, const BatchFile &file, FileReport &report
     if (length >= 0)
         length = std::min(std::max<int64_t>(0, length - skip), left);
     AudioOut out(file.out, job.raw, length);
-    Codec codec;
-    TALV_Conceal conceal;
-    TALV_ConcealInit(&conceal);
+    Decoder decoder;
     progress.expect(length);
 
     int64_t beyond = 0;
@@ -50,16 +47,8 @@ void decode_file(const DecodeJob &job, const BatchFile &file, FileReport &report
     try {
         while (left > 0 && read()) {
             report.frames++;
-            if (frame.start) {
-                codec.restart_decoder();
-                TALV_ConcealInit(&conceal);
-            }
             channel.pass(frame);
-            if (frame.lost)
-                TALV_ConcealLost(&conceal, frame.bytes);
-            else
-                TALV_ConcealReceived(&conceal, frame.bytes);
-            codec.decode(frame.bytes, pcm);
+            decoder.decode(frame, pcm);
             const int64_t before = std::min<int64_t>(skip, frame.count);
             const int64_t n = std::min<int64_t>(frame.count - before, left);
             skip -= before;

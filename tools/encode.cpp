@@ -4,7 +4,7 @@
 #include "version.h"
 
 #include <algorithm>
-#include <exception>
+#include <cstdio>
 
 namespace talv
 {

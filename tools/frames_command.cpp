@@ -1,12 +1,14 @@
 #include "coded_in.h"
 #include "commands.h"
+#include "ending.h"
 #include "standard_streams.h"
 #include "version.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
-#include <map>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <talvhost.h>
 
@@ -24,19 +26,15 @@ constexpr std::array<const char *, COLUMNS> NAMES = {"frame", "sample", "samples
 using Row = std::array<int64_t, COLUMNS>;
 enum { FRAME, SAMPLE, SAMPLES, LOST, FIELDS };
 
-bool ends(const std::string &path, const char *ending)
-{
-    return path.ends_with(ending);
-}
-
 bool is_text(const std::string &path)
 {
-    return ends(path, ".csv") || ends(path, ".jsonl") || ends(path, ".json");
+    return has_ending(path, ".csv") || has_ending(path, ".jsonl") || has_ending(path, ".json");
 }
 
 void to_text(const FramesJob &job)
 {
-    const bool json = job.format.empty() ? ends(job.out, ".jsonl") || ends(job.out, ".json") : job.format == "jsonl";
+    const bool json =
+        job.format.empty() ? has_ending(job.out, ".jsonl") || has_ending(job.out, ".json") : job.format == "jsonl";
     CodedIn in(job.in);
     AtomicFile out(job.out);
     const auto put = [&out](std::string line) {
@@ -280,7 +278,7 @@ void from_text(const FramesJob &job)
 void frames_command(const FramesJob &job)
 {
     refuse_same_file(job.in, job.out);
-    const auto coded = [](const std::string &path) { return ends(path, ".frames") || ends(path, ".talv"); };
+    const auto coded = [](const std::string &path) { return has_ending(path, ".frames") || has_ending(path, ".talv"); };
     if (is_text(job.in) || coded(job.out) || job.coded.bare)
         from_text(job);
     else

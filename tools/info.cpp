@@ -27,7 +27,7 @@ double rounded(double x, double parts)
 }
 
 struct Statistics {
-    int64_t frames = 0, lost = 0, samples = 0;
+    int64_t frames = 0, samples = 0;
     std::vector<double> pitch_hz; /* of voiced frames                                     */
     std::vector<double> level_dbov;
     double voicing = 0, power = 0; /* sums                                                */
@@ -39,7 +39,6 @@ struct Statistics {
 void Statistics::add(const CodedFrame &frame)
 {
     frames++;
-    lost += frame.lost;
     samples += frame.count;
     if (frame.lost || frame.count == 0)
         return;

@@ -1,6 +1,7 @@
 #include "atomic_file.h"
 #include "coded_in.h"
 #include "commands.h"
+#include "ending.h"
 #include "failure.h"
 #include "plot.h"
 #include "speech_in.h"
@@ -71,8 +72,8 @@ void plot_command(const PlotJob &job)
         throw Failure(inputs[0], "has nothing to show between these moments", Status::usage);
     const std::string rate = std::to_string(TALV_BIT_RATE) + " bit/s";
     const auto picture =
-        draw_plot(out_name.ends_with(".svg"), job.title.empty() ? "Speech before and after " + rate : job.title, tracks,
-                  coded, job.from_s, to_s);
+        draw_plot(has_ending(out_name, ".svg"), job.title.empty() ? "Speech before and after " + rate : job.title,
+                  tracks, coded, job.from_s, to_s);
 
     AtomicFile out(out_name);
     out.write(picture.data(), picture.size());

@@ -16,16 +16,16 @@ TEST(Frames, GoToTextAndBack)
     write_coded(folder, part(10001));
     ASSERT_EQ(run({"encode", "-q", folder / "x.wav", folder / "x.frames"}).status, 0);
     ASSERT_EQ(run({"decode", "-q", folder / "x.talv", folder / "x.out.wav"}).status, 0);
-    for (const char *name : {"x.csv", "x.jsonl"}) {
+    for (const char *name : {"x.csv", "x.JSONL"}) {
         ASSERT_EQ(run({"frames", folder / "x.talv", folder / name}).status, 0);
         ASSERT_EQ(run({"frames", folder / name, folder / "y.talv"}).status, 0);
-        ASSERT_EQ(run({"frames", folder / name, folder / "y.frames"}).status, 0);
-        EXPECT_EQ(read_file(folder / "y.frames"), read_file(folder / "x.frames")) << name;
+        ASSERT_EQ(run({"frames", folder / name, folder / "y.FRAMES"}).status, 0);
+        EXPECT_EQ(read_file(folder / "y.FRAMES"), read_file(folder / "x.frames")) << name;
         ASSERT_EQ(run({"decode", "-q", folder / "y.talv", folder / "y.wav"}).status, 0);
         EXPECT_EQ(read_pcm(folder / "y.wav"), read_pcm(folder / "x.out.wav")) << name;
     }
     /* A lost frame's numbers mean nothing: the frame that decoding puts there is written. */
-    std::string lost = read_file(folder / "x.jsonl");
+    std::string lost = read_file(folder / "x.JSONL");
     const size_t at = lost.find("\"lost\":false", lost.find("\"frame\":20,"));
     lost.replace(at, 12, "\"lost\":true");
     write_file(folder / "lost.jsonl", lost);
@@ -37,7 +37,7 @@ TEST(Frames, GoToTextAndBack)
         run({"decode", "-q", "--raw", "--loss", "pattern:" + (folder / "pattern"), folder / "x.frames", "-"}).out);
     /* from one pipe into another, where no name tells which way it goes */
     const std::string lines = run({"frames", folder / "x.talv", "-", "--format", "jsonl"}).out;
-    EXPECT_EQ(lines, read_file(folder / "x.jsonl"));
+    EXPECT_EQ(lines, read_file(folder / "x.JSONL"));
     EXPECT_EQ(run({"frames", "--bare", "-", "-"}, lines).out, read_file(folder / "x.frames"));
 
     std::istringstream csv(read_file(folder / "x.csv"));
