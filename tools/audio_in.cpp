@@ -49,8 +49,8 @@ AudioIn::AudioIn(const std::string &path, const std::optional<RawFormat> &raw, i
     {
         const std::lock_guard lock(opening);
         SF_VIRTUAL_IO io = stream_io();
-        file_ =
-            stream ? sf_open_virtual(&io, SFM_READ, &info_, this) : sf_open_fd(in_.fd(), SFM_READ, &info_, SF_FALSE);
+        file_ = stream ? sf_open_virtual(&io, SFM_READ, &info_, this)
+                       : sf_open_fd(own_descriptor(in_.fd()), SFM_READ, &info_, SF_TRUE);
         if (!file_ && sf_error(nullptr) == SF_ERR_UNRECOGNISED_FORMAT)
             throw Failure(name(), "is not in an audio format that can be read (--raw for samples without a header)",
                           Status::alien);

@@ -2,6 +2,7 @@
 
 #include "ending.h"
 #include "failure.h"
+#include "input_file.h"
 #include "wav_stream.h"
 
 #include <talvcodec.h>
@@ -38,7 +39,7 @@ AudioOut::AudioOut(const std::string &path, bool raw, int64_t length) : file_(pa
         info.samplerate = TALV_SAMPLE_RATE;
         info.channels = 1;
         info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
-        encoder_ = sf_open_fd(file_.fd(), SFM_WRITE, &info, SF_FALSE);
+        encoder_ = sf_open_fd(own_descriptor(file_.fd()), SFM_WRITE, &info, SF_TRUE);
         if (!encoder_)
             throw Failure(path, sf_strerror(nullptr));
     }

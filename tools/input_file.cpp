@@ -117,4 +117,9 @@ void InputFile::spool(const std::string &head)
     fd_ = file;
 }
 
+int own_descriptor(int fd)
+{
+    return fcntl(fd, F_DUPFD_CLOEXEC, 3);
+}
+
 } // namespace talv

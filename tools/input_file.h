@@ -58,6 +58,12 @@ private:
     size_t size_ = 0, at_ = 0;
 };
 
+/** Another descriptor of the same file, for libsndfile to close: one that it can make nothing of it closes whatever it
+ *  was told, and closed once more it might be another thread's by then
+ *  return   -1 when there are no more descriptors
+ */
+int own_descriptor(int fd);
+
 } // namespace talv
 
 #endif

@@ -4,10 +4,14 @@
 #include "sound.h"
 #include "speech_in.h"
 
+#include <atomic>
+#include <cerrno>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <numbers>
 #include <sndfile.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 using namespace talv_test;
 
@@ -23,7 +27,18 @@ double tones(double t)
     return y;
 }
 
+std::atomic<int> closed_twice{0};
+
 } // namespace
+
+/* Of the whole process, libraries and all: what a program defines comes before what they bring. */
+extern "C" int close(int fd)
+{
+    const long result = syscall(SYS_close, fd);
+    if (result != 0 && errno == EBADF)
+        closed_twice++;
+    return static_cast<int>(result);
+}
 
 TEST(Formats, AnyRateAndChannelsGiveTheSamplesAt8kHz)
 {
@@ -177,4 +192,17 @@ TEST(Formats, NothingInNothingOut)
     const Outcome flac = run({"decode", "-q", folder / "x.frames", folder / "y.flac"});
     EXPECT_EQ(flac.status, 8);
     EXPECT_EQ(flac.err, "talv: " + (folder / "y.flac") + ": would hold no samples, which FLAC cannot say\n");
+}
+
+TEST(Formats, DescriptorsAreClosedOnce)
+{
+    /* The second time it could be that of another file, which another thread has just opened. */
+    Folder folder;
+    for (const char *bytes :
+         {"no sound at all, but long enough to be read", "RIFF....WAVEfmt ", "fLaC0000", "OggS000"}) {
+        write_file(folder / "x", bytes);
+        EXPECT_THROW(talv::load_speech(folder / "x", std::nullopt), talv::Failure) << bytes;
+    }
+    EXPECT_EQ(talv::load_speech(sample("it_m_asterisk"), std::nullopt), read_pcm(sample("it_m_asterisk")));
+    EXPECT_EQ(closed_twice, 0);
 }
