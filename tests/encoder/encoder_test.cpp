@@ -53,15 +53,6 @@ Indices lsf_of(const FrameParams &p)
     return Indices(p.lsf_index, p.lsf_index + LPC_ORDER);
 }
 
-/** All fourteen, in the order of the frame */
-Indices all_of(const FrameParams &p)
-{
-    Indices all = {p.pitch_index};
-    all.insert(all.end(), p.lsf_index, p.lsf_index + LPC_ORDER);
-    all.insert(all.end(), {p.gain_index[0], p.gain_index[1], p.rs_index, p.as_index});
-    return all;
-}
-
 void expect_in_range(const FrameParams &p, const std::string &where)
 {
     EXPECT_TRUE(p.pitch_index >= 0 && p.pitch_index <= 127) << where << ": pitch " << p.pitch_index;

@@ -238,25 +238,6 @@ TEST(PitchSearch, FindsThePeriodOfAPeriodicSignal)
     }
 }
 
-/** The rules of pitch_track in whole numbers: 5 a < 4 b is a < 0.8 b without rounding */
-int32_t settled(const float *c, const int32_t *p)
-{
-    const bool v0 = c[0] >= 0.5f, v1 = c[1] >= 0.5f, v2 = c[2] >= 0.5f;
-    const auto too_low = [&](int32_t of) { return 5 * p[1] < 4 * of; };
-    const auto too_high = [&](int32_t of) { return 5 * p[1] > 6 * of; };
-    if (!v0 && !v1 && !v2)
-        return too_low(p[0]) ? 4 * p[0] / 5 : too_high(p[0]) ? 6 * p[0] / 5 : p[1];
-    if (!v0 && !v1)
-        return p[2];
-    if (!v0)
-        return c[2] > c[1] ? p[2] : p[1];
-    if (!v1)
-        return c[2] < c[0] ? p[0] : p[2];
-    if ((too_low(p[0]) && too_low(p[2])) || (too_high(p[0]) && too_high(p[2])))
-        return c[2] > c[0] ? p[2] : p[0];
-    return p[1];
-}
-
 TEST(PitchTrack, AllRules)
 {
     const struct {
