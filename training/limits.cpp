@@ -33,16 +33,6 @@ void amplitudes_of_cycle(int P, const float *cycle, float *amplitude)
     cycle_amplitudes(AS_DIM, cycle_fft, amplitude);
 }
 
-double distance(const float *x, const float *y)
-{
-    double sum = 0.0;
-    for (int d = 0; d < AS_DIM; d++) {
-        const double t = static_cast<double>(x[d]) - static_cast<double>(y[d]);
-        sum += t * t;
-    }
-    return std::sqrt(sum);
-}
-
 /** Give a vector the level and the elements of a free row by the shortest way
  *
  *  The point of the shell square_min <= |v|^2 <= square_max nearest to v lies on the ray through v. Together with the
@@ -83,20 +73,10 @@ float six_digits(double v)
     return static_cast<float>(std::round(v * unit) / unit);
 }
 
-double distance_to(const double *v, const float *vector)
-{
-    double sum = 0.0;
-    for (int d = 0; d < AS_DIM; d++) {
-        const double t = v[d] - static_cast<double>(vector[d]);
-        sum += t * t;
-    }
-    return std::sqrt(sum);
-}
-
 bool near_its_guards(const Limits &limits, int row, const double *v)
 {
     return std::all_of(limits.guards.begin(), limits.guards.end(), [&](const Guard &guard) {
-        return guard.row != row || distance_to(v, guard.vector) <= guard.inside - DISTANCE_ROOM;
+        return guard.row != row || distance(v, guard.vector) <= guard.inside - DISTANCE_ROOM;
     });
 }
 
@@ -134,7 +114,7 @@ bool leave_guards(const Limits &limits, int row, double *v)
 {
     bool moved = false;
     for (const Guard &guard : limits.guards) {
-        const double apart = distance_to(v, guard.vector), wanted = guard.outside + DISTANCE_ROOM;
+        const double apart = distance(v, guard.vector), wanted = guard.outside + DISTANCE_ROOM;
         if (guard.row == row || apart >= wanted)
             continue;
         const double stretch = apart > 0.0 ? (wanted + 1e-9) / apart : 1.0;

@@ -15,6 +15,7 @@
 
 #include "dsp/constants.h"
 
+#include <cmath>
 #include <vector>
 
 namespace talv
@@ -47,6 +48,23 @@ Limits no_limits();
 Limits table_limits();
 
 const GivenRow *find_given(const Limits &limits, int row);
+
+/** Distances of rows, whose elements are floats, and of points on the way to one, whose elements are doubles */
+template <typename X, typename Y>
+double squared_distance(const X *x, const Y *y)
+{
+    double sum = 0.0;
+    for (int d = 0; d < AS_DIM; d++) {
+        const double t = static_cast<double>(x[d]) - static_cast<double>(y[d]);
+        sum += t * t;
+    }
+    return sum;
+}
+template <typename X, typename Y>
+double distance(const X *x, const Y *y)
+{
+    return std::sqrt(squared_distance(x, y));
+}
 
 /** Whether a row keeps to all its rules; a given row does when it has its values */
 bool admissible(const Limits &limits, int row, const float *value);

@@ -23,16 +23,6 @@ size_t rows_of(const Codebook &codebook)
     return codebook.size() / AS_DIM;
 }
 
-double squared_distance(const float *x, const float *y)
-{
-    double sum = 0.0;
-    for (size_t d = 0; d < AS_DIM; d++) {
-        const double t = static_cast<double>(x[d]) - static_cast<double>(y[d]);
-        sum += t * t;
-    }
-    return sum;
-}
-
 /** Rows with the elements as the outer index, so that a vector meets many rows at a time */
 std::vector<float> transposed(const Codebook &codebook)
 {

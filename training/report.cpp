@@ -33,16 +33,6 @@ double square_of(const float *row)
     return sum;
 }
 
-double distance(const float *x, const float *y)
-{
-    double sum = 0.0;
-    for (int d = 0; d < AS_DIM; d++) {
-        const double t = static_cast<double>(x[d]) - static_cast<double>(y[d]);
-        sum += t * t;
-    }
-    return std::sqrt(sum);
-}
-
 } // namespace
 
 double distortion_db(double mean_cost)

@@ -15,14 +15,6 @@ namespace
 
 using Vector = double[AS_DIM];
 
-double squared_distance(const double *x, const float *y)
-{
-    double sum = 0.0;
-    for (int d = 0; d < AS_DIM; d++)
-        sum += (x[d] - static_cast<double>(y[d])) * (x[d] - static_cast<double>(y[d]));
-    return sum;
-}
-
 double square_of(const float *x)
 {
     const Vector zero = {};

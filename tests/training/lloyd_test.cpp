@@ -125,7 +125,17 @@ TEST(Training, RowsKeepToTheirLimits)
         EXPECT_TRUE(test::same_bits(got.codebook.data() + given.row * AS_DIM, given.value, AS_DIM));
 }
 
-/** Well parted clusters of points around known centres */
+/** Well parted: each has one element of its own that is large */
+std::vector<float> corners(int n)
+{
+    std::vector<float> centres;
+    for (int c = 0; c < n; c++)
+        for (int d = 0; d < AS_DIM; d++)
+            centres.push_back(d == c ? 3.0f : 0.5f);
+    return centres;
+}
+
+/** Clusters of points around known centres */
 std::vector<float> clusters(const std::vector<float> &centres, int each, double spread, uint64_t seed)
 {
     test::Random random(seed);
@@ -139,10 +149,7 @@ std::vector<float> clusters(const std::vector<float> &centres, int each, double 
 
 TEST(Training, FindsTheClustersThereAre)
 {
-    std::vector<float> centres;
-    for (int c = 0; c < 8; c++)
-        for (int d = 0; d < AS_DIM; d++)
-            centres.push_back(d == c ? 3.0f : 0.5f);
+    const std::vector<float> centres = corners(8);
     const std::vector<float> vectors = clusters(centres, 200, 0.1, 6);
     TrainingPlan plan = small_plan(2);
     plan.rows = 8;
@@ -163,10 +170,7 @@ TEST(Training, FindsTheClustersThereAre)
 /* Three rows so far out that nothing falls on them: they are to end in the clusters that share a row. */
 TEST(Training, EmptyCellsAreFilledFromTheCostliest)
 {
-    std::vector<float> centres;
-    for (int c = 0; c < 4; c++)
-        for (int d = 0; d < AS_DIM; d++)
-            centres.push_back(d == c ? 3.0f : 0.5f);
+    const std::vector<float> centres = corners(4);
     const std::vector<float> vectors = clusters(centres, 300, 0.1, 8);
     Codebook start(centres.begin(), centres.begin() + AS_DIM);
     start.resize(4 * AS_DIM, 1000.0f);
