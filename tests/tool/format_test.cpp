@@ -100,36 +100,6 @@ TEST(Formats, WhatIsBeyondTheBandOrTheRangeIsHeldBack)
     EXPECT_EQ(talv::load_speech(folder / "loud.wav", std::nullopt), (Pcm{32767, -32768, 32767, -32768, 0, 0, 1}));
 }
 
-TEST(Formats, StereoFlacAt48kHzIsCodedLikeTheRecordingItself)
-{
-    /* The recording raised to 48 kHz by a windowed sinc, different on both sides but right in the mean */
-    const Pcm x = read_pcm(sample("en_f_lj"));
-    constexpr int UP = 6, TAPS = 24;
-    std::vector<double> wide;
-    for (int i = 0; i < UP * static_cast<int>(x.size()); i++) {
-        double y = 0;
-        for (int k = i / UP - TAPS; k <= i / UP + TAPS; k++) {
-            const double d = static_cast<double>(i) / UP - k;
-            if (k < 0 || k >= static_cast<int>(x.size()) || std::abs(d) >= TAPS)
-                continue;
-            const double sinc = d == 0 ? 1 : std::sin(std::numbers::pi * d) / (std::numbers::pi * d);
-            y += x[static_cast<size_t>(k)] / 32768.0 * sinc * (0.5 + 0.5 * std::cos(std::numbers::pi * d / TAPS));
-        }
-        wide.push_back(y * 1.5);
-        wide.push_back(y * 0.5);
-    }
-    for (double &v : wide)
-        v *= 0.6; /* room for the louder side */
-    Folder folder;
-    write_sound(folder / "x.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_24, 48000, 2, wide);
-    ASSERT_EQ(run({"encode", "--bare", "-q", folder / "x.flac", folder / "x.frames"}).status, 0);
-    ASSERT_EQ(run({"decode", "-q", folder / "x.frames", folder / "y.flac"}).status, 0);
-    const Pcm y = read_pcm(folder / "y.flac");
-    EXPECT_EQ(y.size(), (x.size() + 239) / 240 * 240);
-    EXPECT_LE(std::abs(spectral_lag(x, y, 720)), 32);
-    EXPECT_NEAR(20 * std::log10(rms(y) / (0.6 * rms(x))), 0, 5);
-}
-
 TEST(Formats, RawTakesRateAndChannels)
 {
     Pcm stereo;
