@@ -7,7 +7,7 @@ namespace
 {
 
 // clang-format off
-/* Cost of each beside the others and what it buys: docs/search.md */
+/* Cost of each beside the others and what it buys: docs/search-results.md */
 constexpr Effort efforts[EFFORT_MAX] = {
     /*      frames held_back passes next pairs gains envelopes amplitudes periodicities */
     /* 1 */ {  2,      0,       0,    0,   0,    1,        1,         1,            1 },

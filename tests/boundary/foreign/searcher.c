@@ -1,4 +1,4 @@
-/* A program that searches, built on the installed package: the longest effort holds one frame back. */
+/* A program that searches, built on the installed package: the longest effort gives nothing in its first call. */
 #include <talvsearch.h>
 
 int main(void)
