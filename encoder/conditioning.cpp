@@ -6,6 +6,7 @@
 #include "dsp/twofold.h"
 #include "dsp/wide.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace talv::inline TALV_TARGET
@@ -50,13 +51,16 @@ namespace
 {
 
 constexpr int PAST = PREFILTER_TERMS - 1;
+constexpr int PART = FRAME_LEN / 2; /* samples that go through the filter at once */
 
 #ifdef TALV_FLOAT_ONLY
 
 /** Both parts of the filter. Next to z = 1 the sums are differences of numbers that are a thousand times as large: in
  *  float the filter would make noise of its own, which changed every tenth frame of speech.
+ *  noise   I  [n]          to be added to the output
  *  stored  IO [PAST + n]   w as the memory keeps it: rounded, after PAST older ones, which are given                 */
-void run_filter(const float *den, const float *num, const int16_t *pcm, float *out, wide_t *stored, int n) noexcept
+void run_filter(const float *den, const float *num, const int16_t *pcm, const float *noise, float *out, wide_t *stored,
+                int n, Autocorr *) noexcept
 {
     for (int i = 0; i < n; i++) {
         const float *now = stored + PAST + i;
@@ -68,7 +72,7 @@ void run_filter(const float *den, const float *num, const int16_t *pcm, float *o
         stored[PAST + i] = rounded(w);
         y = add_product(y, w.high, num[0]); /* the present w unrounded */
         y.low += w.low * num[0];
-        out[i] = rounded(y);
+        out[i] = rounded(y) + noise[i];
     }
 }
 
@@ -77,8 +81,10 @@ void run_filter(const float *den, const float *num, const int16_t *pcm, float *o
 /** The part of the filter that is no recursion: it reads the present w unrounded
  *  w       I  [n]          as it came out of the recursion
  *  stored  I  [PAST + n]   w as the memory keeps it, after PAST older ones
- *  return  whether it is rounded as rounded() would                                                                  */
-TALV_INLINE bool run_zeros(const float *num, const wide_t *w, const wide_t *stored, float *out, int n) noexcept
+ *  noise   I  [n]          to be added
+ *  return  whether w is rounded as rounded() would                                                                   */
+TALV_INLINE bool run_zeros(const float *num, const wide_t *w, const wide_t *stored, const float *noise, float *out,
+                           int n) noexcept
 {
     Wide4 c[PREFILTER_TERMS];
     TALV_UNROLL
@@ -92,7 +98,7 @@ TALV_INLINE bool run_zeros(const float *num, const wide_t *w, const wide_t *stor
         sum = add_exact(sum, load(now - 3), c[3]);
         sum = add_exact(sum, load(now - 2), c[2]);
         sum = add_exact(sum, load(now - 1), c[1]);
-        store_rounded(out + i, sum + unrounded * c[0]);
+        store4(out + i, narrowed(sum + unrounded * c[0]) + load4(noise + i));
         holds &= equal_lanes(rounded_wide(unrounded), load(now));
     }
     return holds == ALL_LANES;
@@ -100,8 +106,11 @@ TALV_INLINE bool run_zeros(const float *num, const wide_t *w, const wide_t *stor
 
 /** The recursion, which rounds nearly. The newest term comes last: all the others are then ready before it is.
  *  w       O  [n]          its output, not rounded
- *  stored  IO [PAST + n]   w rounded nearly, after PAST older ones, which are given                                  */
-TALV_INLINE void run_poles_quickly(const float *den, const int16_t *pcm, wide_t *w, wide_t *stored, int n) noexcept
+ *  stored  IO [PAST + n]   w rounded nearly, after PAST older ones, which are given
+ *  beside  IO              an autocorrelation to which `terms` terms are added with every PAST samples               */
+template <int terms>
+TALV_INLINE void run_poles_quickly(const float *den, const int16_t *pcm, wide_t *w, wide_t *stored, int n,
+                                   Autocorr *beside) noexcept
 {
     for (int i = 0; i < n; i++)
         w[i] = wide(pcm[i]);
@@ -110,20 +119,34 @@ TALV_INLINE void run_poles_quickly(const float *den, const int16_t *pcm, wide_t 
         d[k] = twice(wide(den[k]));
         past[k] = twice(stored[PAST - k]);
     }
+    AutocorrSums sums;
+    const wide_t *x = nullptr;
+    if constexpr (terms > 0) {
+        sums.copy(*beside->sums());
+        x = beside->next();
+    }
     static_assert(PAST == LANES); /* the past takes its old places again after as many samples */
-    for (int i = 0; i < n; i += PAST)
+    for (int i = 0; i < n; i += PAST) {
         TALV_UNROLL
-    for (int j = i; j < i + PAST; j++) {
-        Pair64 sum = twice(w[j]);
+        for (int j = i; j < i + PAST; j++) {
+            Pair64 sum = twice(w[j]);
+            TALV_UNROLL
+            for (int k = PAST; k >= 1; k--)
+                sum = subtract_exact(sum, past[k], d[k]);
+            TALV_UNROLL
+            for (int k = PAST; k > 1; k--)
+                past[k] = past[k - 1];
+            past[1] = nearly_rounded(sum);
+            w[j] = sum[0];
+            stored[PAST + j] = past[1][0];
+        }
         TALV_UNROLL
-        for (int k = PAST; k >= 1; k--)
-            sum = subtract_exact(sum, past[k], d[k]);
-        TALV_UNROLL
-        for (int k = PAST; k > 1; k--)
-            past[k] = past[k - 1];
-        past[1] = nearly_rounded(sum);
-        w[j] = sum[0];
-        stored[PAST + j] = past[1][0];
+        for (int t = 0; t < terms; t++)
+            sums.add(x++);
+    }
+    if constexpr (terms > 0) {
+        beside->sums()->copy(sums);
+        beside->has_added(n / PAST * terms);
     }
 }
 
@@ -140,15 +163,19 @@ TALV_INLINE void run_poles_quickly(const float *den, const int16_t *pcm, wide_t 
 }
 
 /** Both parts; stored as above, but rounded */
-TALV_INLINE void run_filter(const float *den, const float *num, const int16_t *pcm, float *out, wide_t *stored,
-                            int n) noexcept
+TALV_INLINE void run_filter(const float *den, const float *num, const int16_t *pcm, const float *noise, float *out,
+                            wide_t *stored, int n, Autocorr *beside) noexcept
 {
-    wide_t w[FRAME_LEN];
-    run_poles_quickly(den, pcm, w, stored, n);
-    const bool holds = run_zeros(num, w, stored, out, n);
+    constexpr int TERMS = 2;
+    wide_t w[PART];
+    const int both = beside == nullptr ? 0 : std::min(n, beside->ready() / TERMS * PAST);
+    if (both > 0)
+        run_poles_quickly<TERMS>(den, pcm, w, stored, both, beside);
+    run_poles_quickly<0>(den, pcm + both, w + both, stored + both, n - both, nullptr);
+    const bool holds = run_zeros(num, w, stored, noise, out, n);
     if (!CHAIN_AS_DEFINED && !holds) [[unlikely]] {
         run_poles(den, pcm, w, stored, n);
-        run_zeros(num, w, stored, out, n);
+        run_zeros(num, w, stored, noise, out, n);
     }
 }
 
@@ -156,17 +183,21 @@ TALV_INLINE void run_filter(const float *den, const float *num, const int16_t *p
 
 } // namespace
 
-void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n) noexcept
+void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n,
+                   Autocorr *beside) noexcept
 {
-    wide_t stored[PAST + FRAME_LEN];
+    wide_t stored[PAST + PART];
     for (int k = 1; k <= PAST; k++)
         stored[PAST - k] = wide(state[k]);
-    run_filter(den, num, pcm, out, stored, n);
+    for (int from = 0; from < n; from += PART) {
+        const int now = std::min(n - from, PART);
+        run_filter(den, num, pcm + from, floor_noise + from, out + from, stored, now, beside);
+        std::copy_n(stored + now, PAST, stored);
+    }
 
-    state[0] = rounded(stored[PAST + n - 1]);
+    state[0] = rounded(stored[PAST - 1]);
     for (int k = 1; k <= PAST; k++)
-        state[k] = rounded(stored[PAST + n - k]);
-    add_floor_noise(n, out);
+        state[k] = rounded(stored[PAST - k]);
     for (int k = 1; k <= 3; k++)
         state[k] += floor_noise[k];
 }
@@ -209,20 +240,57 @@ float block_sum(int n, const float *x) noexcept
 #endif
 }
 
+/** Subtract a straight line, which is a running sum in float
+ *  n       I           a multiple of LANES, or less
+ *  level   IO          what is subtracted from x[0]
+ *  beside  IO          an autocorrelation to which `terms` terms are added with every LANES samples                  */
+template <int terms>
+TALV_INLINE void subtract_line(int n, float *level, float step, float *x, Autocorr *beside) noexcept
+{
+    AutocorrSums sums;
+    const wide_t *partner = nullptr;
+    if constexpr (terms > 0) {
+        sums.copy(*beside->sums());
+        partner = beside->next();
+    }
+    float now = *level;
+    for (int i = 0; i < n; i += LANES) {
+        Float4 line;
+        TALV_UNROLL
+        for (int j = 0; j < LANES; j++, now += step)
+            line[j] = now;
+        store4(x + i, load4(x + i) - line);
+        TALV_UNROLL
+        for (int t = 0; t < terms; t++)
+            sums.add(partner++);
+    }
+    if constexpr (terms > 0) {
+        beside->sums()->copy(sums);
+        beside->has_added(n / LANES * terms);
+    }
+    *level = now;
+}
+
 } // namespace
 
-void dc_tracker(int n, float *mean, float *x) noexcept
+void dc_tracker(int n, float *mean, float *x, Autocorr *beside) noexcept
 {
+    constexpr int TERMS = 2;
     const float sum = block_sum(n, x);
     const wide_t m = wide(sum) / wide(n);
     const float step = rounded((m - wide(*mean)) / wide(n));
-
-    float level[FRAME_LEN]; /* a running sum, so it is walked first */
-    level[0] = *mean;
-    _Pragma("GCC unroll 8") for (int i = 1; i < n; i++) level[i] = level[i - 1] + step;
-    for (int i = 0; i < n; i++)
-        x[i] -= level[i];
+    float level = *mean;
     *mean = rounded(m);
+
+    int done = 0;
+    if (beside != nullptr) {
+        const int first = beside->missing();
+        subtract_line<0>(first, &level, step, x, nullptr);
+        beside->take_windowed(x, first);
+        done = first + std::min(n - first, beside->ready() / TERMS * LANES);
+        subtract_line<TERMS>(done - first, &level, step, x + first, beside);
+    }
+    subtract_line<0>(n - done, &level, step, x + done, nullptr);
 }
 
 void lpc_residual(int, int n, const float *x, const float *a, float *out) noexcept

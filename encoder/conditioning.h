@@ -5,6 +5,7 @@
 #include "dsp/constants.h"
 #include "dsp/table.h"
 #include "dsp/target.h"
+#include "encoder/autocorr.h"
 
 #include <cstdint>
 
@@ -31,13 +32,17 @@ extern const float prefilter_den[PREFILTER_TERMS];
  *  pcm       I  [n]      every value is accepted
  *  out       O  [n]      scale of the PCM, not clipped; floor_noise added
  *  state     IO [5]      a work cell, then w[n-1] .. w[n-4]; up to 4e9 at full scale
- *  n         I           at most FRAME_LEN, a multiple of 4 */
-void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n) noexcept;
+ *  n         I           at most FRAME_LEN, a multiple of 4
+ *  beside    IO          an autocorrelation to go on with meanwhile, as far as its samples are known; or null       */
+void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n,
+                   Autocorr *beside = nullptr) noexcept;
 
 /** Subtract a running mean that goes in a straight line from the previous block's mean towards this block's
  *  mean      IO          mean of the previous block in, of this block out
- *  x         IO [n]                                                                                                */
-void dc_tracker(int n, float *mean, float *x) noexcept;
+ *  x         IO [n]
+ *  beside    IO           an autocorrelation that takes in the samples it still misses from the start of x, and goes on
+ *                         while the others are worked out; or null                                                 */
+void dc_tracker(int n, float *mean, float *x, Autocorr *beside = nullptr) noexcept;
 
 /** LPC residual: out[i] = x[i] + sum a[j] x[i-1-j]
  *  order     I           always LPC_ORDER: the ten taps are fixed

@@ -63,6 +63,18 @@ void fetch_ahead(const EncoderState *enc) noexcept
 /* The steps with the largest work arrays are routines of their own, not inlined, so that the arrays of one are gone
  * from the stack when the next one runs. */
 
+/** Input conditioning, and the envelope at the start of the newest block, which becomes lsf_new. Half of the LPC window
+ *  is older: its autocorrelation is begun beside the filters.
+ *  return   as getlsf2()                                                                                             */
+[[gnu::noinline]] int condition_and_analyse(EncoderState *enc, const int16_t *pcm) noexcept
+{
+    Autocorr window(FRAME_LEN);
+    window.take_windowed(enc->sig_hist + LPC_FROM, NEWEST - LPC_FROM);
+    iir_prefilter(prefilter_den, prefilter_num, pcm, enc->sig_hist + NEWEST, enc->iir_state, FRAME_LEN, &window);
+    dc_tracker(FRAME_LEN, &enc->dc_mean, enc->sig_hist + NEWEST, &window);
+    return getlsf2(&window, enc->lsf_new);
+}
+
 /** Periodicity of two windows, around the newest raw lag: 1 - r^2 each, coded as a pair */
 [[gnu::noinline]] void code_periodicity(EncoderState *enc, int32_t *rs_index) noexcept
 {
@@ -116,12 +128,8 @@ void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params)
 {
     fetch_ahead(enc);
 
-    /* Input conditioning */
-    iir_prefilter(prefilter_den, prefilter_num, pcm, enc->sig_hist + NEWEST, enc->iir_state, FRAME_LEN);
-    dc_tracker(FRAME_LEN, &enc->dc_mean, enc->sig_hist + NEWEST);
-
-    /* Envelope at the start of the newest block. A tone can leave none: the one before then stands in. */
-    const int found = getlsf2(enc->sig_hist + LPC_FROM, FRAME_LEN, LPC_ORDER, enc->lsf_new);
+    /* A tone can leave no envelope: the one before then stands in. */
+    const int found = condition_and_analyse(enc, pcm);
     if (found < 0) {
         std::printf("getlsf2: Problem index = %3d\n", found);
         std::copy_n(enc->lsf_prev, LPC_ORDER, enc->lsf_new);

@@ -3,8 +3,7 @@
 #include "dsp/constants.h"
 #include "dsp/correlate.h"
 #include "dsp/lsf.h"
-#include "dsp/simd_chain.h"
-#include "dsp/trig.h"
+#include "dsp/simd.h"
 #include "dsp/twofold.h"
 #include "dsp/wide.h"
 
@@ -45,46 +44,10 @@ float prediction_error(float k, float E) noexcept
 #endif
 }
 
-} // namespace
-
-} // namespace talv::inline TALV_TARGET
-
-#ifdef TALV_HAS_TABLES
-namespace talv::inline TALV_TABLES
+/** LSFs from the autocorrelation, which is changed; returns what getlsf2() does */
+int lsf_of_autocorr(float *r, int order, float *lsf) noexcept
 {
-
-namespace
-{
-
-constexpr Table<float, ANALYSIS_MAX> make_window() noexcept
-{
-    Table<float, ANALYSIS_MAX> table{};
-    for (int i = 0; i < FRAME_LEN; i++)
-        table.entry[i] = rounded(sin_wide(PI * i / FRAME_LEN));
-    return table;
-}
-
-} // namespace
-
-constexpr Table<float, ANALYSIS_MAX> analysis_window = make_window();
-
-} // namespace talv::inline TALV_TABLES
-#endif
-
-namespace talv::inline TALV_TARGET
-{
-
-int getlsf2(const float *signal, int n, int order, float *lsf) noexcept
-{
-    if (n > ANALYSIS_MAX)
-        return -1;
-    if (order > ORDER_MAX)
-        return -2;
-
-    float work[ANALYSIS_MAX];
-    float r[ORDER_MAX + 1];
     float a[ORDER_MAX];
-    window_autocorr(signal, n, r, order, work, analysis_window);
     if (r[0] < ENERGY_FLOOR)
         r[0] = ENERGY_FLOOR;
     r[0] = with_white_noise(r[0]);
@@ -97,62 +60,24 @@ int getlsf2(const float *signal, int n, int order, float *lsf) noexcept
     return 0;
 }
 
-namespace
-{
-
-constexpr int GROUPS = LPC_ORDER / LANES + 1;
-
-/** Autocorrelation of x[0..n) for the lags from 0 to LPC_ORDER and what fills up the last group, each running sum
- *  rounded nearly at every term
- *  x    I  [n + LANES GROUPS]   floats in value, zeros from n on: they leave the shorter sums as they are
- *  sum  O  [LANES GROUPS]
- *  return  whether the sums are those rounded to float at every term, if the samples are moderate                   */
-bool autocorr_quickly(const wide_t *x, int n, float *sum) noexcept
-{
-    Wide4 r[GROUPS];
-    Ties ties;
-    TALV_UNROLL
-    for (int g = 0; g < GROUPS; g++)
-        r[g] = broadcast(wide(0));
-    TALV_UNROLL_SOME
-    for (int i = 0; i < n; i++)
-        TALV_UNROLL
-    for (int g = 0; g < GROUPS; g++)
-        r[g] = nearly_rounded(add_exact(r[g], broadcast(x[i]), load(x + i + LANES * g)), &ties);
-    TALV_UNROLL
-    for (int g = 0; g < GROUPS; g++)
-        store_rounded(sum + LANES * g, r[g]);
-    return !any(ties);
-}
-
-/** The same as it is defined, for `groups` groups */
-[[gnu::cold]] void autocorr(const wide_t *x, int n, int groups, float *sum) noexcept
-{
-    for (int g = 0; g < groups; g++) {
-        Wide4 r = broadcast(wide(0));
-        for (int i = 0; i < n; i++)
-            r = rounded_wide(add_exact(r, broadcast(x[i]), load(x + i + LANES * g)));
-        store_rounded(sum + LANES * g, r);
-    }
-}
-
 } // namespace
 
-void window_autocorr(const float *x, int n, float *r, int order, float *work, const float *window) noexcept
+int getlsf2(const float *signal, int n, int order, float *lsf) noexcept
 {
-    constexpr int GROUPS_MAX = ORDER_MAX / LANES + 1;
-    for (int i = 0; i < n; i++)
-        work[i] = window[i] * x[i];
-    wide_t padded[ANALYSIS_MAX + GROUPS_MAX * LANES];
-    widen(work, n, padded);
-    for (int i = 0; i < GROUPS_MAX * LANES; i += LANES)
-        store(padded + n + i, broadcast(wide(0)));
+    if (n > ANALYSIS_MAX)
+        return -1;
+    if (order > ORDER_MAX)
+        return -2;
+    float work[ANALYSIS_MAX], r[ORDER_MAX + 1];
+    window_autocorr(signal, n, r, order, work, analysis_window);
+    return lsf_of_autocorr(r, order, lsf);
+}
 
-    float sum[GROUPS_MAX * LANES];
-    const int groups = order / LANES + 1;
-    if (groups > GROUPS || !autocorr_quickly(padded, n, sum) || !all_moderate(work, n))
-        autocorr(padded, n, groups, sum);
-    std::copy_n(sum, order + 1, r);
+int getlsf2(Autocorr *window, float *lsf) noexcept
+{
+    float r[LPC_ORDER + 1];
+    window->finish(r, LPC_ORDER);
+    return lsf_of_autocorr(r, LPC_ORDER, lsf);
 }
 
 float levinson(const float *r, int order, float *a) noexcept

@@ -7,18 +7,9 @@
 #ifndef TALV_ENCODER_LPC_H
 #define TALV_ENCODER_LPC_H
 
-#include "dsp/table.h"
 #include "dsp/target.h"
+#include "encoder/autocorr.h"
 #include "encoder/lsf_roots.h"
-
-namespace talv::inline TALV_TABLES
-{
-
-inline constexpr int ANALYSIS_MAX = 300; /* longest block */
-
-extern const Table<float, ANALYSIS_MAX> analysis_window; /* sin(pi i / 240), rounded to float, i < 240; 0 beyond */
-
-} // namespace talv::inline TALV_TABLES
 
 namespace talv::inline TALV_TARGET
 {
@@ -34,11 +25,8 @@ namespace talv::inline TALV_TARGET
  *  roots of one polynomial in one step of the walk.                                                             */
 int getlsf2(const float *signal, int n, int order, float *lsf) noexcept;
 
-/** Window and autocorrelation: work[i] = window[i] x[i], r[lag] = sum work[i] work[i+lag]
- *  The running sum is rounded to float at every term, in rising i.
- *  r        O  [order+1]
- *  work     O  [n]                                                                                              */
-void window_autocorr(const float *x, int n, float *r, int order, float *work, const float *window) noexcept;
+/** The same for a window of LPC_ORDER lags, all of whose samples have been taken in */
+int getlsf2(Autocorr *window, float *lsf) noexcept;
 
 /** Levinson-Durbin recursion
  *  r        I  [order+1]

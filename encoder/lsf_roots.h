@@ -10,11 +10,10 @@
 #define TALV_ENCODER_LSF_ROOTS_H
 
 #include "dsp/target.h"
+#include "encoder/autocorr.h"
 
 namespace talv::inline TALV_TARGET
 {
-
-inline constexpr int ORDER_MAX = 16; /* largest order */
 
 /** Roots of the sum and difference polynomials, alternately, from w = 0 upwards
  *  lsf      O  [order]   radians; not yet ordered or spaced by force

@@ -1,6 +1,7 @@
 /* Chains that round at every step, and sums whose order is fixed, against their plain loops: on signals whose sums are
  * ties, leave the range of normal floats, or cancel, where the quick ways must not be trusted. */
 #include "dsp/correlate.h"
+#include "encoder/conditioning.h"
 #include "encoder/cycle.h"
 #include "encoder/gain.h"
 #include "encoder/lag_score.h"
@@ -8,6 +9,7 @@
 #include "tests/support/compare.h"
 #include "tests/support/signals.h"
 
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <string>
@@ -28,7 +30,8 @@ float square_added(float sum, float x, double sign)
 }
 
 /** Whole numbers, few digits above some zeros, whose products make ties with sums above 2^24; values below 1e-19, whose
- *  squares are no normal floats; both in turn; and whole numbers at two very different levels, one after the other  */
+ *  squares are no normal floats; both in turn; whole numbers at two very different levels, one after the other; and
+ *  values whose squares are no normal floats, with all their digits                                                   */
 std::vector<float> awkward(int kind, uint64_t seed)
 {
     Random random(seed);
@@ -39,7 +42,8 @@ std::vector<float> awkward(int kind, uint64_t seed)
         x[i] = kind == 0   ? whole
                : kind == 1 ? tiny
                : kind == 2 ? (i % 2 == 0 ? whole : tiny)
-                           : whole * (i < 200 ? 1e3f : 1e-3f);
+               : kind == 3 ? whole * (i < 200 ? 1e3f : 1e-3f)
+                           : static_cast<float>(random.uniform(-1.0, 1.0)) * 0x1p-66f;
     }
     return x;
 }
@@ -47,7 +51,7 @@ std::vector<float> awkward(int kind, uint64_t seed)
 TEST(Chains, AreThoseOfThePlainLoops)
 {
     for (int trial = 0; trial < 80; trial++) {
-        const int kind = trial % 4;
+        const int kind = trial % 5;
         const std::vector<float> signal = awkward(kind, 8100 + static_cast<uint64_t>(trial));
         const float *x = signal.data() + PAST;
         SCOPED_TRACE("kind " + std::to_string(kind) + ", " + test::seed_note(8100 + static_cast<uint64_t>(trial)));
@@ -106,6 +110,48 @@ TEST(Chains, AreThoseOfThePlainLoops)
                 static_cast<float>(y = static_cast<double>(static_cast<float>(
                                        0.267949192 * (static_cast<double>(want[static_cast<size_t>(i)]) - y))));
         ASSERT_TRUE(test::same_bits(coef.data(), want.data(), P + 3)) << "spline coefficients";
+    }
+}
+
+/* The filters and an autocorrelation side by side give what each gives alone, also where the autocorrelation has to be
+ * done again as it is defined. */
+TEST(Chains, BesideEachOtherAreWhatTheyAreAlone)
+{
+    for (int trial = 0; trial < 40; trial++) {
+        const uint64_t seed = 8300 + static_cast<uint64_t>(trial);
+        SCOPED_TRACE("kind " + std::to_string(trial % 6) + ", " + test::seed_note(seed));
+        const int older = trial < 20 ? FRAME_LEN / 2 : 4 * (trial - 20);
+        std::vector<float> x = trial % 6 == 5 ? test::noise(FRAME_LEN, 3000.0, seed) : awkward(trial % 6, seed);
+        const std::vector<int16_t> pcm = test::to_pcm(test::noise(FRAME_LEN, 5000.0, seed + 100));
+
+        float state[5] = {0.0f, 1000.0f, 900.0f, -800.0f, 700.0f}, same_state[5];
+        std::copy_n(state, 5, same_state);
+        float alone[FRAME_LEN], beside[FRAME_LEN], mean = 3.0f, same_mean = 3.0f;
+        iir_prefilter(prefilter_den, prefilter_num, pcm.data(), alone, state, FRAME_LEN);
+        dc_tracker(FRAME_LEN, &mean, alone);
+
+        Autocorr window(FRAME_LEN);
+        window.take(x.data(), older);
+        iir_prefilter(prefilter_den, prefilter_num, pcm.data(), beside, same_state, FRAME_LEN, &window);
+        dc_tracker(FRAME_LEN, &same_mean, beside, &window);
+        EXPECT_TRUE(test::same_bits(beside, alone, FRAME_LEN));
+        EXPECT_TRUE(test::same_bits(same_state, state, 5));
+        EXPECT_EQ(same_mean, mean);
+
+        float r[LPC_ORDER + 1];
+        ASSERT_EQ(window.missing(), 0);
+        window.finish(r, LPC_ORDER);
+        x.resize(FRAME_LEN);
+        for (int i = older; i < FRAME_LEN; i++)
+            x[static_cast<size_t>(i)] = analysis_window[i] * alone[i - older];
+        for (int lag = 0; lag <= LPC_ORDER; lag++) {
+            float sum = 0.0f;
+            for (size_t i = 0; i + static_cast<size_t>(lag) < FRAME_LEN; i++)
+                sum = static_cast<float>(static_cast<double>(sum) +
+                                         static_cast<double>(x[i]) *
+                                             static_cast<double>(x[i + static_cast<size_t>(lag)]));
+            ASSERT_TRUE(test::same_bits(r[lag], sum)) << "lag " << lag;
+        }
     }
 }
 
