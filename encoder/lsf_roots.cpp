@@ -170,8 +170,12 @@ bool cheb_eval_two_quickly(const Series &series, Pair64 x, float *F) noexcept
     Pair64 b[TERMS_CODEC + 2];
     b[TERMS_CODEC + 1] = b[TERMS_CODEC] = twice(wide(0));
     b[TERMS_CODEC - 1] = twice(series.w[TERMS_CODEC - 1]);
+    /* The first step adds two floats of much the same size, a multiple of x and a coefficient: where that carries, it is
+     * a tie half of the time. */
+    b[TERMS_CODEC - 2] =
+        rounded_wide(subtract_nearly(twice(series.w[TERMS_CODEC - 2]), minus_two_x, b[TERMS_CODEC - 1]));
     TALV_UNROLL
-    for (int i = TERMS_CODEC - 2; i >= 0; i--)
+    for (int i = TERMS_CODEC - 3; i >= 0; i--)
         b[i] = nearly_rounded(subtract_nearly(twice(series.w[i]) - b[i + 2], minus_two_x, b[i + 1]));
 
     bool holds = true;
