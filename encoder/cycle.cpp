@@ -33,20 +33,26 @@ void spline_passes(int P, const float *cycle, float *spline_coef) noexcept
  * of the cycle run side by side, each started from nothing WARM_UP samples before its own first one; where one of them
  * has not come to what its neighbour left off with, the proof finds it. */
 constexpr int WARM_UP = 20;
-constexpr int STRETCH_MAX = (LAG_MAX + 3 + LANES * LANES - 1) / (LANES * LANES) * LANES;
 
 /** Both passes by quick chains; returns whether they hold (dsp/simd_chain.h) */
-[[gnu::noinline]] bool spline_passes_quickly(int P, const float *cycle, float *spline_coef) noexcept
+[[gnu::noinline]] bool spline_passes_quickly(int P, const float *cycle, float *spline_coef, SquareSums *beside) noexcept
 {
     const int count = P + 3;
     const int stretch = (count + LANES * LANES - 1) / (LANES * LANES) * LANES; /* a multiple of LANES */
-    constexpr int ROOM = LANES * STRETCH_MAX + WARM_UP;
-    float input[WARM_UP + ROOM] = {}, forward_room[LANES + ROOM] = {}, backward[ROOM + LANES] = {};
+    /* Behind the cycle the stretches reach less than REST further, and their warming up, backwards, as much again. */
+    constexpr int REST = LANES * LANES;
+    constexpr int ROOM = LAG_MAX + 3 + REST + WARM_UP;
+    float input[WARM_UP + ROOM], forward_room[LANES + ROOM], backward[ROOM];
     float *x = input + WARM_UP, *forward = forward_room + LANES;
+    std::fill_n(input, WARM_UP, 0.0f);
     std::copy_n(cycle - 1, count, x);
+    std::fill_n(x + count, REST, 0.0f);
+    std::fill_n(forward_room, LANES, 0.0f);
+    backward[LANES * stretch] = 0.0f;
 
     const Wide4 pole = broadcast(SPLINE_POLE), minus_pole = broadcast(-SPLINE_POLE);
     Ties ties; /* the proof would find them */
+    SquareSums sums = *beside;
     Wide4 y = broadcast(wide(0));
     for (int t = -WARM_UP; t < stretch; t += LANES) {
         Float4 block[LANES];
@@ -59,6 +65,7 @@ constexpr int STRETCH_MAX = (LAG_MAX + 3 + LANES * LANES - 1) / (LANES * LANES) 
             y = nearly_rounded(add_nearly(widened(block[i]), y, minus_pole), &ties);
             block[i] = narrowed(y);
         }
+        sums.add_some();
         if (t < 0)
             continue;
         transpose(block);
@@ -66,8 +73,7 @@ constexpr int STRETCH_MAX = (LAG_MAX + 3 + LANES * LANES - 1) / (LANES * LANES) 
         for (int l = 0; l < LANES; l++)
             store4(forward + l * stretch + t, block[l]);
     }
-    for (int k = count; k < LANES * stretch; k++)
-        forward[k] = 0.0f;
+    std::fill_n(forward + count, REST + WARM_UP, 0.0f);
 
     y = broadcast(wide(0));
     for (int t = stretch + WARM_UP - LANES; t >= 0; t -= LANES) {
@@ -81,6 +87,7 @@ constexpr int STRETCH_MAX = (LAG_MAX + 3 + LANES * LANES - 1) / (LANES * LANES) 
             y = nearly_rounded(add_nearly(pole * widened(block[i]), y, minus_pole), &ties);
             block[i] = narrowed(y);
         }
+        sums.add_some();
         if (t >= stretch)
             continue;
         transpose(block);
@@ -88,6 +95,8 @@ constexpr int STRETCH_MAX = (LAG_MAX + 3 + LANES * LANES - 1) / (LANES * LANES) 
         for (int l = 0; l < LANES; l++)
             store4(backward + l * stretch + t, block[l]);
     }
+
+    *beside = sums;
 
     int holds = ALL_LANES;
     for (int k = 0; k < count; k += LANES) {
@@ -150,9 +159,10 @@ namespace
 
 } // namespace
 
-void cycle_resample(int P, const float *cycle, float *spline_coef, int points, float *out) noexcept
+void cycle_resample(int P, const float *cycle, float *spline_coef, int points, float *out, SquareSums *beside) noexcept
 {
-    if (CHAIN_AS_DEFINED || !spline_passes_quickly(P, cycle, spline_coef))
+    SquareSums none;
+    if (CHAIN_AS_DEFINED || !spline_passes_quickly(P, cycle, spline_coef, beside != nullptr ? beside : &none))
         spline_passes(P, cycle, spline_coef);
     sample_spline(P, spline_coef, points, out);
 }

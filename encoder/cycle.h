@@ -11,6 +11,7 @@
 #include "dsp/constants.h"
 #include "dsp/fft.h"
 #include "dsp/target.h"
+#include "encoder/gain.h"
 
 namespace talv::inline TALV_TARGET
 {
@@ -25,8 +26,10 @@ void cycle_fold(int P, int periods, const float *source, float *cycle) noexcept;
  *  cycle        I  [-1 .. P+1]   with its guards
  *  spline_coef  O  [-1 .. P+1]   work
  *  points       I                a power of two, 4 or more
- *  out          O  [points]      the value at position j P / points; at whole positions cycle[i] itself         */
-void cycle_resample(int P, const float *cycle, float *spline_coef, int points, float *out) noexcept;
+ *  out          O  [points]      the value at position j P / points; at whole positions cycle[i] itself
+ *  beside       IO               sums to go on with meanwhile, or null                                          */
+void cycle_resample(int P, const float *cycle, float *spline_coef, int points, float *out,
+                    SquareSums *beside = nullptr) noexcept;
 
 /** Magnitudes of harmonics 1 to `harmonics`, scaled to a mean square of 1
  *  spectrum  I  [harmonics+1]

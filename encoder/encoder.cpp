@@ -86,8 +86,9 @@ void fetch_ahead(const EncoderState *enc) noexcept
     vq_search(RS_DIM, RS_DIM, rs_vec, RS_ROWS, rs_codebook, rs_index);
 }
 
-/** Harmonic amplitudes of the cycle around PIVOT */
-[[gnu::noinline]] void code_amplitudes(const EncoderState *enc, int32_t pitch, int32_t *as_index) noexcept
+/** Harmonic amplitudes of the cycle around PIVOT, and beside them the sums for the gains */
+[[gnu::noinline]] void code_amplitudes(const EncoderState *enc, int32_t pitch, SquareSums *sums,
+                                       int32_t *as_index) noexcept
 {
     CycleBuffer cycle_avg, spline_coef;
     float cycle_128[FFT_MAX];
@@ -95,7 +96,7 @@ void fetch_ahead(const EncoderState *enc) noexcept
     float as_vec[AS_DIM];
     const int periods = FRAME_LEN / pitch;
     cycle_fold(pitch, periods, enc->res_hist + PIVOT - periods * pitch / 2, cycle_avg.first());
-    cycle_resample(pitch, cycle_avg.first(), spline_coef.first(), FFT_MAX, cycle_128);
+    cycle_resample(pitch, cycle_avg.first(), spline_coef.first(), FFT_MAX, cycle_128, sums);
     real_fft(cycle_128, cycle_fft, FFT_MAX, FFT_MAX, fft_bitrev, fft_twiddle);
     cycle_amplitudes(AS_DIM, cycle_fft, as_vec);
     vq_search(AS_DIM, AS_DIM, as_vec, AS_ROWS, as_codebook, as_index);
@@ -156,11 +157,12 @@ void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params)
     pitch_track(enc->corr_hist, enc->pitch_hist, &pitch);
 
     code_periodicity(enc, &params->rs_index);
-    code_amplitudes(enc, pitch, &params->as_index);
+    SquareSums sums = begin_square_sums(enc->sig_hist + STRETCH, FRAME_LEN, pitch);
+    code_amplitudes(enc, pitch, &sums, &params->as_index);
 
     /* Gains of the stretch */
     float gains[QUARTERS], gain_sum[QUARTERS];
-    subframe_rms(enc->sig_hist + STRETCH, FRAME_LEN, pitch, QUARTERS, gains);
+    subframe_rms(sums, gains);
     msvq_search(QUARTERS, gain_stage_sizes, gain_codebook, gains, gain_sum, params->gain_index);
 
     /* Only the field is limited: the analysis used the lag as it was. */

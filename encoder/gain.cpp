@@ -1,7 +1,5 @@
 #include "encoder/gain.h"
 
-#include "dsp/constants.h"
-#include "dsp/simd_chain.h"
 #include "dsp/wide.h"
 
 #include <cmath>
@@ -14,49 +12,54 @@ namespace
 
 static_assert(QUARTERS == LANES); /* the four windows run side by side */
 
-/** Sums of squares of four windows of L samples, `step` apart, the first of which ends at signal[step], each rounded to
- *  float at every term
- *  quick   whether to round nearly
- *  return  whether sum is the rounded one, if the samples are moderate                                              */
-template <bool quick>
-bool square_sums(const float *signal, int L, int step, float *sum) noexcept
+/** The sums as they are defined */
+[[gnu::cold]] Wide4 square_sums(const float *first, int n, int step) noexcept
 {
-    Wide4 acc = broadcast(wide(0));
-    Ties ties;
-    const auto add_squares = [&](Wide4 s) {
-        const Wide4 next = add_exact(acc, s, s);
-        acc = quick ? nearly_rounded(next, &ties) : rounded_wide(next);
-    };
-    int i = step - L;
-    for (; i + LANES <= step; i += LANES) {
-        Float4 block[LANES] = {load4(signal + i), load4(signal + step + i), load4(signal + 2 * step + i),
-                               load4(signal + 3 * step + i)};
-        transpose(block);
-        TALV_UNROLL
-        for (int t = 0; t < LANES; t++)
-            add_squares(widened(block[t]));
+    Wide4 sum = broadcast(wide(0));
+    for (int i = 0; i < n; i++) {
+        const Wide4 s = load_strided(first + i, step);
+        sum = rounded_wide(add_exact(sum, s, s));
     }
-    for (; i < step; i++)
-        add_squares(load_strided(signal + i, step));
-    store_rounded(sum, acc);
-    return !any(ties);
+    return sum;
 }
 
 } // namespace
 
-void subframe_rms(const float *signal, int length, int P, int segments, float *out) noexcept
+SquareSums begin_square_sums(const float *signal, int length, int P) noexcept
 {
-    const int seg = length / segments;
-    int L = P; /* a whole number of cycles, at least a segment: the window holds the same phases wherever it lies */
-    while (L < seg)
-        L += P;
-    const wide_t r = wide(1.0f / static_cast<float>(L));
+    SquareSums sums;
+    sums.step = length / QUARTERS;
+    sums.n = P; /* a whole number of cycles, at least a segment: the window holds the same phases wherever it lies */
+    while (sums.n < sums.step)
+        sums.n += P;
+    sums.end = signal + sums.step;
+    sums.next = sums.end - sums.n;
+    return sums;
+}
 
+void subframe_rms(const SquareSums &begun, float *out) noexcept
+{
+    SquareSums sums = begun;
+    while (sums.end - sums.next >= LANES)
+        sums.add_some();
+    for (; sums.next < sums.end; sums.next++) {
+        const Wide4 s = load_strided(sums.next, sums.step);
+        sums.sum = nearly_rounded(add_exact(sums.sum, s, s), &sums.ties);
+    }
+    const float *first = sums.end - sums.n;
+    if (any(sums.ties) || !all_moderate(first, sums.n + (QUARTERS - 1) * sums.step))
+        sums.sum = square_sums(first, sums.n, sums.step);
+
+    const wide_t r = wide(1.0f / static_cast<float>(sums.n));
     float sum[LANES];
-    if (!square_sums<true>(signal, L, seg, sum) || !all_moderate(signal + seg - L, length - seg + L))
-        square_sums<false>(signal, L, seg, sum);
-    for (int s = 0; s < segments; s++)
+    store_rounded(sum, sums.sum);
+    for (int s = 0; s < QUARTERS; s++)
         out[s] = rounded(std::sqrt(std::sqrt(wide(sum[s]) * r)));
+}
+
+void subframe_rms(const float *signal, int length, int P, int, float *out) noexcept
+{
+    subframe_rms(begin_square_sums(signal, length, P), out);
 }
 
 } // namespace talv::inline TALV_TARGET

@@ -153,6 +153,22 @@ TEST(Chains, BesideEachOtherAreWhatTheyAreAlone)
             ASSERT_TRUE(test::same_bits(r[lag], sum)) << "lag " << lag;
         }
     }
+    for (int P = LAG_MIN; P <= LAG_MAX; P++) {
+        const uint64_t seed = 8400 + static_cast<uint64_t>(P);
+        SCOPED_TRACE("lag " + std::to_string(P) + ", " + test::seed_note(seed));
+        const std::vector<float> x = P % 6 == 5 ? test::noise(PAST + FRAME_LEN, 3000.0, seed) : awkward(P % 6, seed);
+        const std::vector<float> cycle = test::noise(P + 3, 100.0, seed + 500);
+        float coef[LAG_MAX + 3], points[FFT_MAX], same_coef[LAG_MAX + 3], same_points[FFT_MAX];
+        float want[QUARTERS], got[QUARTERS];
+        cycle_resample(P, cycle.data() + 1, coef + 1, FFT_MAX, points);
+        subframe_rms(x.data() + PAST, FRAME_LEN, P, QUARTERS, want);
+        SquareSums sums = begin_square_sums(x.data() + PAST, FRAME_LEN, P);
+        cycle_resample(P, cycle.data() + 1, same_coef + 1, FFT_MAX, same_points, &sums);
+        subframe_rms(sums, got);
+        ASSERT_TRUE(test::same_bits(same_coef, coef, P + 3));
+        ASSERT_TRUE(test::same_bits(same_points, points, FFT_MAX));
+        ASSERT_TRUE(test::same_bits(got, want, QUARTERS));
+    }
 }
 
 } // namespace
