@@ -5,6 +5,9 @@
 #include "dsp/wide.h"
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
 
 namespace talv::inline TALV_TABLES
 {
@@ -47,14 +50,6 @@ namespace talv::inline TALV_TARGET
 
 namespace
 {
-
-/** Extend a cycle periodically by one element in front and two behind */
-void set_guards(float *cycle, int n) noexcept
-{
-    cycle[-1] = cycle[n - 1];
-    cycle[n] = cycle[0];
-    cycle[n + 1] = cycle[1];
-}
 
 /* A read position, in grid points. It runs on for as long as there is speech, and whether it has left the grid may decide
  * by how much the next cycle is displaced: its sums must be those of double. */
@@ -122,15 +117,45 @@ Position reduced(const Reader &reader) noexcept
 constexpr int POSITIONS = LENGTH_MAX + LANES;
 
 #ifndef TALV_FLOAT_ONLY
-/** Whether all sums of a reader's positions and steps are exact, so that any order of them gives the same
- *  Adding 2^12 and taking it away again leaves the multiples of 2^-40 alone, and sums of those below 2^12 fit into 53
- *  bits. So it is but for positions very close to 0 and those that were divided by an odd number.         */
-bool steps_are_exact(const Reader &reader) noexcept
+/** The positions of a reader in closed form: that of sample j is first + j (step + j bend), less as many times n as it
+ *  takes */
+struct Course {
+    wide_t first, step, bend;
+
+    wide_t position(wide_t j) const noexcept { return add_exact(first, j, add_exact(step, j, bend)); }
+};
+
+/** Whether x is a multiple of 1/units: adding 2^52/units and taking it away again leaves those alone, and no others */
+constexpr bool multiple_of(wide_t x, wide_t units) noexcept
 {
-    constexpr wide_t ROUNDER = 4096;
-    const wide_t step = wide(reader.step);
-    return reader.ramp == 0.0f && reader.pos < 2 * reader.n && (reader.pos + ROUNDER) - ROUNDER == reader.pos &&
-           (step + ROUNDER) - ROUNDER == step;
+    const wide_t large = 0x1p52 / units;
+    return (x + large) - large == x;
+}
+
+/** Whether adding the ramp raises a step by `rise`, rounded to float, `count` times in a row
+ *  It does so once. It always does, by as many units in the step's last place, while the step stays strictly between
+ *  the same two powers of two, unless the ramp lies in the middle between two numbers of units, where rounding goes by
+ *  the parity.                                                                                                     */
+bool rises_evenly(float step, float ramp, wide_t rise, int count) noexcept
+{
+    constexpr uint32_t EXPONENT = 0x7f800000, MANTISSA = 0x007fffff;
+    const uint32_t bits = std::bit_cast<uint32_t>(step);
+    const uint32_t last = std::bit_cast<uint32_t>(rounded(wide(step) + wide(count) * rise));
+    const wide_t unit = wide(std::bit_cast<float>(bits & EXPONENT)) * 0x1p-23;
+    return ramp == 0.0f || (((bits ^ last) & EXPONENT) == 0 && (bits & MANTISSA) != 0 && (last & MANTISSA) != 0 &&
+                            2 * std::fabs(wide(ramp) - rise) < unit);
+}
+
+/** The course of a reader over `count` samples; false where it has none, which is rare: at positions very close to 0 or
+ *  divided by an odd number, and where the step passes a power of two
+ *  Steps are multiples of 2^-30 then and positions of 2^-40, all below 2^12, so that sums and products here are exact:
+ *  they are what adding up step by step comes to.                                                                  */
+bool course_of(const Reader &reader, int count, Course *course) noexcept
+{
+    const wide_t step = wide(reader.step), rise = wide(reader.step + reader.ramp) - step;
+    *course = {reduced(reader), step - 0.5 * rise, 0.5 * rise};
+    return reader.pos < 2 * reader.n && multiple_of(reader.pos, 0x1p40) && multiple_of(step, 0x1p30) &&
+           rises_evenly(reader.step, reader.ramp, rise, count);
 }
 #endif
 
@@ -163,54 +188,44 @@ TALV_INLINE T spline_cubic(T a, T b, T c, T e, T x, T two, T three, T four) noex
 
 /** Four positions: the grid points before them and how far they lie beyond */
 struct Places {
-    uint32_t point[LANES];
+    int32_t point[LANES];
     Wide4 x;
 };
 
-#ifdef TALV_FLOAT_ONLY
 TALV_INLINE Places places_of(const Position *pos) noexcept
 {
     Places places;
+#ifdef TALV_FLOAT_ONLY
     for (int l = 0; l < LANES; l++) {
-        places.point[l] = static_cast<uint32_t>(whole_part(pos[l]));
+        places.point[l] = whole_part(pos[l]);
         places.x.v[l] = fraction(pos[l]);
     }
+#else
+    const Wide4 four = load(pos);
+    const Int4 whole = truncated(four);
+    std::memcpy(places.point, &whole, sizeof whole);
+    places.x = four - widened(whole);
+#endif
     return places;
 }
-#else
-TALV_INLINE Places places_of(Wide4 pos) noexcept
-{
-    const Int4 point = truncated(pos);
-    return {{static_cast<uint32_t>(point[0]), static_cast<uint32_t>(point[1]), static_cast<uint32_t>(point[2]),
-             static_cast<uint32_t>(point[3])},
-            pos - widened(point)};
-}
-TALV_INLINE Places places_of(const Position *pos) noexcept
-{
-    return places_of(load(pos));
-}
-#endif
 
-/** spline_value() at four places */
-TALV_INLINE Wide4 spline_values(const float *coef, const Places &places) noexcept
+/** spline_value() at four places: x beyond the grid points */
+TALV_INLINE Wide4 spline_values(const float *coef, const int32_t *point, Wide4 x) noexcept
 {
     Wide4 block[LANES];
     TALV_UNROLL
     for (int l = 0; l < LANES; l++)
-        block[l] = load_wide(coef - 1 + places.point[l]);
+        block[l] = load_wide(coef - 1 + static_cast<uint32_t>(point[l]));
     transpose(block);
-    return spline_cubic(block[0], block[1], block[2], block[3], places.x, broadcast(2.0), broadcast(3.0),
-                        broadcast(4.0));
+    return spline_cubic(block[0], block[1], block[2], block[3], x, broadcast(2.0), broadcast(3.0), broadcast(4.0));
 }
 
 /** Four samples of the cross-fade
- *  weight  I  of the new cycle                                                                                      */
-TALV_INLINE Float4 cross_fade(const float *old_cycle, const Places &old_places, const float *new_cycle,
-                              const Places &new_places, Wide4 weight) noexcept
+ *  old_value  I  rounded
+ *  weight     I  of the new cycle                                                                                   */
+TALV_INLINE Float4 cross_fade(Wide4 old_value, Wide4 new_value, Wide4 weight) noexcept
 {
-    const Wide4 A = rounded_wide(spline_values(old_cycle, old_places));
-    const Wide4 B = spline_values(new_cycle, new_places);
-    return narrowed(A + weight * (B - A));
+    return narrowed(old_value + weight * (new_value - old_value));
 }
 
 /** The next weights of a subframe whose length the table lacks
@@ -225,14 +240,15 @@ TALV_INLINE Float4 cross_fade(const float *old_cycle, const Places &old_places, 
 }
 
 /** Samples up to whole groups of four, at most LENGTH_MAX, at positions that are found one after the other */
-[[gnu::noinline]] void fade_gliding(const float *old_cycle, const float *new_cycle, Reader *reader, const float *weight,
-                                    int count, float *out) noexcept
+[[gnu::cold, gnu::noinline]] void fade_gliding(const float *old_cycle, const float *new_cycle, Reader *reader,
+                                               const float *weight, int count, float *out) noexcept
 {
     Position pos[POSITIONS];
     read_positions(reader, count, pos);
     for (int j = 0; j < count; j += LANES) {
-        const Places places = places_of(pos + j);
-        store4(out + j, cross_fade(old_cycle, places, new_cycle, places, load_wide(weight + j)));
+        const Places at = places_of(pos + j);
+        store4(out + j, cross_fade(rounded_wide(spline_values(old_cycle, at.point, at.x)),
+                                   spline_values(new_cycle, at.point, at.x), load_wide(weight + j)));
     }
 }
 
@@ -248,32 +264,50 @@ constexpr int APART = 20; /* samples at a time, to spare the stack */
         read_positions(old_reader, some, pos_old);
         read_positions(new_reader, some, pos_new);
         for (int j = 0; j < some; j += LANES) {
-            const Places old_places = places_of(pos_old + j), new_places = places_of(pos_new + j);
-            store4(out + j, cross_fade(old_cycle, old_places, new_cycle, new_places, load_wide(weight + j)));
+            const Places old_at = places_of(pos_old + j), new_at = places_of(pos_new + j);
+            store4(out + j, cross_fade(rounded_wide(spline_values(old_cycle, old_at.point, old_at.x)),
+                                       spline_values(new_cycle, new_at.point, new_at.x), load_wide(weight + j)));
         }
     }
 }
 
 #ifndef TALV_FLOAT_ONLY
-/** As fade_gliding() where steps_are_exact(): four positions advance at a time */
-void fade_steady(const float *old_cycle, const float *new_cycle, Reader *reader, const float *weight, int count,
-                 float *out) noexcept
+/** The same on a course
+ *  In three short loops: a processor sees no further ahead than one turn of a long one, and each turn is a chain of many
+ *  operations.
+ *  return  where the sample after the last one would be read, not reduced                                          */
+wide_t fade_on_course(const float *old_cycle, const float *new_cycle, const Course &course, int n, const float *weight,
+                      int count, float *out) noexcept
 {
-    const wide_t first = reduced(*reader), step = wide(reader->step);
-    const Wide4 n = broadcast(reader->n), advance = broadcast(LANES * step);
-    Wide4 next = make_wide4(first, first + step, first + 2 * step, first + 3 * step), now = next;
-    for (int j = 0; j < count; j += LANES, next = now + advance) {
-        now = wrapped(next, n);
-        const Places places = places_of(now);
-        store4(out + j, cross_fade(old_cycle, places, new_cycle, places, load_wide(weight + j)));
+    const Wide4 first = broadcast(course.first), step = broadcast(course.step), bend = broadcast(course.bend);
+    int32_t point[POSITIONS];
+    wide_t beyond[POSITIONS];
+    Wide4 j = make_wide4(0.0, 1.0, 2.0, 3.0);
+    for (int i = 0; i < count; i += LANES, j = j + broadcast(LANES)) {
+        const Wide4 pos = add_exact(first, j, add_exact(step, j, bend));
+        const Int4 whole = truncated(pos), on_grid = whole & (n - 1); /* n is a power of two */
+        std::memcpy(point + i, &on_grid, sizeof on_grid);
+        store(beyond + i, pos - widened(whole));
     }
-    wide_t last[LANES];
-    store(last, now);
-    reader->pos = last[(count - 1) % LANES] + step;
+    for (int i = 0; i < count; i += LANES)
+        store_rounded(out + i, spline_values(old_cycle, point + i, load(beyond + i)));
+    for (int i = 0; i < count; i += LANES)
+        store4(out + i, cross_fade(load_wide(out + i), spline_values(new_cycle, point + i, load(beyond + i)),
+                                   load_wide(weight + i)));
+
+    const int last_point = static_cast<int>(course.position(wide(count - 1)));
+    return course.position(wide(count)) - wide(last_point & -n);
 }
 #endif
 
 } // namespace
+
+void set_guards(float *cycle, int n) noexcept
+{
+    cycle[-1] = cycle[n - 1];
+    cycle[n] = cycle[0];
+    cycle[n + 1] = cycle[1];
+}
 
 bool continuity_break(float rs_before, float rs_now, float gain_before, float gain_now) noexcept
 {
@@ -311,9 +345,10 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
         float room[POSITIONS];
         const float *weight = listed ? weights<wide_t>.t + weights<wide_t>.from[L] : make_weights(L, count, &t, room);
 #ifndef TALV_FLOAT_ONLY
-        if (equal && steps_are_exact(old_reader)) { /* two cycles of one lag, the usual case */
-            fade_steady(old_cycle, new_cycle, &old_reader, weight, count, out + from);
-            continue;
+        Course course;
+        if (equal && listed && course_of(old_reader, L, &course)) { /* nearly always */
+            old_reader.pos = fade_on_course(old_cycle, new_cycle, course, n_old, weight, L, out);
+            break;
         }
 #endif
         if (equal)

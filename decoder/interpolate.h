@@ -22,6 +22,9 @@ namespace talv::inline TALV_TARGET
  *  True at a sudden loss of noisiness (by more than 0.5) and at a sudden rise of the level (beyond three times). */
 bool continuity_break(float rs_before, float rs_now, float gain_before, float gain_now) noexcept;
 
+/** Extend a cycle of n coefficients periodically by one element in front and two behind */
+void set_guards(float *cycle, int n) noexcept;
+
 /** Value of a periodic cubic B-spline: 6 times the uniform one, so a + 4b + c at whole positions
  *  coef  I     around the position: indices trunc(pos) - 1 .. trunc(pos) + 2 are read
  *  pos   I     in grid points, 0 or above                                                                        */

@@ -86,6 +86,12 @@ TALV_INLINE Float4 last_and_three(Float4 x, Float4 y) noexcept
     return __builtin_shufflevector(x, y, 3, 4, 5, 6);
 }
 
+/* The last two lanes of x and the first two of y */
+TALV_INLINE Float4 last_two_and_two(Float4 x, Float4 y) noexcept
+{
+    return __builtin_shufflevector(x, y, 2, 3, 4, 5);
+}
+
 /* Two doubles. In the links of a recursive chain both lanes hold the same value. */
 #ifdef TALV_SIMD_AVX2
 using Pair64 = wide_t __attribute__((vector_size(16)));
@@ -219,11 +225,6 @@ TALV_INLINE void transpose(Wide4 (&block)[4]) noexcept
     block[2].v = _mm256_permute2f128_pd(low01, low23, 0x31);
     block[3].v = _mm256_permute2f128_pd(high01, high23, 0x31);
 }
-/* x - n where x >= n, else x */
-TALV_INLINE Wide4 wrapped(Wide4 x, Wide4 n) noexcept
-{
-    return {_mm256_sub_pd(x.v, _mm256_and_pd(_mm256_cmp_pd(x.v, n.v, _CMP_GE_OQ), n.v))};
-}
 
 #else
 
@@ -317,14 +318,6 @@ TALV_INLINE void transpose(Wide4 (&block)[4]) noexcept
     block[1] = {__builtin_shufflevector(r0.lo, r1.lo, 1, 3), __builtin_shufflevector(r2.lo, r3.lo, 1, 3)};
     block[2] = {__builtin_shufflevector(r0.hi, r1.hi, 0, 2), __builtin_shufflevector(r2.hi, r3.hi, 0, 2)};
     block[3] = {__builtin_shufflevector(r0.hi, r1.hi, 1, 3), __builtin_shufflevector(r2.hi, r3.hi, 1, 3)};
-}
-TALV_INLINE Pair64 wrapped(Pair64 x, Pair64 n) noexcept
-{
-    return x >= n ? x - n : x;
-}
-TALV_INLINE Wide4 wrapped(Wide4 x, Wide4 n) noexcept
-{
-    return {wrapped(x.lo, n.lo), wrapped(x.hi, n.hi)};
 }
 
 #endif

@@ -98,6 +98,10 @@ TALV_LANES Float4 last_and_three(Float4 x, Float4 y) noexcept
 {
     return {{x.v[3], y.v[0], y.v[1], y.v[2]}};
 }
+TALV_LANES Float4 last_two_and_two(Float4 x, Float4 y) noexcept
+{
+    return {{x.v[2], x.v[3], y.v[0], y.v[1]}};
+}
 TALV_LANES Float4 load_pairs(const float *x, const float *y) noexcept
 {
     return {{x[0], x[1], y[0], y[1]}};
@@ -157,6 +161,10 @@ TALV_LANES4 Int4 truncated(const Wide4 &x) noexcept
 {
     return {{static_cast<int32_t>(x.v[0]), static_cast<int32_t>(x.v[1]), static_cast<int32_t>(x.v[2]),
              static_cast<int32_t>(x.v[3])}};
+}
+TALV_LANES4 Int4 operator&(const Int4 &x, int32_t mask) noexcept
+{
+    return {{x.v[0] & mask, x.v[1] & mask, x.v[2] & mask, x.v[3] & mask}};
 }
 TALV_LANES4 Wide4 widened(const Int4 &x) noexcept
 {
@@ -256,15 +264,6 @@ TALV_LANES void transpose(Wide4 (&block)[4]) noexcept
             block[i].v[j] = block[j].v[i];
             block[j].v[i] = v;
         }
-}
-/* x - n where x >= n, else x */
-TALV_LANES Wide4 wrapped(const Wide4 &x, const Wide4 &n) noexcept
-{
-    Wide4 out = x;
-    for (int i = 0; i < 4; i++)
-        if (x.v[i] >= n.v[i])
-            out.v[i] = x.v[i] - n.v[i];
-    return out;
 }
 TALV_LANES Float4 square_root(Float4 x) noexcept
 {

@@ -48,19 +48,12 @@ double reading(const Cycle &cycle, double pos)
     return sum;
 }
 
-void set_guards(Cycle &cycle)
-{
-    cycle.at0()[-1] = cycle.at0()[cycle.n - 1];
-    cycle.at0()[cycle.n] = cycle.at0()[0];
-    cycle.at0()[cycle.n + 1] = cycle.at0()[1];
-}
-
 TEST(SplineValue, SumOfShiftedKernels)
 {
     const uint64_t seed = 3;
     SCOPED_TRACE(test::seed_note(seed));
     Cycle cycle(64, seed);
-    set_guards(cycle);
+    set_guards(cycle.at0(), cycle.n);
     test::Random random(seed);
     for (int trial = 0; trial < 5000; trial++) {
         const double pos = random.uniform(0.0, 64.0);
@@ -152,6 +145,40 @@ TEST(CwInterpolate, AgainstPlainGlideForEveryPairOfLags)
                 ASSERT_EQ(c->at0()[c->n + 1], c->at0()[1]);
             }
         }
+}
+
+/** On one grid, against one step after the other, to the last bit. Among the starts are some whose sums are not exact in
+ *  double, and among the lags those whose step passes a power of two. */
+TEST(CwInterpolate, PositionsAreRunningSums)
+{
+    for (const int L : {20, 31, 80})
+        for (int p_old = LAG_MIN; p_old <= LAG_MAX_FRAME; p_old++)
+            for (const int p_new : {p_old, p_old + 1, p_old - 1, p_old + 7, p_old - 12}) {
+                const int n = grid_of(p_old);
+                if (p_new < LAG_MIN || p_new > LAG_MAX_FRAME || grid_of(p_new) != n)
+                    continue;
+                const float f0 = 1.0f / static_cast<float>(p_old), f1 = 1.0f / static_cast<float>(p_new);
+                const float size = static_cast<float>(n), d = (f1 - f0) / static_cast<float>(L);
+                for (const float start : {0.0f, 5.3f, size - 0.1f, size + 0.5f, 1e-9f, 1.0f / 3.0f}) {
+                    Cycle old_cycle(n, static_cast<uint64_t>(p_old)), new_cycle(n, static_cast<uint64_t>(p_new) + 999);
+                    float phase = start, out[L_MAX + 4];
+                    cw_interpolate(n, n, old_cycle.at0(), new_cycle.at0(), p_old, p_new, L, out, &phase);
+                    double pos = static_cast<double>(start);
+                    float step = f0 * size, t = 0.0f;
+                    for (int j = 0; j < L; j++) {
+                        pos -= pos >= n ? n : 0;
+                        const double A = static_cast<double>(static_cast<float>(spline_value(old_cycle.at0(), pos)));
+                        const double B = spline_value(new_cycle.at0(), pos);
+                        ASSERT_TRUE(test::same_bits(out[j], static_cast<float>(A + static_cast<double>(t) * (B - A))))
+                            << "lags " << p_old << ", " << p_new << ", start " << start << ", sample " << j;
+                        pos += static_cast<double>(step);
+                        step += d * size;
+                        t = static_cast<float>(static_cast<double>(t) + 1.0 / L);
+                    }
+                    ASSERT_TRUE(test::same_bits(phase, static_cast<float>(pos)))
+                        << "lags " << p_old << ", " << p_new << ", start " << start;
+                }
+            }
 }
 
 /** One cycle on both sides: cut into subframes anywhere, it is read as in one go */
