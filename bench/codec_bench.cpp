@@ -342,16 +342,19 @@ void stage_cycle_synthesis(benchmark::State &state)
 {
     const Envelope envelope;
     const int p = static_cast<int>(state.range(0)), h = p / 2;
-    float amp[AMP_ROOM], cycle[CYCLE_STORE];
-    std::fill_n(amp, AMP_ROOM, 1.0f);
-    Spectrum spec;
+    float amp[1][AMP_ROOM], cycle[CYCLE_STORE];
+    std::fill_n(amp[0], AMP_ROOM, 1.0f);
+    Spectrum spec, *const whole = &spec;
+    const float rs = 0.25f, gain = 100.0f;
     uint32_t seed = 4385;
     for (auto _ : state) {
         int32_t n;
         fft_size_for(p, FFT_MAX, &n);
         lpc_spectrum(envelope.poly, POLY_TERMS, p, &spec);
-        const float E = divide_excitation(&seed, h, 0.25f, amp, &spec);
-        finish_spectrum(p, n, E, 77.0f, &spec);
+        float energy, factor;
+        divide_excitations(&seed, 1, h, &rs, amp, &whole, &energy);
+        level_factors(1, &p, &n, &gain, &energy, &factor);
+        finish_spectrum(p, n, factor, &spec);
         real_ifft(&spec, cycle + 1, n, FFT_MAX, fft_bitrev, fft_twiddle);
         benchmark::DoNotOptimize(cycle[1]);
     }

@@ -37,6 +37,9 @@ constexpr float TILT_C1 = rounded(-2.0 * static_cast<double>(TILT_RADIUS) * cos_
 constexpr float TILT_C2 = TILT_RADIUS * TILT_RADIUS;
 static_assert(std::bit_cast<uint32_t>(TILT_C2) == 0x3D23D70B);
 
+constexpr int32_t BATCH = LANES; /* subframes that are made together */
+static_assert(BATCH == SPECTRA_MAX);
+
 constexpr int32_t START_LAG = 64;
 constexpr int32_t START_GRID = 64;
 constexpr float START_LSF_STEP = 0.25f;
@@ -49,8 +52,8 @@ struct Tracks {
     float lpc[MAX_SUBFRAMES][LPC_ORDER];
     int32_t pitch[MAX_SUBFRAMES];
     float rs[MAX_SUBFRAMES];
-    float as[AMP_ROOM];    /* of the subframe before the one at work, then 1.0, as divide_excitation() wants it */
-    float as_step[AS_DIM]; /* from one to the next */
+    float as[AMP_ROOM];      /* of the subframe before the one at work, then 1.0, as divide_excitations() wants it */
+    float as_step[AMP_ROOM]; /* from one to the next, then 0.0 */
 };
 
 /** Expand a frame into tracks that start where the frame before ended
@@ -82,86 +85,160 @@ void expand_parameters(DecoderState *dec, const FrameParams *params, Tracks *tra
     std::copy_n(dec->as_prev, AS_DIM, tracks->as);
     std::fill_n(tracks->as + AS_DIM, AMP_ROOM - AS_DIM, 1.0f);
     as_step(AS_DIM, dec->as_prev, as_new, K, tracks->as_step);
+    std::fill_n(tracks->as_step + AS_DIM, AMP_ROOM - AS_DIM, 0.0f);
 
     msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, dec->gain_hist + 1, params->gain_index);
     gain_interp(QUARTERS, dec->gain_hist + 1, K, GAIN_ONSET, dec->gain_track + 1);
 }
 
-/** What a frame computes ahead of the subframe that wants it */
-struct Ahead {
-    Spectrum lpc_spec[SPECTRA_MAX]; /* of subframes `first` .. `end` - 1, which have one lag */
-    int32_t first, end;
-    PostfilterTaps taps[LANES]; /* of subframe k at k mod 4, made for four of them at a time */
+/** What a subframe's cycle is made in: the envelope's spectrum, then the cycle's, and at last the cycle */
+union Cycle {
+    Spectrum spec;
+    float coef[2 * SPECTRUM_ROOM]; /* as DecoderState::cycle_new */
+};
+static_assert(2 * SPECTRUM_ROOM >= CYCLE_STORE);
+
+/** Subframes that are made together. Each stage goes through all of them before the next one begins: what one of them
+ *  waits for, the others fill. */
+struct Batch {
+    int32_t first, count; /* subframes first .. first + count - 1 of the frame */
+    int32_t grid[BATCH];  /* grid sizes                                        */
+    bool breaks[BATCH];   /* where the old cycle is dropped                    */
+    float energy[BATCH];  /* of the spectra, what level_factors() needs        */
+    Cycle cycle[BATCH];
 };
 
-/** The envelopes' spectra of subframe k and of the next ones of the same lag */
-[[gnu::noinline]] void envelopes(const DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
+void plan_batch(const DecoderState *dec, const Tracks *tracks, int32_t first, Batch *batch) noexcept
 {
-    float poly[SPECTRA_MAX][POLY_TERMS];
-    int32_t count = 0;
-    while (count < SPECTRA_MAX && k + count < tracks->K && tracks->pitch[k + count] == tracks->pitch[k]) {
-        tilted_poly(tracks->lpc[k + count], dec->tilt_c1, dec->tilt_c2, poly[count]);
-        count++;
+    batch->first = first;
+    batch->count = std::min(tracks->K - first, BATCH);
+    for (int32_t i = 0; i < batch->count; i++) {
+        const int32_t k = first + i;
+        fft_size_for(tracks->pitch[k], FFT_MAX, batch->grid + i);
+        batch->breaks[i] = continuity_break(k == 0 ? dec->rs_prev : tracks->rs[k - 1], tracks->rs[k],
+                                            dec->gain_track[k], dec->gain_track[k + 1]);
     }
-    lpc_spectra(poly, count, tracks->pitch[k], ahead->lpc_spec);
-    ahead->first = k;
-    ahead->end = k + count;
 }
 
-/** Filter the samples of subframe k from syn_hist to out_hist */
-void postfilter_subframe(DecoderState *dec, const Tracks *tracks, int32_t k, Ahead *ahead) noexcept
+/** The envelopes' spectra, those of one lag together */
+void envelopes(const DecoderState *dec, const Tracks *tracks, Batch *batch) noexcept
 {
-    const int32_t from = tracks->bounds[k];
-    const int32_t L = tracks->bounds[k + 1] - from;
-    if (k % LANES == 0)
-        postfilter_design(tracks->lpc[k], std::min(tracks->K - k, int32_t{LANES}), ahead->taps);
-    postfilter_run(ahead->taps + k % LANES, L, dec->syn_hist + SYN_PAST + from, dec->out_hist + OUT_PAST + from);
+    float poly[BATCH][POLY_TERMS];
+    Spectrum *spec[BATCH];
+    for (int32_t i = 0; i < batch->count; i++) {
+        tilted_poly(tracks->lpc[batch->first + i], dec->tilt_c1, dec->tilt_c2, poly[i]);
+        spec[i] = &batch->cycle[i].spec;
+    }
+    const int32_t *p = tracks->pitch + batch->first;
+    for (int32_t i = 0, count; i < batch->count; i += count) {
+        for (count = 1; i + count < batch->count && p[i + count] == p[i];)
+            count++;
+        lpc_spectra(poly + i, count, p[i], spec + i);
+    }
 }
 
-/** Build the cycle of subframe k in dec->cycle_new, as spline coefficients; its grid size is the result
- *  The post-filter runs one subframe behind, between the cycle's spectrum and its transform: its chain from sample to
- *  sample then has other work beside it, the one factor that the whole spectrum waits for among it, and the transform
- *  reads nothing that was written just before.
- *  spec  IO  the envelope's spectrum, then the cycle's                                                               */
-[[gnu::noinline]] int32_t build_cycle(DecoderState *dec, Tracks *tracks, int32_t k, Spectrum *spec,
-                                      Ahead *ahead) noexcept
+/** Divide the excitations by the envelopes, two of one lag together */
+void excitations(DecoderState *dec, Tracks *tracks, Batch *batch) noexcept
 {
-    const int32_t p = tracks->pitch[k];
-    int32_t n;
-    fft_size_for(p, FFT_MAX, &n);
-    for (int d = 0; d < AS_DIM; d++)
-        tracks->as[d] += tracks->as_step[d];
-    const float E = divide_excitation(&dec->noise_seed, p / 2, tracks->rs[k], tracks->as, spec);
-    const float scale = rounded(wide(n) * wide(dec->gain_track[k + 1]) * wide(CYCLE_LEVEL) / wide(p));
-    finish_spectrum(p, n, E, scale, spec);
-    if (k > 0)
-        postfilter_subframe(dec, tracks, k - 1, ahead);
-    real_ifft(spec, dec->cycle_new + 1, n, FFT_MAX, fft_bitrev, fft_twiddle);
-    return n;
+    const int32_t *p = tracks->pitch + batch->first;
+    for (int32_t i = 0, count; i < batch->count; i += count) {
+        count = i + 1 < batch->count && p[i + 1] == p[i] ? 2 : 1;
+        float amp[2][AMP_ROOM];
+        Spectrum *spec[2];
+        for (int32_t j = 0; j < count; j++) {
+            for (int d = 0; d < AMP_ROOM; d += LANES) {
+                const Float4 now = load4(tracks->as + d) + load4(tracks->as_step + d);
+                store4(tracks->as + d, now);
+                store4(amp[j] + d, now);
+            }
+            spec[j] = &batch->cycle[i + j].spec;
+        }
+        divide_excitations(&dec->noise_seed, count, p[i] / 2, tracks->rs + batch->first + i, amp, spec,
+                           batch->energy + i);
+    }
 }
 
-/** The new cycle takes the place of the old one */
-void replace_cycle(DecoderState *dec, int32_t n, int32_t p) noexcept
+/** From the spectra to the cycles, as spline coefficients */
+void transforms(const DecoderState *dec, const Tracks *tracks, Batch *batch) noexcept
+{
+    const int32_t *p = tracks->pitch + batch->first;
+    float factor[BATCH];
+    level_factors(batch->count, p, batch->grid, dec->gain_track + batch->first + 1, batch->energy, factor);
+    for (int32_t i = 0; i < batch->count; i++)
+        finish_spectrum(p[i], batch->grid[i], factor[i], &batch->cycle[i].spec);
+    for (int32_t i = 0; i < batch->count; i++)
+        real_ifft(&batch->cycle[i].spec, batch->cycle[i].coef + 1, batch->grid[i], FFT_MAX, fft_bitrev, fft_twiddle);
+}
+
+void copy_cycle(const float *from, int32_t n, float *to) noexcept
 {
     constexpr int32_t AT_ONCE = 32; /* which n is a multiple of */
     for (int32_t i = 1; i <= n; i += AT_ONCE)
-        std::memcpy(dec->cycle_old + i, dec->cycle_new + i, AT_ONCE * sizeof(float));
-    dec->cycle_old_len = n;
-    dec->pitch_prev = p;
+        std::memcpy(to + i, from + i, AT_ONCE * sizeof(float));
 }
 
-/** Write the samples of subframe k to syn_hist and move on to its cycle */
-void interpolate_subframe(DecoderState *dec, const Tracks *tracks, int32_t k, int32_t n) noexcept
+/** Bring the state's cycles to where subframe i leaves them */
+void keep_cycle(DecoderState *dec, const Tracks *tracks, const Batch *batch, int32_t i) noexcept
 {
-    const int32_t p = tracks->pitch[k];
-    const int32_t from = tracks->bounds[k];
-    const int32_t L = tracks->bounds[k + 1] - from;
-    if (continuity_break(dec->rs_prev, tracks->rs[k], dec->gain_track[k], dec->gain_track[k + 1]))
-        replace_cycle(dec, n, p);
-    cw_interpolate(dec->cycle_old_len, n, dec->cycle_old + 1, dec->cycle_new + 1, dec->pitch_prev, p, L,
-                   dec->syn_hist + SYN_PAST + from, &dec->cycle_phase);
-    replace_cycle(dec, n, p);
-    dec->rs_prev = tracks->rs[k];
+    const int32_t n = batch->grid[i];
+    copy_cycle(batch->cycle[i].coef, n, dec->cycle_new);
+    if (batch->breaks[i]) {
+        copy_cycle(dec->cycle_new, n, dec->cycle_old);
+        dec->cycle_old_len = n;
+    }
+    set_guards(dec->cycle_old + 1, dec->cycle_old_len);
+    set_guards(dec->cycle_new + 1, n);
+    copy_cycle(dec->cycle_new, n, dec->cycle_old);
+    dec->cycle_old_len = n;
+    dec->pitch_prev = tracks->pitch[batch->first + i];
+    dec->rs_prev = tracks->rs[batch->first + i];
+}
+
+/** Write the samples of the subframes to syn_hist, each one from the cycle before to its own */
+void interpolate_batch(DecoderState *dec, const Tracks *tracks, Batch *batch) noexcept
+{
+    float *old_cycle = dec->cycle_old;
+    int32_t n_old = dec->cycle_old_len, p_old = dec->pitch_prev;
+    bool alike = true; /* one grid throughout */
+    int32_t kept = 0;  /* subframes that the state's cycles have gone through */
+    for (int32_t i = 0; i < batch->count; i++) {
+        const int32_t k = batch->first + i, n = batch->grid[i], p = tracks->pitch[k];
+        float *new_cycle = batch->cycle[i].coef;
+        alike = alike && n == n_old;
+        if (batch->breaks[i]) {
+            old_cycle = new_cycle;
+            if (n < n_old) { /* read beyond the guards for some samples, where earlier cycles are left */
+                for (; kept <= i; kept++)
+                    keep_cycle(dec, tracks, batch, kept);
+                old_cycle = dec->cycle_old;
+                new_cycle = dec->cycle_new;
+            }
+            n_old = n;
+            p_old = p;
+        }
+        const int32_t from = tracks->bounds[k], L = tracks->bounds[k + 1] - from;
+        cw_interpolate(n_old, n, old_cycle + 1, new_cycle + 1, p_old, p, L, dec->syn_hist + SYN_PAST + from,
+                       &dec->cycle_phase);
+        old_cycle = batch->cycle[i].coef;
+        n_old = n;
+        p_old = p;
+    }
+    if (alike) /* the last two overwrite all of those before */
+        kept = std::max(kept, batch->count - 2);
+    for (; kept < batch->count; kept++)
+        keep_cycle(dec, tracks, batch, kept);
+}
+
+/** Filter the samples of the subframes from syn_hist to out_hist */
+[[gnu::noinline]] void postfilter_batch(DecoderState *dec, const Tracks *tracks, const Batch *batch) noexcept
+{
+    PostfilterTaps taps[BATCH];
+    postfilter_design(tracks->lpc[batch->first], batch->count, taps);
+    for (int32_t i = 0; i < batch->count; i++) {
+        const int32_t from = tracks->bounds[batch->first + i];
+        const int32_t L = tracks->bounds[batch->first + i + 1] - from;
+        postfilter_run(taps + i, L, dec->syn_hist + SYN_PAST + from, dec->out_hist + OUT_PAST + from);
+    }
 }
 
 /** What the next frame starts from */
@@ -196,15 +273,15 @@ void decoder_synthesise(DecoderState *dec, const FrameParams *params, int16_t *p
     Tracks tracks;
     float lsf_new[LPC_ORDER], as_new[AS_DIM];
     expand_parameters(dec, params, &tracks, lsf_new, as_new);
-    Ahead ahead;
-    ahead.end = 0;
-    for (int32_t k = 0; k < tracks.K; k++) {
-        if (k >= ahead.end)
-            envelopes(dec, &tracks, k, &ahead);
-        const int32_t n = build_cycle(dec, &tracks, k, &ahead.lpc_spec[k - ahead.first], &ahead);
-        interpolate_subframe(dec, &tracks, k, n);
+    Batch batch;
+    for (int32_t k = 0; k < tracks.K; k += BATCH) {
+        plan_batch(dec, &tracks, k, &batch);
+        envelopes(dec, &tracks, &batch);
+        excitations(dec, &tracks, &batch);
+        transforms(dec, &tracks, &batch);
+        interpolate_batch(dec, &tracks, &batch);
+        postfilter_batch(dec, &tracks, &batch);
     }
-    postfilter_subframe(dec, &tracks, tracks.K - 1, &ahead);
     carry_history(dec, tracks.K, lsf_new, as_new);
     pcm_round(FRAME_LEN, dec->out_hist + OUT_PAST, pcm);
 }

@@ -51,15 +51,18 @@ void tilted_poly(const float *lpc, float c1, float c2, float *poly) noexcept
 {
     /* Every term reads those of the LPC vector at and just below its place. What lies beyond either end is 0, which
      * changes no sum that it enters. */
-    constexpr int BELOW = 2;
-    static_assert((POLY_TERMS - 1) % LANES == 0);
-    float x[BELOW + POLY_TERMS] = {0.0f, 0.0f, 1.0f};
-    std::copy_n(lpc, LPC_ORDER, x + BELOW + 1);
+    static_assert(POLY_TERMS == 1 + 3 * LANES && LPC_ORDER == 2 * LANES + 2);
+    constexpr float NOTHING[2] = {};
+    const Float4 terms[] = {load4(lpc), load4(lpc + LANES), load_pairs(lpc + 2 * LANES, NOTHING)};
     const Wide4 C1 = broadcast(wide(c1)), C2 = broadcast(wide(c2));
+    Float4 before = {0.0f, 0.0f, 0.0f, 1.0f};
     poly[0] = 1.0f;
-    for (int m = 1; m < POLY_TERMS; m += LANES) {
-        const float *at = x + BELOW + m;
-        store_rounded(poly + m, add_exact(C2 * load_wide(at - 2), C1, load_wide(at - 1)) + load_wide(at));
+    for (int g = 0; g < 3; g++) {
+        const Float4 x = terms[g];
+        store_rounded(poly + 1 + LANES * g,
+                      add_exact(C2 * widened(last_two_and_two(before, x)), C1, widened(last_and_three(before, x))) +
+                          widened(x));
+        before = x;
     }
 }
 
@@ -148,18 +151,18 @@ void lpc_spectrum(const float *poly, int terms, int p, Spectrum *out) noexcept
     float padded[1][POLY_TERMS] = {};
     for (int j = 0; j < terms; j++)
         padded[0][j] = poly[j];
-    lpc_spectra(padded, 1, p, out);
+    lpc_spectra(padded, 1, p, &out);
 }
 
-void lpc_spectra(const float (*poly)[POLY_TERMS], int count, int p, Spectrum *out) noexcept
+void lpc_spectra(const float (*poly)[POLY_TERMS], int count, int p, Spectrum *const *out) noexcept
 {
     if (count == 1) {
-        spectra<1>({poly[0]}, p, {out});
+        spectra<1>({poly[0]}, p, {out[0]});
     } else if (count == 2) {
-        spectra<2>({poly[0], poly[1]}, p, {out, out + 1});
+        spectra<2>({poly[0], poly[1]}, p, {out[0], out[1]});
     } else { /* of three the last one twice */
         const int last = count - 1;
-        spectra<SPECTRA_MAX>({poly[0], poly[1], poly[2], poly[last]}, p, {out, out + 1, out + 2, out + last});
+        spectra<SPECTRA_MAX>({poly[0], poly[1], poly[2], poly[last]}, p, {out[0], out[1], out[2], out[last]});
     }
 }
 

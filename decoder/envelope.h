@@ -29,7 +29,7 @@ inline constexpr int SPECTRA_MAX = 4;
  *  a single one, are common
  *  poly  I  [count][POLY_TERMS]
  *  out   O  [count]                                                                                               */
-void lpc_spectra(const float (*poly)[POLY_TERMS], int count, int p, Spectrum *out) noexcept;
+void lpc_spectra(const float (*poly)[POLY_TERMS], int count, int p, Spectrum *const *out) noexcept;
 
 } // namespace talv::inline TALV_TARGET
 

@@ -86,10 +86,11 @@ namespace talv::inline TALV_TARGET
 
 [[gnu::cold]] void noise_profile(int h, int cap, float rs, float *out) noexcept
 {
-    NoiseCurve curve = noise_curve(h, rs);
+    const NoiseCurve curve = noise_curve(rs);
+    RelativeFrequency w = relative_frequency(h);
     out[0] = 0.0f;
     for (int k = 1; k <= h; k += LANES)
-        store4(out + k, next_noise(&curve));
+        store4(out + k, noise_at(curve, next_four(&w)));
     for (int k = h + 1; k <= cap; k++)
         out[k] = 0.0f;
 }

@@ -23,13 +23,12 @@ extern const PeriodicPhases periodic_phases;
 namespace talv::inline TALV_TARGET
 {
 
-/** The noise magnitudes of the harmonics one after the other */
+/** Noise magnitude as a cubic of the relative frequency, the coefficients floats in value */
 struct NoiseCurve {
-    Wide4 c0, c1, c2, c3; /* cubic of the relative frequency, floats in value */
-    float d, w;           /* 1/h, and k/h as a running sum of floats           */
+    Wide4 c0, c1, c2, c3;
 };
 
-TALV_INLINE NoiseCurve noise_curve(int h, float rs) noexcept
+TALV_INLINE NoiseCurve noise_curve(float rs) noexcept
 {
     constexpr int STEPS = 9;
     constexpr float LAST = 8.995f; /* the end of the scale stays inside the last pair of rows */
@@ -42,17 +41,30 @@ TALV_INLINE NoiseCurve noise_curve(int h, float rs) noexcept
     const Wide4 lower = load_wide(noise_poly_table[i]), upper = load_wide(noise_poly_table[i + 1]);
     wide_t c[LANES];
     store(c, rounded_wide(add_exact(broadcast(wide(g)) * lower, broadcast(wide(f)), upper)));
-    const float d = 1.0f / static_cast<float>(h);
-    return {broadcast(c[0]), broadcast(c[1]), broadcast(c[2]), broadcast(c[3]), d, d};
+    return {broadcast(c[0]), broadcast(c[1]), broadcast(c[2]), broadcast(c[3])};
 }
 
-/** The next four */
-TALV_INLINE Float4 next_noise(NoiseCurve *curve) noexcept
+TALV_INLINE Float4 noise_at(const NoiseCurve &curve, Wide4 w) noexcept
 {
-    const float w0 = curve->w, w1 = w0 + curve->d, w2 = w1 + curve->d, w3 = w2 + curve->d;
-    curve->w = w3 + curve->d;
-    const Wide4 w = widened(Float4{w0, w1, w2, w3});
-    return narrowed((add_exact(curve->c2, curve->c3, w) * w + curve->c1) * w + curve->c0);
+    return narrowed((add_exact(curve.c2, curve.c3, w) * w + curve.c1) * w + curve.c0);
+}
+
+/** k/h as a running sum of floats */
+struct RelativeFrequency {
+    float d, w; /* 1/h, and what comes next */
+};
+
+TALV_INLINE RelativeFrequency relative_frequency(int h) noexcept
+{
+    const float d = 1.0f / static_cast<float>(h);
+    return {d, d};
+}
+
+TALV_INLINE Wide4 next_four(RelativeFrequency *frequency) noexcept
+{
+    const float d = frequency->d, w0 = frequency->w, w1 = w0 + d, w2 = w1 + d, w3 = w2 + d;
+    frequency->w = w3 + d;
+    return widened(Float4{w0, w1, w2, w3});
 }
 
 struct Bins {
@@ -73,17 +85,20 @@ TALV_INLINE Bins mix_four(int k, Float4 amp, Float4 noise, const uint16_t *draw)
 
 inline constexpr wide_t TINY = wide(1e-10); /* keeps the quotients finite where a divisor vanishes */
 
-/** Four quotients exc/lpc, lpc from bin k on
- *  energy  O  [LANES]  the square of each one's magnitude                                                          */
-TALV_INLINE Bins divide_four(Bins exc, const Spectrum &lpc, int k, wide_t *energy) noexcept
+/** Four quotients exc/lpc, lpc from bin k on */
+TALV_INLINE Bins divide_four(Bins exc, const Spectrum &lpc, int k) noexcept
 {
     const Wide4 xr = widened(exc.re), xi = widened(exc.im);
     const Wide4 br = load_wide(lpc.re + k), bi = load_wide(lpc.im + k);
     const Wide4 D = rounded_wide(add_exact(br * br, bi, bi) + broadcast(TINY));
-    const Bins out = {narrowed(add_exact(br * xr, bi, xi) / D), narrowed(subtract_exact(br * xi, bi, xr) / D)};
-    const Wide4 re = widened(out.re), im = widened(out.im);
-    store(energy, add_exact(re * re, im, im));
-    return out;
+    return {narrowed(add_exact(br * xr, bi, xi) / D), narrowed(subtract_exact(br * xi, bi, xr) / D)};
+}
+
+/** The square of each one's magnitude */
+TALV_INLINE Wide4 energy_of(Bins bins) noexcept
+{
+    const Wide4 re = widened(bins.re), im = widened(bins.im);
+    return add_exact(re * re, im, im);
 }
 
 } // namespace talv::inline TALV_TARGET

@@ -95,8 +95,9 @@ float level_factor(int h, float E, float scale) noexcept
     divide_first(exc, lpc, out);
     wide_t sum = TINY;
     for (int k = 1; k <= h; k += LANES) {
+        const Bins bins = divide_four({load4(exc->re + k), load4(exc->im + k)}, *lpc, k);
         wide_t energy[LANES];
-        const Bins bins = divide_four({load4(exc->re + k), load4(exc->im + k)}, *lpc, k, energy);
+        store(energy, energy_of(bins));
         store4(out->re + k, bins.re);
         store4(out->im + k, bins.im);
         for (int i = 0; i < LANES && k + i < h; i++)
@@ -112,30 +113,82 @@ float level_factor(int h, float E, float scale) noexcept
     }
 }
 
-float divide_excitation(uint32_t *seed, int h, float rs, const float *amp, Spectrum *spec) noexcept
+namespace
 {
-    uint16_t draw[DRAWS];
-    draw_phases(seed, h, draw);
-    NoiseCurve curve = noise_curve(h, rs);
-    spec->re[0] = spec->im[0] = 0.0f;
+
+/** TINY and the energies of the bins 1 to h - 1, added up in rising order and rounded once
+ *  total  I  that of the bins 1 to h in any other order */
+float energy_below(int h, const Spectrum &spec, wide_t total) noexcept
+{
+    const auto energy = [&](int k) {
+        const wide_t re = wide(spec.re[k]), im = wide(spec.im[k]);
+        return add_exact(re * re, im, im);
+    };
+    float nearest;
+    if (rounds_alike(TINY + total - energy(h), (TINY + total) * SUM_ORDER_ERROR, &nearest))
+        return nearest;
     wide_t sum = TINY;
+    for (int k = 1; k < h; k++)
+        sum += energy(k);
+    return rounded(sum);
+}
+
+/** divide_excitations() of just so many. One short loop after the other: a long one would have the processor wait for
+ *  the end of each bin's long chain of operations, before it could see enough of the next ones.                     */
+template <int count>
+[[gnu::noinline]] void divide(uint32_t *seed, int h, const float *rs, const float (*amp)[AMP_ROOM],
+                              Spectrum *const *spec, float *energy) noexcept
+{
+    uint16_t draw[count][DRAWS];
+    NoiseCurve curve[count];
+    Spectrum exc[count];
+    for (int i = 0; i < count; i++) {
+        draw_phases(seed, h, draw[i]);
+        curve[i] = noise_curve(rs[i]);
+    }
+    RelativeFrequency w = relative_frequency(h);
+    for (int k = 1; k <= h; k += LANES) {
+        const Wide4 now = next_four(&w);
+        for (int i = 0; i < count; i++)
+            store4(exc[i].re + k, noise_at(curve[i], now));
+    }
     for (int k = 1; k <= h; k += LANES) {
         const int row = k < AMP_ROOM - LANES ? k - 1 : AMP_ROOM - LANES;
-        wide_t energy[LANES];
-        const Bins exc = mix_four(k, load4(amp + row), next_noise(&curve), draw + k - 1);
-        const Bins bins = divide_four(exc, *spec, k, energy);
-        store4(spec->re + k, bins.re);
-        store4(spec->im + k, bins.im);
-        if (k + LANES <= h) [[likely]] {
-            for (int i = 0; i < LANES; i++)
-                sum += energy[i];
-        } else { /* the edge bin h among them */
-            for (int i = 0; k + i < h; i++)
-                sum += energy[i];
+        for (int i = 0; i < count; i++) {
+            const Bins bins = mix_four(k, load4(amp[i] + row), load4(exc[i].re + k), draw[i] + k - 1);
+            store4(exc[i].re + k, bins.re);
+            store4(exc[i].im + k, bins.im);
         }
     }
-    const wide_t edge = wide(spec->re[h]);
-    return rounded(wide(rounded(sum)) + wide(0.5) * (edge * edge));
+
+    Wide4 total[count] = {};
+    for (int i = 0; i < count; i++) {
+        spec[i]->re[0] = spec[i]->im[0] = 0.0f;
+        store4(exc[i].re + h + 1, Float4{}); /* what fills up the last group has no energy */
+        store4(exc[i].im + h + 1, Float4{});
+    }
+    for (int k = 1; k <= h; k += LANES)
+        for (int i = 0; i < count; i++) {
+            const Bins bins = divide_four({load4(exc[i].re + k), load4(exc[i].im + k)}, *spec[i], k);
+            store4(spec[i]->re + k, bins.re);
+            store4(spec[i]->im + k, bins.im);
+            total[i] = total[i] + energy_of(bins);
+        }
+    for (int i = 0; i < count; i++) {
+        const wide_t edge = wide(spec[i]->re[h]);
+        energy[i] = rounded(wide(energy_below(h, *spec[i], sum_of_lanes(total[i]))) + wide(0.5) * (edge * edge));
+    }
+}
+
+} // namespace
+
+void divide_excitations(uint32_t *seed, int count, int h, const float *rs, const float (*amp)[AMP_ROOM],
+                        Spectrum *const *spec, float *energy) noexcept
+{
+    if (count == 2)
+        divide<2>(seed, h, rs, amp, spec, energy);
+    else
+        divide<1>(seed, h, rs, amp, spec, energy);
 }
 
 namespace
@@ -173,9 +226,17 @@ void spectrum_trim(int p, int n, Spectrum *spec) noexcept
         multiply(i, table[i * s], spec);
 }
 
-void finish_spectrum(int p, int n, float E, float scale, Spectrum *spec) noexcept
+void level_factors(int count, const int32_t *p, const int32_t *n, const float *gain, const float *energy,
+                   float *factor) noexcept
 {
-    const float F = level_factor(p / 2, E, scale);
+    for (int i = 0; i < count; i++) {
+        const float scale = rounded(wide(n[i]) * wide(gain[i]) * wide(CYCLE_LEVEL) / wide(p[i]));
+        factor[i] = level_factor(p[i] / 2, energy[i], scale);
+    }
+}
+
+void finish_spectrum(int p, int n, float F, Spectrum *spec) noexcept
+{
     spectrum_trim(p, n, spec);
     /* All entries but one are real: the product is then that of two floats. */
     constexpr int COMPLEX_ENTRY = 63;

@@ -41,21 +41,29 @@ void spectrum_shape(int h, const Spectrum *exc, const Spectrum *lpc, float scale
 inline constexpr int AMP_ROOM = 16; /* AS_DIM in whole groups of four, and one more */
 
 /** Excitation over envelope at every harmonic, but for the scale: noise_profile(), amp_profile(), mix_excitation() and
- *  the quotients of spectrum_shape() in one go
- *  seed  IO           advances h steps
- *  h     I            10..73
- *  rs    I            0 periodic .. 1 noise
- *  amp   I  [AMP_ROOM]   total magnitude wanted of the harmonics 1 to AS_DIM, then 1.0
- *  spec  IO           the envelope's polynomial in, the quotients and what fills up the last group of four out
- *  return             their energy, of which finish_spectrum() makes the scale                                    */
-float divide_excitation(uint32_t *seed, int h, float rs, const float *amp, Spectrum *spec) noexcept;
+ *  the quotients of spectrum_shape() in one go, for one or two subframes of one lag
+ *  seed  IO                      advances h steps for each subframe
+ *  h     I                       10..73
+ *  rs    I  [count]              0 periodic .. 1 noise
+ *  amp   I  [count][AMP_ROOM]    total magnitude wanted of the harmonics 1 to AS_DIM, then 1.0
+ *  spec  IO [count]              the envelope's polynomial in, the quotients and what fills up the last group of four
+ *                                out
+ *  energy O [count]              the quotients' energy, of which level_factors() makes the scale                  */
+void divide_excitations(uint32_t *seed, int count, int h, const float *rs, const float (*amp)[AMP_ROOM],
+                        Spectrum *const *spec, float *energy) noexcept;
+
+/** What brings quotients to their level, subframe by subframe: h s sqrt(2/E), s = n g CYCLE_LEVEL / p
+ *  p, n, gain  I  [count]   lags, grid sizes, gains
+ *  energy      I  [count]   what divide_excitations() gave
+ *  factor      O  [count]                                                                                         */
+void level_factors(int count, const int32_t *p, const int32_t *n, const float *gain, const float *energy,
+                   float *factor) noexcept;
 
 /** Bring quotients to a level and make the spline's spectrum of them: the scale of spectrum_shape(), spectrum_trim() and
  *  spline_prefilter() in one go
- *  E     I            what divide_excitation() gave
- *  scale I            as for spectrum_shape()
+ *  F     I            of level_factors()
  *  spec  IO           bins up to n/2 and what fills up the last group of four                                     */
-void finish_spectrum(int p, int n, float E, float scale, Spectrum *spec) noexcept;
+void finish_spectrum(int p, int n, float F, Spectrum *spec) noexcept;
 
 /** On a grid longer than the cycle: clear the bins above h, and for even p halve bin h
  *  spec  IO           bins up to max(h, n/2); what fills up the last group of four is cleared too                */

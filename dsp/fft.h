@@ -23,8 +23,7 @@ struct Complex {
     float re, im;
 };
 
-inline constexpr int SPECTRUM_ROOM =
-    LAG_MAX_FRAME / 2 + 4; /* bins up to the highest harmonic, in whole groups of four */
+inline constexpr int SPECTRUM_ROOM = LAG_MAX_FRAME / 2 + 5; /* bins up to the highest harmonic and four more */
 
 extern const Table<int32_t, FFT_MAX> fft_bitrev;  /* k with its 7 bits reversed; only entries below 64 are read */
 extern const Table<Complex, FFT_MAX> fft_twiddle; /* e^(-2 pi j t / 128), to six decimals; entries below 64 are read */

@@ -64,8 +64,11 @@ void envelopes(fuzz::Input &in, Digest &digest)
     for (int i = 0; i < SPECTRA_MAX; i++)
         tilted_poly(terms + i * POLY_TERMS, 0.32f, 0.04f, poly[i]);
     Room<Spectrum> one(1), several(count);
+    Spectrum *all[SPECTRA_MAX] = {};
+    for (int i = 0; i < count; i++)
+        all[i] = &several[i];
     lpc_spectrum(poly[0], POLY_TERMS, p, one);
-    lpc_spectra(poly, count, p, several);
+    lpc_spectra(poly, count, p, all);
     const size_t bytes = static_cast<size_t>(p / 2 + 1) * sizeof(float);
     FUZZ_CHECK(std::memcmp(one[0].re, several[0].re, bytes) == 0 && std::memcmp(one[0].im, several[0].im, bytes) == 0);
     for (int i = 0; i < count; i++)
@@ -84,8 +87,14 @@ void cycle_spectrum(fuzz::Input &in, Digest &digest)
     spline_prefilter(FFT_MAX, spline_table, n, spec);
     add_bins(spec[0], n / 2 + 1, digest);
     uint32_t seed = in.word() % 4386;
-    Room<float> amp = values(in, AMP_ROOM, 0.0f, 3.2f);
-    finish_spectrum(p, n, divide_excitation(&seed, h, static_cast<float>(in.byte()) / 255.0f, amp, lpc), 1.0f, lpc);
+    Room<float> row = values(in, AMP_ROOM, 0.0f, 3.2f);
+    float amp[1][AMP_ROOM], energy, factor;
+    std::copy_n(&row[0], AMP_ROOM, amp[0]);
+    const float rs = static_cast<float>(in.byte()) / 255.0f, gain = 100.0f;
+    Spectrum *const whole = lpc;
+    divide_excitations(&seed, 1, h, &rs, amp, &whole, &energy);
+    level_factors(1, &p, &n, &gain, &energy, &factor);
+    finish_spectrum(p, n, factor, whole);
     add_bins(lpc[0], n / 2 + 1, digest);
     for (int k = 0; k <= n / 2; k++)
         FUZZ_CHECK(std::isfinite(spec[0].re[k]) && std::isfinite(spec[0].im[k]));

@@ -17,7 +17,7 @@ struct Spectrum {
     float re[SPECTRUM_ROOM], im[SPECTRUM_ROOM];
 };
 void lpc_spectrum(const float *poly, int terms, int p, Spectrum *out) noexcept;
-void lpc_spectra(const float (*poly)[POLY_TERMS], int count, int p, Spectrum *out) noexcept;
+void lpc_spectra(const float (*poly)[POLY_TERMS], int count, int p, Spectrum *const *out) noexcept;
 } // namespace talv::avx2
 #endif
 
@@ -102,11 +102,13 @@ void check_all_lags(One one, Several several)
                     a = static_cast<float>(random.uniform(-size, size));
                 want[i] = plain_spectrum(std::to_array(poly[i]), p);
             }
-            Spectrum out[SPECTRA_MAX];
+            Spectrum out[SPECTRA_MAX], *all[SPECTRA_MAX];
+            for (int i = 0; i < SPECTRA_MAX; i++)
+                all[i] = out + i;
             one(poly[0], POLY_TERMS, p, out);
             ASSERT_TRUE(same(out[0], want[0])) << "lag " << p << ", alone";
             for (int count = 1; count <= SPECTRA_MAX; count++) {
-                several(poly, count, p, out);
+                several(poly, count, p, all);
                 for (int i = 0; i < count; i++)
                     ASSERT_TRUE(same(out[i], want[i])) << "lag " << p << ", " << i << " of " << count;
             }
