@@ -142,7 +142,7 @@ inline wide_t grid_of(float x) noexcept
     return power * wide(1.5 * 0x1p29);
 }
 
-/* Lane i: the sum of lanes 0 to i. And: lane 3 in all of them */
+/* Lane i: the sum of lanes 0 to i. And: lane 3 in all of them; and: the last lane of x and the first three of y */
 #ifdef TALV_SIMD_AVX2
 TALV_INLINE Wide4 running_sums(Wide4 x) noexcept
 {
@@ -154,6 +154,11 @@ TALV_INLINE Wide4 last_lane(Wide4 x) noexcept
 {
     return {_mm256_permute4x64_pd(x.v, 0xff)};
 }
+TALV_INLINE Wide4 last_and_three(Wide4 x, Wide4 y) noexcept
+{
+    const __m256d middle = _mm256_permute2f128_pd(x.v, y.v, 0x21);
+    return {_mm256_shuffle_pd(middle, y.v, 0x5)};
+}
 #else
 TALV_INLINE Wide4 running_sums(Wide4 x) noexcept
 {
@@ -164,6 +169,10 @@ TALV_INLINE Wide4 running_sums(Wide4 x) noexcept
 TALV_INLINE Wide4 last_lane(Wide4 x) noexcept
 {
     return {high_twice(x.hi), high_twice(x.hi)};
+}
+TALV_INLINE Wide4 last_and_three(Wide4 x, Wide4 y) noexcept
+{
+    return {staggered(x.hi, y.lo), staggered(y.lo, y.hi)};
 }
 #endif
 

@@ -50,6 +50,7 @@ namespace
 
 Autocorr::Autocorr(int n) noexcept : n_(n)
 {
+    TALV_UNROLL
     for (int i = 0; i < GROUPS_MAX * LANES; i += LANES)
         store(x_ + n + i, broadcast(wide(0)));
 }

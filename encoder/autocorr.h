@@ -37,10 +37,16 @@ void window_autocorr(const float *x, int n, float *r, int order, float *work, co
 /** Sums for the lags from 0 to LPC_ORDER, and for what fills up the last group, each rounded nearly at every term */
 struct AutocorrSums {
     static constexpr int GROUPS = LPC_ORDER / LANES + 1;
-    Wide4 r[GROUPS] = {};
+    Wide4 r[GROUPS];
     Ties ties;
 
     /* Element by element, so that the compiler keeps them in registers */
+    TALV_INLINE AutocorrSums() noexcept
+    {
+        TALV_UNROLL
+        for (int g = 0; g < GROUPS; g++)
+            r[g] = broadcast(wide(0));
+    }
     TALV_INLINE void copy(const AutocorrSums &other) noexcept
     {
         TALV_UNROLL

@@ -15,6 +15,8 @@ namespace talv::inline TALV_TARGET
 namespace
 {
 
+#ifdef TALV_SIMD_PLAIN
+
 /** Energies of the windows that follow the first, a sample later each
  *  leaving, entering  I  [steps]   the sample that each step drops, and the one that it takes in
  *  E                  IO [steps + 1]   E[0] given                                                                   */
@@ -26,38 +28,29 @@ void slide(const float *leaving, const float *entering, int steps, float *E) noe
     }
 }
 
-#ifdef TALV_SIMD_PLAIN
-
-void slide_together(const float *leaving, const float *entering, int steps, float *E) noexcept
-{
-    slide(leaving, entering, steps, E);
-}
-
 #else
 
-/** slide(), LANES steps at once
+/** Energies of the windows that follow the first, a sample later each, LANES steps at once
  *  While the energy keeps its exponent, adding a square to it and rounding is adding the square rounded to places of the
- *  energy: running sums of such whole numbers, exact in any order, say where all steps lead. Then each of them is
- *  proved, as for other chains (dsp/simd_chain.h), and the first one that fails is done as it is defined.
- *  leaving, entering  I  [steps + LANES - 1]
+ *  energy: running sums of such whole numbers, exact in any order, say where all steps lead. Then each of them is done as
+ *  it is defined, from where the one before is said to lead; up to the first that leads elsewhere they are right.
+ *  leaving, entering  I  [steps + LANES - 1]   the sample that each step drops, and the one that it takes in
  *  E                  IO [steps + LANES]      E[0] given                                                            */
-void slide_together(const float *leaving, const float *entering, int steps, float *E) noexcept
+void slide(const float *leaving, const float *entering, int steps, float *E) noexcept
 {
     Wide4 grid = broadcast(grid_of(E[0])), from = broadcast(wide(E[0]));
     for (int k = 0; k < steps;) {
         const Wide4 out = load_wide(leaving + k), in = load_wide(entering + k);
-        const Wide4 change = (add_exact(grid, in, in) - grid) - (add_exact(grid, out, out) - grid);
-        const Wide4 moved = running_sums(change);
+        const Wide4 moved = running_sums(add_exact(grid, in, in) - add_exact(grid, out, out));
         const Wide4 now = from + moved;
-        const Wide4 left = rounded_wide(subtract_exact(now - change, out, out));
-        const int proved = equal_lanes(rounded_wide(add_exact(left, in, in)), now);
-        store_rounded(E + k + 1, now);
+        const Wide4 left = rounded_wide(subtract_exact(last_and_three(from, now), out, out));
+        const Float4 defined = narrowed(add_exact(left, in, in));
+        store4(E + k + 1, defined);
+        const int proved = equal_lanes(widened(defined), now);
         from = from + last_lane(moved);
         k += LANES;
         if (proved != ALL_LANES) [[unlikely]] {
-            k += __builtin_ctz(~static_cast<unsigned>(proved)) - LANES;
-            slide(leaving + k, entering + k, 1, E + k);
-            k++;
+            k += __builtin_ctz(~static_cast<unsigned>(proved)) + 1 - LANES;
             grid = broadcast(grid_of(E[k]));
             from = broadcast(wide(E[k]));
         }
@@ -105,7 +98,7 @@ float slide_energy(const float *x, int n, int lag_lo, int lag_hi, float *E) noex
 {
     const int count = lag_hi - lag_lo + 1;
     E[0] = energy(x - lag_hi, n);
-    slide_together(x - lag_hi, x - lag_hi + n, count, E);
+    slide(x - lag_hi, x - lag_hi + n, count, E);
 
     return slide_wide(E[count], x - (lag_lo - 1), x - (lag_lo - 1) + n, lag_lo - 1);
 }

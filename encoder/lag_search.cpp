@@ -205,8 +205,8 @@ private:
     const LagBlock &block_;
     const LagEstimates &estimates_;
     CorrelationSum sums_;
-    float entry_error_; /* how far an estimate, biased, may lie from the entry */
-    Known known_[MAX_SEGMENTS][KNOWN_MAX] = {};
+    float entry_error_;                    /* how far an estimate, biased, may lie from the entry */
+    Known known_[MAX_SEGMENTS][KNOWN_MAX]; /* the first known_count_ of each column */
     int known_count_[MAX_SEGMENTS] = {};
 };
 
