@@ -149,11 +149,13 @@ template <int count>
     RelativeFrequency w = relative_frequency(h);
     for (int k = 1; k <= h; k += LANES) {
         const Wide4 now = next_four(&w);
+        TALV_UNROLL
         for (int i = 0; i < count; i++)
             store4(exc[i].re + k, noise_at(curve[i], now));
     }
     for (int k = 1; k <= h; k += LANES) {
         const int row = k < AMP_ROOM - LANES ? k - 1 : AMP_ROOM - LANES;
+        TALV_UNROLL
         for (int i = 0; i < count; i++) {
             const Bins bins = mix_four(k, load4(amp[i] + row), load4(exc[i].re + k), draw[i] + k - 1);
             store4(exc[i].re + k, bins.re);
@@ -168,12 +170,13 @@ template <int count>
         store4(exc[i].im + h + 1, Float4{});
     }
     for (int k = 1; k <= h; k += LANES)
-        for (int i = 0; i < count; i++) {
-            const Bins bins = divide_four({load4(exc[i].re + k), load4(exc[i].im + k)}, *spec[i], k);
-            store4(spec[i]->re + k, bins.re);
-            store4(spec[i]->im + k, bins.im);
-            total[i] = total[i] + energy_of(bins);
-        }
+        TALV_UNROLL
+    for (int i = 0; i < count; i++) {
+        const Bins bins = divide_four({load4(exc[i].re + k), load4(exc[i].im + k)}, *spec[i], k);
+        store4(spec[i]->re + k, bins.re);
+        store4(spec[i]->im + k, bins.im);
+        total[i] = total[i] + energy_of(bins);
+    }
     for (int i = 0; i < count; i++) {
         const wide_t edge = wide(spec[i]->re[h]);
         energy[i] = rounded(wide(energy_below(h, *spec[i], sum_of_lanes(total[i]))) + wide(0.5) * (edge * edge));
