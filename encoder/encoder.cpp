@@ -14,6 +14,7 @@
 #include "encoder/rs.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 
@@ -47,16 +48,19 @@ void move_down(float *hist, int length) noexcept
     std::memmove(hist, hist + FRAME_LEN, static_cast<size_t>(length - FRAME_LEN) * sizeof(float));
 }
 
-/** Ask for the whole state at once. Where thousands of instances take turns it comes from memory each time, and a call
- *  that came upon one line of it after the other would wait a tenth of its time.                                     */
-void fetch_ahead(const EncoderState *enc) noexcept
+/** Ask for a stretch of the state ahead of its use. Where thousands of instances take turns it comes from memory each
+ *  time, and a call that came upon one line of it after the other would wait a tenth of its time. Nor is all of it asked
+ *  for at once, since what is needed first would then wait for the rest.                                             */
+void fetch_ahead(const void *from, size_t nbytes) noexcept
 {
 #ifndef TALV_SIMD_PLAIN
     constexpr size_t CACHE_LINE = 64;
-    _Pragma("GCC unroll 8") for (size_t at = 0; at < sizeof *enc; at += CACHE_LINE)
-        __builtin_prefetch(reinterpret_cast<const char *>(enc) + at, 1);
+    const char *first = static_cast<const char *>(from);
+    _Pragma("GCC unroll 8") for (size_t at = 0; at < nbytes; at += CACHE_LINE) __builtin_prefetch(first + at, 1);
+    __builtin_prefetch(first + nbytes - 1, 1);
 #else
-    static_cast<void>(enc);
+    static_cast<void>(from);
+    static_cast<void>(nbytes);
 #endif
 }
 
@@ -71,7 +75,10 @@ void fetch_ahead(const EncoderState *enc) noexcept
     Autocorr window(FRAME_LEN);
     window.take_windowed(enc->sig_hist + LPC_FROM, NEWEST - LPC_FROM);
     iir_prefilter(prefilter_den, prefilter_num, pcm, enc->sig_hist + NEWEST, enc->iir_state, FRAME_LEN, &window);
+    fetch_ahead(enc->sig_hist, LPC_FROM * sizeof(float));
+    fetch_ahead(enc->res_hist, sizeof enc->res_hist);
     dc_tracker(FRAME_LEN, &enc->dc_mean, enc->sig_hist + NEWEST, &window);
+    fetch_ahead(enc->lp_hist, sizeof enc->lp_hist);
     return getlsf2(&window, enc->lsf_new);
 }
 
@@ -127,7 +134,8 @@ void encoder_reset(EncoderState *enc) noexcept
 
 void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params) noexcept
 {
-    fetch_ahead(enc);
+    fetch_ahead(enc->lsf_prev, sizeof *enc - offsetof(EncoderState, lsf_prev)); /* all that is no history */
+    fetch_ahead(enc->sig_hist + LPC_FROM, (SIG_HIST_LEN - LPC_FROM) * sizeof(float));
 
     /* A tone can leave no envelope: the one before then stands in. */
     const int found = condition_and_analyse(enc, pcm);
@@ -152,6 +160,7 @@ void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params)
     /* Pitch: measured on the newest residual, settled one block behind */
     int32_t pitch;
     sym_fir(LP_ORDER, lp_taps, FRAME_LEN, enc->res_hist + PIVOT, enc->lp_hist + PIVOT, enc->lp_state);
+    fetch_ahead(enc->rs_hist, sizeof enc->rs_hist);
     pitch_search(MAX_SEGMENTS, FRAME_LEN, LAG_MIN, LAG_MAX, enc->lp_hist + PIVOT, &enc->pitch_hist[2],
                  &enc->corr_hist[2]);
     pitch_track(enc->corr_hist, enc->pitch_hist, &pitch);

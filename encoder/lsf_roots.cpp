@@ -384,7 +384,10 @@ int lpc_to_lsf(float *lsf, const float *a, int order) noexcept
 
     for (int k = 0; k < count; k += LANES)
         store_rounded(roots + k, acos_of_4(load_wide(roots + k)));
-    std::copy_n(roots, count, lsf);
+    if (count == LPC_ORDER) /* a known number is copied through registers, any other by slow string instructions */
+        std::copy_n(roots, LPC_ORDER, lsf);
+    else
+        std::copy_n(roots, count, lsf);
     return count == order ? 1 : -2;
 }
 
