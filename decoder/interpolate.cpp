@@ -231,7 +231,7 @@ TALV_INLINE Float4 cross_fade(Wide4 old_value, Wide4 new_value, Wide4 weight) no
 /** The next weights of a subframe whose length the table lacks
  *  t     IO                     the running sum
  *  room  O  [count up to whole groups of four]                                                                     */
-[[gnu::cold]] const float *make_weights(int L, int count, float *t, float *room) noexcept
+[[gnu::cold]] const float *running_weights(int L, int count, float *t, float *room) noexcept
 {
     for (int j = 0; j < count; j++, *t = rounded(wide(*t) + 1 / wide(L)))
         room[j] = *t;
@@ -343,7 +343,8 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
     for (int from = 0; from < L; from += LENGTH_MAX) {
         const int count = L - from < LENGTH_MAX ? L - from : LENGTH_MAX;
         float room[POSITIONS];
-        const float *weight = listed ? weights<wide_t>.t + weights<wide_t>.from[L] : make_weights(L, count, &t, room);
+        const float *weight =
+            listed ? weights<wide_t>.t + weights<wide_t>.from[L] : running_weights(L, count, &t, room);
 #ifndef TALV_FLOAT_ONLY
         Course course;
         if (equal && listed && course_of(old_reader, L, &course)) { /* nearly always */

@@ -176,17 +176,9 @@ TALV_INLINE Wide4 multiply_add_nearly(Wide4 x, Wide4 y, Wide4 z) noexcept
 {
     return {_mm256_fmadd_pd(x.v, y.v, z.v)};
 }
-TALV_INLINE int positive_lanes(Wide4 x) noexcept
-{
-    return _mm256_movemask_pd(_mm256_cmp_pd(x.v, _mm256_setzero_pd(), _CMP_GT_OQ));
-}
 TALV_INLINE int lanes_above(Wide4 x, Wide4 limit) noexcept
 {
     return _mm256_movemask_pd(_mm256_cmp_pd(x.v, limit.v, _CMP_GT_OQ));
-}
-TALV_INLINE int sign_bits(Wide4 x) noexcept
-{
-    return _mm256_movemask_pd(x.v);
 }
 TALV_INLINE Wide4 larger(Wide4 x, Wide4 y) noexcept
 {
@@ -353,10 +345,6 @@ TALV_INLINE int equal_lanes(Wide4 x, Wide4 y) noexcept
 {
     return _mm_movemask_pd(_mm_cmpeq_pd(x.lo, y.lo)) | _mm_movemask_pd(_mm_cmpeq_pd(x.hi, y.hi)) << 2;
 }
-TALV_INLINE int sign_bits(Wide4 x) noexcept
-{
-    return _mm_movemask_pd(x.lo) | _mm_movemask_pd(x.hi) << 2;
-}
 TALV_INLINE Wide4 larger(Wide4 x, Wide4 y) noexcept
 {
     return {_mm_max_pd(x.lo, y.lo), _mm_max_pd(x.hi, y.hi)};
@@ -368,7 +356,7 @@ TALV_INLINE Wide4 square_root(Wide4 x) noexcept
 
 #else
 
-/** Bit i tells whether lane i is above that of `limit`, whether lanes i are equal, and the sign of lane i */
+/** Bit i tells whether lane i is above that of `limit`, and whether lanes i are equal */
 TALV_INLINE int lanes_above(Wide4 x, Wide4 limit) noexcept
 {
     return (x.lo[0] > limit.lo[0] ? 1 : 0) | (x.lo[1] > limit.lo[1] ? 2 : 0) | (x.hi[0] > limit.hi[0] ? 4 : 0) |
@@ -378,11 +366,6 @@ TALV_INLINE int equal_lanes(Wide4 x, Wide4 y) noexcept
 {
     return (x.lo[0] == y.lo[0] ? 1 : 0) | (x.lo[1] == y.lo[1] ? 2 : 0) | (x.hi[0] == y.hi[0] ? 4 : 0) |
            (x.hi[1] == y.hi[1] ? 8 : 0);
-}
-TALV_INLINE int sign_bits(Wide4 x) noexcept
-{
-    return (std::signbit(x.lo[0]) ? 1 : 0) | (std::signbit(x.lo[1]) ? 2 : 0) | (std::signbit(x.hi[0]) ? 4 : 0) |
-           (std::signbit(x.hi[1]) ? 8 : 0);
 }
 /** The larger of two, lane by lane; no lane may be without a value */
 TALV_INLINE Wide4 larger(Wide4 x, Wide4 y) noexcept
@@ -396,10 +379,6 @@ TALV_INLINE Wide4 square_root(Wide4 x) noexcept
 
 #endif
 
-TALV_INLINE int positive_lanes(Wide4 x) noexcept
-{
-    return lanes_above(x, broadcast(0.0));
-}
 /** x where `test` is above 0, else `other` */
 TALV_INLINE Wide4 choose(Wide4 test, Wide4 x, Wide4 other) noexcept
 {

@@ -134,20 +134,11 @@ TALV_LANES4 Wide4 rounded_wide(const Wide4 &x) noexcept
 {
     return {{wide(rounded(x.v[0])), wide(rounded(x.v[1])), wide(rounded(x.v[2])), wide(rounded(x.v[3]))}};
 }
-TALV_LANES4 int positive_lanes(const Wide4 &x) noexcept
-{
-    return (x.v[0] > 0 ? 1 : 0) | (x.v[1] > 0 ? 2 : 0) | (x.v[2] > 0 ? 4 : 0) | (x.v[3] > 0 ? 8 : 0);
-}
 
 TALV_LANES4 int lanes_above(const Wide4 &x, const Wide4 &limit) noexcept
 {
     return (x.v[0] > limit.v[0] ? 1 : 0) | (x.v[1] > limit.v[1] ? 2 : 0) | (x.v[2] > limit.v[2] ? 4 : 0) |
            (x.v[3] > limit.v[3] ? 8 : 0);
-}
-TALV_LANES4 int sign_bits(const Wide4 &x) noexcept
-{
-    return (std::signbit(x.v[0]) ? 1 : 0) | (std::signbit(x.v[1]) ? 2 : 0) | (std::signbit(x.v[2]) ? 4 : 0) |
-           (std::signbit(x.v[3]) ? 8 : 0);
 }
 
 /** out[i] = max(x[i], y[i]), i < 8; out may be x */

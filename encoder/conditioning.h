@@ -31,7 +31,7 @@ extern const float prefilter_den[PREFILTER_TERMS];
  *  den, num  I  [5]      prefilter_den, prefilter_num; den[0] is 1, so that nothing is divided by it
  *  pcm       I  [n]      every value is accepted
  *  out       O  [n]      scale of the PCM, not clipped; floor_noise added
- *  state     IO [5]      a work cell, then w[n-1] .. w[n-4]; up to 4e9 at full scale
+ *  state     IO [5]      a work cell, then w[n-1] .. w[n-4]; below 5.7e9 at full scale
  *  n         I           at most FRAME_LEN, a multiple of 4
  *  beside    IO          an autocorrelation to go on with meanwhile, as far as its samples are known; or null       */
 void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n,

@@ -1,4 +1,4 @@
-/** Scores of candidate lags: what pitch_search and rs_search have in common
+/** Scores of candidate lags: what pitch_search and rs_values have in common
  *
  *  With S the correlation of a block with the signal `lag` samples before, and E the energy of that signal, S^2 / E is
  *  how much of the block's energy the lagged signal predicts. The score favours short lags slightly, against multiples
