@@ -188,10 +188,13 @@ template <int count>
 void divide_excitations(uint32_t *seed, int count, int h, const float *rs, const float (*amp)[AMP_ROOM],
                         Spectrum *const *spec, float *energy) noexcept
 {
-    if (count == 2)
-        divide<2>(seed, h, rs, amp, spec, energy);
-    else
-        divide<1>(seed, h, rs, amp, spec, energy);
+    if constexpr (LANES_RUN_TOGETHER)
+        if (count == 2) {
+            divide<2>(seed, h, rs, amp, spec, energy);
+            return;
+        }
+    for (int i = 0; i < count; i++)
+        divide<1>(seed, h, rs + i, amp + i, spec + i, energy + i);
 }
 
 namespace

@@ -68,6 +68,11 @@ inline constexpr bool WIDE4_IN_A_REGISTER = true;
 #else
 inline constexpr bool WIDE4_IN_A_REGISTER = false;
 #endif
+#ifdef TALV_SIMD_PLAIN /* where work side by side takes as long as one after the other */
+inline constexpr bool LANES_RUN_TOGETHER = false;
+#else
+inline constexpr bool LANES_RUN_TOGETHER = true;
+#endif
 
 TALV_INLINE wide_t add_exact(wide_t sum, wide_t x, wide_t y) noexcept
 {
