@@ -108,6 +108,7 @@ struct Batch {
     Cycle cycle[BATCH];
 };
 
+/** Which subframes the batch has, and what is known of them beforehand */
 void plan_batch(const DecoderState *dec, const Tracks *tracks, int32_t first, Batch *batch) noexcept
 {
     batch->first = first;
@@ -170,6 +171,7 @@ void transforms(const DecoderState *dec, const Tracks *tracks, Batch *batch) noe
         real_ifft(&batch->cycle[i].spec, batch->cycle[i].coef + 1, batch->grid[i], FFT_MAX, fft_bitrev, fft_twiddle);
 }
 
+/** Copy the coefficients of a cycle, without its guards */
 void copy_cycle(const float *from, int32_t n, float *to) noexcept
 {
     constexpr int32_t AT_ONCE = 32; /* which n is a multiple of */
