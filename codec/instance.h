@@ -15,7 +15,8 @@ namespace talv
 {
 
 /* The encoder's four histories share one coordinate, the position: the same position means the same moment. During a
- * call the new block lies at [640, 880), the block before it at [400, 640); then everything moves down by 240. */
+ * call the new block lies at [640, 880), the block before it at [400, 640); then what later calls read moves down by
+ * 240. */
 inline constexpr int SIG_HIST_LEN = 880;
 inline constexpr int RES_HIST_LEN = 640;
 

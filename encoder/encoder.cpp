@@ -31,6 +31,12 @@ constexpr int PIVOT = 400;    /* end of the stretch that the frame describes    
 constexpr int STRETCH = 160;  /* its start                                                      */
 constexpr int LPC_FROM = 520; /* the LPC window, 240 samples, is centred on NEWEST              */
 
+/* Where that begins which is read of the histories: the longest lag before the first window, and of the residual what the
+ * searching encoder takes. What is older is neither moved nor asked for. */
+constexpr int RES_LIVE = PIVOT - FRAME_LEN;
+constexpr int LP_LIVE = PIVOT - LAG_MAX;
+constexpr int RS_LIVE = PIVOT - FRAME_LEN / 2 - LAG_MAX;
+
 constexpr int LPC_BLOCKS = 4; /* the residual's filter changes every 60 samples */
 constexpr int LPC_BLOCK_LEN = FRAME_LEN / LPC_BLOCKS;
 
@@ -43,9 +49,10 @@ struct CycleBuffer {
     float *first() noexcept { return element + 1; }
 };
 
-void move_down(float *hist, int length) noexcept
+/** Move what is live of a history a frame down, from position `live` on */
+void move_down(float *hist, int live, int length) noexcept
 {
-    std::memmove(hist, hist + FRAME_LEN, static_cast<size_t>(length - FRAME_LEN) * sizeof(float));
+    std::memmove(hist + live, hist + live + FRAME_LEN, static_cast<size_t>(length - FRAME_LEN - live) * sizeof(float));
 }
 
 /** Ask for a stretch of the state ahead of its use. Where thousands of instances take turns it comes from memory each
@@ -76,9 +83,9 @@ void fetch_ahead(const void *from, size_t nbytes) noexcept
     window.take_windowed(enc->sig_hist + LPC_FROM, NEWEST - LPC_FROM);
     iir_prefilter(prefilter_den, prefilter_num, pcm, enc->sig_hist + NEWEST, enc->iir_state, FRAME_LEN, &window);
     fetch_ahead(enc->sig_hist, LPC_FROM * sizeof(float));
-    fetch_ahead(enc->res_hist, sizeof enc->res_hist);
+    fetch_ahead(enc->res_hist + RES_LIVE, (RES_HIST_LEN - RES_LIVE) * sizeof(float));
     dc_tracker(FRAME_LEN, &enc->dc_mean, enc->sig_hist + NEWEST, &window);
-    fetch_ahead(enc->lp_hist, sizeof enc->lp_hist);
+    fetch_ahead(enc->lp_hist + LP_LIVE, (RES_HIST_LEN - LP_LIVE) * sizeof(float));
     return getlsf2(&window, enc->lsf_new);
 }
 
@@ -160,7 +167,7 @@ void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params)
     /* Pitch: measured on the newest residual, settled one block behind */
     int32_t pitch;
     sym_fir(LP_ORDER, lp_taps, FRAME_LEN, enc->res_hist + PIVOT, enc->lp_hist + PIVOT, enc->lp_state);
-    fetch_ahead(enc->rs_hist, sizeof enc->rs_hist);
+    fetch_ahead(enc->rs_hist + RS_LIVE, (RES_HIST_LEN - RS_LIVE) * sizeof(float));
     pitch_search(MAX_SEGMENTS, FRAME_LEN, LAG_MIN, LAG_MAX, enc->lp_hist + PIVOT, &enc->pitch_hist[2],
                  &enc->corr_hist[2]);
     pitch_track(enc->corr_hist, enc->pitch_hist, &pitch);
@@ -178,10 +185,10 @@ void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params)
     params->pitch_index = std::min(pitch, int32_t{LAG_MAX_FRAME}) - LAG_MIN;
 
     /* A frame further */
-    move_down(enc->sig_hist, SIG_HIST_LEN);
-    move_down(enc->res_hist, RES_HIST_LEN);
-    move_down(enc->lp_hist, RES_HIST_LEN);
-    move_down(enc->rs_hist, RES_HIST_LEN);
+    move_down(enc->sig_hist, 0, SIG_HIST_LEN);
+    move_down(enc->res_hist, RES_LIVE, RES_HIST_LEN);
+    move_down(enc->lp_hist, LP_LIVE, RES_HIST_LEN);
+    move_down(enc->rs_hist, RS_LIVE, RES_HIST_LEN);
     std::copy_n(enc->lsf_new, LPC_ORDER, enc->lsf_prev);
 }
 
