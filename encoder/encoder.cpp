@@ -31,9 +31,8 @@ constexpr int PIVOT = 400;    /* end of the stretch that the frame describes    
 constexpr int STRETCH = 160;  /* its start                                                      */
 constexpr int LPC_FROM = 520; /* the LPC window, 240 samples, is centred on NEWEST              */
 
-/* Where that begins which is read of the histories: the longest lag before the first window, and of the residual what the
- * searching encoder takes. What is older is neither moved nor asked for. */
-constexpr int RES_LIVE = PIVOT - FRAME_LEN;
+/* Where that begins which is read of the filtered residuals: the longest lag before the first window. What is older is
+ * neither moved nor asked for. */
 constexpr int LP_LIVE = PIVOT - LAG_MAX;
 constexpr int RS_LIVE = PIVOT - FRAME_LEN / 2 - LAG_MAX;
 
@@ -83,7 +82,7 @@ void fetch_ahead(const void *from, size_t nbytes) noexcept
     window.take_windowed(enc->sig_hist + LPC_FROM, NEWEST - LPC_FROM);
     iir_prefilter(prefilter_den, prefilter_num, pcm, enc->sig_hist + NEWEST, enc->iir_state, FRAME_LEN, &window);
     fetch_ahead(enc->sig_hist, LPC_FROM * sizeof(float));
-    fetch_ahead(enc->res_hist + RES_LIVE, (RES_HIST_LEN - RES_LIVE) * sizeof(float));
+    fetch_ahead(enc->res_hist, sizeof enc->res_hist);
     dc_tracker(FRAME_LEN, &enc->dc_mean, enc->sig_hist + NEWEST, &window);
     fetch_ahead(enc->lp_hist + LP_LIVE, (RES_HIST_LEN - LP_LIVE) * sizeof(float));
     return getlsf2(&window, enc->lsf_new);
@@ -186,7 +185,7 @@ void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params)
 
     /* A frame further */
     move_down(enc->sig_hist, 0, SIG_HIST_LEN);
-    move_down(enc->res_hist, RES_LIVE, RES_HIST_LEN);
+    move_down(enc->res_hist, 0, RES_HIST_LEN);
     move_down(enc->lp_hist, LP_LIVE, RES_HIST_LEN);
     move_down(enc->rs_hist, RS_LIVE, RES_HIST_LEN);
     std::copy_n(enc->lsf_new, LPC_ORDER, enc->lsf_prev);
