@@ -272,6 +272,7 @@ void decoder_reset(DecoderState *dec) noexcept
 
 void decoder_synthesise(DecoderState *dec, const FrameParams *params, int16_t *pcm) noexcept
 {
+    fetch_ahead(dec, sizeof *dec);
     Tracks tracks;
     float lsf_new[LPC_ORDER], as_new[AS_DIM];
     expand_parameters(dec, params, &tracks, lsf_new, as_new);

@@ -54,22 +54,6 @@ void move_down(float *hist, int live, int length) noexcept
     std::memmove(hist + live, hist + live + FRAME_LEN, static_cast<size_t>(length - FRAME_LEN - live) * sizeof(float));
 }
 
-/** Ask for a stretch of the state ahead of its use. Where thousands of instances take turns it comes from memory each
- *  time, and a call that came upon one line of it after the other would wait a tenth of its time. Nor is all of it asked
- *  for at once, since what is needed first would then wait for the rest.                                             */
-void fetch_ahead(const void *from, size_t nbytes) noexcept
-{
-#ifndef TALV_SIMD_PLAIN
-    constexpr size_t CACHE_LINE = 64;
-    const char *first = static_cast<const char *>(from);
-    _Pragma("GCC unroll 8") for (size_t at = 0; at < nbytes; at += CACHE_LINE) __builtin_prefetch(first + at, 1);
-    __builtin_prefetch(first + nbytes - 1, 1);
-#else
-    static_cast<void>(from);
-    static_cast<void>(nbytes);
-#endif
-}
-
 /* The steps with the largest work arrays are routines of their own, not inlined, so that the arrays of one are gone
  * from the stack when the next one runs. */
 
