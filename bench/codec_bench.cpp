@@ -19,6 +19,7 @@
 #include "dsp/fft.h"
 #include "dsp/lsf.h"
 #include "dsp/lsf_quant.h"
+#include "dsp/msvq.h"
 #include "dsp/vq.h"
 #include "encoder/conditioning.h"
 #include "encoder/cycle.h"

@@ -421,22 +421,6 @@ TALV_INLINE Wide4 magnitude(Wide4 x) noexcept
     return larger(x, broadcast(wide(0)) - x);
 }
 
-/** Ask for a stretch of memory ahead of its use. Where thousands of instances take turns their state comes from memory
- *  each time, and a call that came upon one line of it after the other would wait a tenth of its time. Nor is all of it
- *  to be asked for at once, since what is needed first would then wait for the rest.                                 */
-inline void fetch_ahead(const void *from, size_t nbytes) noexcept
-{
-#ifndef TALV_SIMD_PLAIN
-    constexpr size_t CACHE_LINE = 64;
-    const char *first = static_cast<const char *>(from);
-    _Pragma("GCC unroll 8") for (size_t at = 0; at < nbytes; at += CACHE_LINE) __builtin_prefetch(first + at, 1);
-    __builtin_prefetch(first + nbytes - 1, 1);
-#else
-    static_cast<void>(from);
-    static_cast<void>(nbytes);
-#endif
-}
-
 /** Four floats `stride` apart, as doubles */
 TALV_INLINE Wide4 load_strided(const float *x, int stride) noexcept
 {

@@ -1,9 +1,11 @@
 #include "encoder/encoder.h"
 
 #include "dsp/as_codebook.h"
+#include "dsp/fetch.h"
 #include "dsp/fft.h"
 #include "dsp/lsf.h"
 #include "dsp/lsf_quant.h"
+#include "dsp/msvq.h"
 #include "dsp/simd.h"
 #include "dsp/vq.h"
 #include "encoder/conditioning.h"

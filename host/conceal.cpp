@@ -1,4 +1,4 @@
-#include "dsp/vq.h"
+#include "dsp/msvq.h"
 #include "talvhost.h"
 
 #include <cmath>

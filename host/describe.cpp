@@ -1,5 +1,6 @@
 #include "dsp/lsf.h"
 #include "dsp/lsf_quant.h"
+#include "dsp/msvq.h"
 #include "dsp/vq.h"
 #include "talvhost.h"
 

@@ -1,6 +1,7 @@
 #include "search/descent.h"
 
 #include "dsp/as_codebook.h"
+#include "dsp/msvq.h"
 #include "dsp/vq.h"
 #include "search/shortlist.h"
 

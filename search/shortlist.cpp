@@ -2,6 +2,7 @@
 
 #include "dsp/lsf.h"
 #include "dsp/lsf_quant.h"
+#include "dsp/msvq.h"
 #include "dsp/table.h"
 #include "dsp/trig.h"
 #include "dsp/vq.h"

@@ -8,6 +8,7 @@
 #include "dsp/as_codebook.h"
 #include "dsp/lsf.h"
 #include "dsp/lsf_quant.h"
+#include "dsp/msvq.h"
 #include "dsp/vq.h"
 #include "tests/support/compare.h"
 #include "tests/support/signals.h"

@@ -1,4 +1,5 @@
 /* The searches, and the codebooks of periodicity and gains; that of amplitudes has as_codebook_test.cpp. */
+#include "dsp/msvq.h"
 #include "dsp/vq.h"
 
 #include "dsp/as_codebook.h"

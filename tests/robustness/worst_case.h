@@ -14,6 +14,7 @@
 #include "decoder/waveform.h"
 #include "dsp/lsf.h"
 #include "dsp/lsf_quant.h"
+#include "dsp/msvq.h"
 #include "dsp/vq.h"
 #include "encoder/lpc.h"
 

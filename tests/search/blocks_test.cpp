@@ -1,6 +1,7 @@
 /* The blocks of the search, each against its formula or against what it is there to find */
 #include "dsp/lsf.h"
 #include "dsp/lsf_quant.h"
+#include "dsp/msvq.h"
 #include "dsp/vq.h"
 #include "search/lag_path.h"
 #include "search/loudness.h"
