@@ -108,15 +108,15 @@ struct Reader {
     Position n;
 };
 
+constexpr int POSITIONS = LENGTH_MAX + LANES;
+
+#ifndef TALV_FLOAT_ONLY
 /** Where the first sample is read */
 Position reduced(const Reader &reader) noexcept
 {
     return reader.pos >= reader.n ? reader.pos - reader.n : reader.pos;
 }
 
-constexpr int POSITIONS = LENGTH_MAX + LANES;
-
-#ifndef TALV_FLOAT_ONLY
 /** The positions of a reader in closed form: that of sample j is first + j (step + j bend), less as many times n as it
  *  takes */
 struct Course {
@@ -239,22 +239,9 @@ TALV_INLINE Float4 cross_fade(Wide4 old_value, Wide4 new_value, Wide4 weight) no
     return room;
 }
 
-/** Samples up to whole groups of four, at most LENGTH_MAX, at positions that are found one after the other */
-[[gnu::cold, gnu::noinline]] void fade_gliding(const float *old_cycle, const float *new_cycle, Reader *reader,
-                                               const float *weight, int count, float *out) noexcept
-{
-    Position pos[POSITIONS];
-    read_positions(reader, count, pos);
-    for (int j = 0; j < count; j += LANES) {
-        const Places at = places_of(pos + j);
-        store4(out + j, cross_fade(rounded_wide(spline_values(old_cycle, at.point, at.x)),
-                                   spline_values(new_cycle, at.point, at.x), load_wide(weight + j)));
-    }
-}
-
 constexpr int APART = 20; /* samples at a time, to spare the stack */
 
-/** The same at positions that differ */
+/** Samples up to whole groups of four, at positions that are found one after the other */
 [[gnu::cold, gnu::noinline]] void fade_apart(const float *old_cycle, const float *new_cycle, Reader *old_reader,
                                              Reader *new_reader, const float *weight, int count, float *out) noexcept
 {
@@ -328,15 +315,12 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
     set_guards(old_cycle, n_old);
     set_guards(new_cycle, n_new);
 
-    /* Grid sizes are powers of two: all that is multiplied or divided by them stays exact. Two positions that start at
-     * the same fraction of their grids therefore stay there. */
     const float size_old = static_cast<float>(n_old), size_new = static_cast<float>(n_new);
     const Position end_old = position(size_old), end_new = position(size_new);
     const Glide glide = plan_glide(p_old, p_new, end_new, position(*phase / size_old * size_new));
     const float d = (glide.f1 - glide.f0) / static_cast<float>(L);
     Reader old_reader = {position(*phase), glide.f0 * size_old, d * size_old, end_old};
     Reader new_reader = {glide.pos_new, glide.f0 * size_new, d * size_new, end_new};
-    const bool equal = n_old == n_new && reduced(old_reader) == reduced(new_reader);
 
     const bool listed = L <= LENGTH_MAX && weights<wide_t>.from[L] >= 0;
     float t = 0.0f;
@@ -346,18 +330,18 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
         const float *weight =
             listed ? weights<wide_t>.t + weights<wide_t>.from[L] : running_weights(L, count, &t, room);
 #ifndef TALV_FLOAT_ONLY
+        /* Grid sizes are powers of two: all that is multiplied or divided by them stays exact. Two positions that start at
+         * the same place of equal grids therefore stay together. */
+        const bool equal = n_old == n_new && reduced(old_reader) == reduced(new_reader);
         Course course;
         if (equal && listed && course_of(old_reader, L, &course)) { /* nearly always */
-            old_reader.pos = fade_on_course(old_cycle, new_cycle, course, n_old, weight, L, out);
+            new_reader.pos = fade_on_course(old_cycle, new_cycle, course, n_old, weight, L, out);
             break;
         }
 #endif
-        if (equal)
-            fade_gliding(old_cycle, new_cycle, &old_reader, weight, count, out + from);
-        else
-            fade_apart(old_cycle, new_cycle, &old_reader, &new_reader, weight, count, out + from);
+        fade_apart(old_cycle, new_cycle, &old_reader, &new_reader, weight, count, out + from);
     }
-    *phase = nearest_float(equal ? old_reader.pos : new_reader.pos);
+    *phase = nearest_float(new_reader.pos);
 }
 
 } // namespace talv::inline TALV_TARGET
