@@ -5,7 +5,7 @@
 #include "dsp/trig.h"
 #include "dsp/wide.h"
 
-namespace talv::inline TALV_TARGET
+namespace talv::inline TALV_TABLES
 {
 
 namespace
@@ -26,6 +26,43 @@ constexpr Table<Complex, FFT_MAX> make_twiddle() noexcept
     }
     return table;
 }
+
+/** Where the factors of one size lie: merge, last stage but one, last stage; real parts before imaginary ones */
+template <typename T, int h>
+consteval Table<T, 2 * h> make_factors() noexcept
+{
+    constexpr int q = h / 4;
+    constexpr Table<Complex, FFT_MAX> twiddle = make_twiddle();
+    Table<T, 2 * h> table{};
+    for (int k = 0; k < h / 2; k++) {
+        const Complex w = twiddle.entry[(k + 1) * (FFT_MAX / (2 * h))];
+        table.entry[k] = static_cast<T>(w.re);
+        table.entry[h / 2 + k] = static_cast<T>(w.im);
+    }
+    for (int t = 0; t < q; t++) {
+        const Complex a = twiddle.entry[t * (2 * FFT_MAX / h)];
+        const Complex b = twiddle.entry[t * (FFT_MAX / h)];
+        table.entry[h + t] = static_cast<T>(a.re);
+        table.entry[h + q + t] = static_cast<T>(-a.im);
+        table.entry[h + 2 * q + t] = static_cast<T>(b.re);
+        table.entry[h + 3 * q + t] = static_cast<T>(-b.im);
+    }
+    return table;
+}
+
+} // namespace
+
+/* Factors of the wide transforms of 2 h points, as T wants them */
+template <typename T, int h>
+inline constexpr Table<T, 2 * h> fft_factors = make_factors<T, h>();
+
+} // namespace talv::inline TALV_TABLES
+
+namespace talv::inline TALV_TARGET
+{
+
+namespace
+{
 
 constexpr MiddleFactors make_middle_factors() noexcept
 {
@@ -119,33 +156,6 @@ void butterfly_turned(float *z, int a, int b, wide_t wr, wide_t wi) noexcept
     }
 }
 
-/** Where the factors of one size lie: merge, last stage but one, last stage; real parts before imaginary ones */
-template <int h>
-constexpr Table<wide_t, 2 * h> make_factors() noexcept
-{
-    constexpr int q = h / 4;
-    constexpr Table<Complex, FFT_MAX> twiddle = make_twiddle();
-    Table<wide_t, 2 * h> table{};
-    for (int k = 0; k < h / 2; k++) {
-        const Complex w = twiddle.entry[(k + 1) * (FFT_MAX / (2 * h))];
-        table.entry[k] = wide(w.re);
-        table.entry[h / 2 + k] = wide(w.im);
-    }
-    for (int t = 0; t < q; t++) {
-        const Complex a = twiddle.entry[t * (2 * FFT_MAX / h)];
-        const Complex b = twiddle.entry[t * (FFT_MAX / h)];
-        table.entry[h + t] = wide(a.re);
-        table.entry[h + q + t] = wide(-a.im);
-        table.entry[h + 2 * q + t] = wide(b.re);
-        table.entry[h + 3 * q + t] = wide(-b.im);
-    }
-    return table;
-}
-
-constexpr Table<wide_t, 32> factors_32 = make_factors<16>();
-constexpr Table<wide_t, 64> factors_64 = make_factors<32>();
-constexpr Table<wide_t, 128> factors_128 = make_factors<64>();
-
 /** Turning by a quarter circle changes nothing but signs and places in the rounded table, which last_stages() uses. */
 constexpr bool quarter_turns_are_exact() noexcept
 {
@@ -162,7 +172,7 @@ constexpr int WIDE_MIN = 32; /* smallest size of the wide transforms */
 
 TALV_INLINE Factors factors_of(int h) noexcept
 {
-    const wide_t *f = h == 16 ? factors_32 : h == 32 ? factors_64 : factors_128;
+    const wide_t *f = h == 16 ? fft_factors<wide_t, 16> : h == 32 ? fft_factors<wide_t, 32> : fft_factors<wide_t, 64>;
     const int q = h / 4;
     return {f, f + 2 * q, f + 4 * q, f + 5 * q, f + 6 * q, f + 7 * q};
 }
