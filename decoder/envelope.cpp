@@ -102,7 +102,7 @@ TALV_INLINE void polynomials_at(const Wide4 (&coef)[count][POLY_TERMS], Harmonic
         re[i] = coef[i][0];
         im[i] = Wide4{};
     }
-    TALV_UNROLL
+    TALV_UNROLL_WIDE
     for (int j = 1; j < POLY_TERMS; j++) {
         const Wide4 wide_c = widened(c), wide_s = widened(s);
         TALV_UNROLL

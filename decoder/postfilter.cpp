@@ -22,7 +22,7 @@ struct EvenOdd {
 TALV_INLINE EvenOdd even_odd(const Float4 *c) noexcept
 {
     Wide4 even = broadcast(1.0), odd = widened(c[0]);
-    TALV_UNROLL
+    TALV_UNROLL_WIDE
     for (int j = 1; j < LPC_ORDER; j += 2) {
         even = even + widened(c[j]);
         if (j + 1 < LPC_ORDER)
@@ -46,7 +46,7 @@ TALV_INLINE void fold_tilt(const Float4 *num, const Float4 *den, Float4 *zero) n
 
     Wide4 before = broadcast(1.0);
     zero[0] = narrowed(t0);
-    TALV_UNROLL
+    TALV_UNROLL_WIDE
     for (int m = 0; m < LPC_ORDER; m++) {
         const Wide4 now = widened(num[m]);
         zero[m + 1] = narrowed(add_exact(t1 * before, t0, now));
@@ -70,6 +70,7 @@ TALV_INLINE void load_four(const float *lpc, int count, Float4 *columns) noexcep
 TALV_INLINE void store_taps(const Float4 *columns, int count, float (PostfilterTaps::*member)[PF_TAPS],
                             PostfilterTaps *taps) noexcept
 {
+    TALV_UNROLL_WIDE
     for (int g = 0; g < PF_TAPS; g += LANES) {
         Float4 block[LANES] = {columns[g], columns[g + 1], columns[g + 2], columns[g + 3]};
         transpose(block);
@@ -88,6 +89,7 @@ void postfilter_design(const float *lpc, int count, PostfilterTaps *taps) noexce
     load_four(lpc + LPC_ORDER - LANES, count, a + LPC_ORDER - LANES); /* two of them once more */
 
     Float4 num[LPC_ORDER], den[PF_TAPS] = {}, zero[PF_TAPS];
+    TALV_UNROLL_WIDE
     for (int j = 0; j < LPC_ORDER; j++) {
         num[j] = a[j] * pf_zero_weight[j];
         den[j] = a[j] * pf_pole_weight[j];

@@ -139,6 +139,7 @@ TALV_INLINE void twice_cosines(const Float4 *lsf, bool quick, Wide4 *c) noexcept
     if (quick && sizeof(wide_t) > sizeof(float)) {
         const Wide4 error = broadcast(static_cast<wide_t>(QUICK_COS_ERROR));
         Wide4 doubt = {};
+        TALV_NO_UNROLL
         for (int k = 0; k < LPC_ORDER; k++) {
             const Wide4 v = twice_cos_nearly(widened(lsf[k]));
             c[k] = rounded_wide(v - error);
@@ -158,10 +159,10 @@ TALV_INLINE void root_product(const Wide4 *c, Wide4 *poly) noexcept
 {
     poly[0] = poly[2] = broadcast(1.0);
     poly[1] = broadcast(0.0) - c[0];
-    TALV_UNROLL
+    TALV_UNROLL_WIDE
     for (int degree = 4; degree <= LPC_ORDER; degree += 2) {
         const Wide4 factor = c[degree - 2];
-        TALV_UNROLL
+        TALV_UNROLL_WIDE
         for (int i = degree - 2; i >= 2; i--)
             poly[i] = rounded_wide(subtract_exact(poly[i - 2], factor, poly[i - 1]) + poly[i]);
         poly[1] = rounded_wide(poly[1] - factor);

@@ -48,6 +48,14 @@
 /* In front of a loop that is seldom run and short enough to be written out at -O3 */
 #define TALV_NO_UNROLL _Pragma("GCC unroll 1")
 
+/* In front of a short loop over doubles in groups of four: where each of these takes two registers, writing the loop out
+ * makes more code than time that it saves */
+#ifdef TALV_SIMD_AVX2
+#define TALV_UNROLL_WIDE TALV_UNROLL
+#else
+#define TALV_UNROLL_WIDE TALV_NO_UNROLL
+#endif
+
 /* In front of a long loop that pays to be run some turns at a time: four where a turn is a handful of wide operations,
  * two where it is twice as long, as more would make code and next to nothing quicker */
 #ifdef TALV_SIMD_AVX2
