@@ -165,6 +165,14 @@ TALV_INLINE Pair64 round_half_away(Pair64 x) noexcept
     return reinterpret_cast<Pair64>((reinterpret_cast<Pattern>(x) + UNIT / 2) & ~(UNIT - 1));
 }
 
+/* The bits in which x and y differ, added to those found before; any_bit() tells whether there are any */
+using PairBits = uint64_t __attribute__((vector_size(16)));
+TALV_INLINE Pair64 gather_difference(Pair64 found, Pair64 x, Pair64 y) noexcept
+{
+    return reinterpret_cast<Pair64>(reinterpret_cast<PairBits>(found) |
+                                    (reinterpret_cast<PairBits>(x) ^ reinterpret_cast<PairBits>(y)));
+}
+
 #ifdef TALV_SIMD_AVX2
 
 TALV_INLINE Wide4 widened(Float4 x) noexcept
@@ -199,7 +207,6 @@ TALV_INLINE Wide4 halves(Pair64 low, Pair64 high) noexcept
 {
     return {_mm256_setr_m128d(low, high)};
 }
-/* The bits in which x and y differ, added to those found before; and whether there are any */
 TALV_INLINE Wide4 gather_difference(Wide4 found, Wide4 x, Wide4 y) noexcept
 {
     return {_mm256_or_pd(found.v, _mm256_xor_pd(x.v, y.v))};
@@ -291,12 +298,6 @@ TALV_INLINE Pair64 high_half(Wide4 x) noexcept
 TALV_INLINE Wide4 halves(Pair64 low, Pair64 high) noexcept
 {
     return {low, high};
-}
-using PairBits = uint64_t __attribute__((vector_size(16)));
-TALV_INLINE Pair64 gather_difference(Pair64 found, Pair64 x, Pair64 y) noexcept
-{
-    return reinterpret_cast<Pair64>(reinterpret_cast<PairBits>(found) |
-                                    (reinterpret_cast<PairBits>(x) ^ reinterpret_cast<PairBits>(y)));
 }
 TALV_INLINE Wide4 gather_difference(Wide4 found, Wide4 x, Wide4 y) noexcept
 {

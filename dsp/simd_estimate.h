@@ -139,7 +139,11 @@ TALV_INLINE Floats operator*(Floats x, Floats y) noexcept
 }
 TALV_INLINE Floats operator/(Floats x, Floats y) noexcept
 {
+#ifdef TALV_SIMD_PLAIN
     return {Float4{x.v[0] / y.v[0], x.v[1] / y.v[1], x.v[2] / y.v[2], x.v[3] / y.v[3]}};
+#else
+    return {x.v / y.v};
+#endif
 }
 TALV_INLINE Floats add_product(Floats sum, Floats x, Floats y) noexcept
 {

@@ -1,5 +1,6 @@
 /* From a block of speech to line spectral frequencies. */
 #include "encoder/lpc.h"
+#include "encoder/near_roots.h"
 
 #include "dsp/constants.h"
 #include "dsp/lsf.h"
@@ -217,12 +218,11 @@ TEST(LpcToLsf, RootsExactlyAtAnEndOfAStep)
     EXPECT_TRUE(test::all_near(lsf, want, 4, 1e-5));
 }
 
-/** The walk, the bisection and the secant one point after the other, every value rounded as it comes */
-int walk_plainly(const float *a, float *lsf)
+/** The Chebyshev series of both polynomials */
+void plain_series(const float *a, float (*series)[LPC_ORDER / 2 + 1])
 {
     constexpr int h = LPC_ORDER / 2;
-    const float s = 0.0314107575f, c = -0.0294369981f;
-    float series[2][h + 1], p[h + 1] = {1.0f}, q[h + 1] = {1.0f};
+    float p[h + 1] = {1.0f}, q[h + 1] = {1.0f};
     for (int i = 1; i <= h; i++) {
         p[i] = a[i - 1] + a[LPC_ORDER - i];
         q[i] = a[i - 1] - a[LPC_ORDER - i];
@@ -235,6 +235,15 @@ int walk_plainly(const float *a, float *lsf)
         series[0][j] = j == 0 ? p[h] : 2.0f * p[h - j];
         series[1][j] = j == 0 ? q[h] : 2.0f * q[h - j];
     }
+}
+
+/** The walk, the bisection and the secant one point after the other, every value rounded as it comes */
+int walk_plainly(const float *a, float *lsf)
+{
+    constexpr int h = LPC_ORDER / 2;
+    const float s = 0.0314107575f, c = -0.0294369981f;
+    float series[2][h + 1];
+    plain_series(a, series);
     int count = 0;
     const auto F = [&](float x) { return cheb_eval(x, series[count % 2], h + 1); };
     const auto product = [](float y, float z) { return static_cast<double>(y) * static_cast<double>(z); };
@@ -270,14 +279,17 @@ int walk_plainly(const float *a, float *lsf)
     return count == LPC_ORDER ? 1 : -2;
 }
 
-/* Where the series is nearly 0, its roundings decide its sign: roots at the very ends of steps, and packed closely. */
+/* Where the series is nearly 0, its roundings decide its sign: roots at the very ends of steps, and packed closely, on
+ * either side of a point where signs are looked at. */
 TEST(LpcToLsf, EqualsThePlainWalk)
 {
     for (uint64_t seed = 3400; seed < 6400; seed++) {
         Random random(seed);
         float lsf[LPC_ORDER], a[LPC_ORDER], got[LPC_ORDER], want[LPC_ORDER];
-        const int packed = random.integer(0, LPC_ORDER);
-        const double centre = random.uniform(0.3, 2.8), reach = std::pow(10.0, random.uniform(-4.0, -1.0));
+        const bool at_grid = seed % 3 == 0;
+        const int packed = at_grid ? 3 : random.integer(0, LPC_ORDER);
+        const double centre = at_grid ? PI * random.integer(6, 56) / (ROOT_GRID - 1) : random.uniform(0.3, 2.8);
+        const double reach = std::pow(10.0, at_grid ? random.uniform(-3.0, -1.5) : random.uniform(-6.0, -1.0));
         for (int k = 0; k < LPC_ORDER; k++)
             lsf[k] =
                 static_cast<float>(k < packed ? centre + random.uniform(-reach, reach) : random.uniform(0.02, 3.1));
@@ -299,6 +311,46 @@ TEST(LpcToLsf, EqualsThePlainWalk)
         }
     }
 }
+
+#ifndef TALV_SIMD_PLAIN
+TEST(NearRoots, SignsAreSureOutsideTheStretches)
+{
+    constexpr int RUNS = 2000;
+    int found = 0;
+    for (uint64_t seed = 6400; seed < 6400 + RUNS; seed++) {
+        Random random(seed);
+        float lsf[LPC_ORDER], a[LPC_ORDER], c[2][LPC_ORDER / 2 + 1];
+        const int packed = random.integer(0, LPC_ORDER - 3); /* three on either side of a point of the grid */
+        const double centre = PI * random.integer(6, 56) / (ROOT_GRID - 1), apart = random.uniform(0.001, 0.1);
+        for (int k = 0; k < LPC_ORDER; k++)
+            lsf[k] =
+                static_cast<float>(k < packed       ? centre * (k + 1) / (packed + 1)
+                                   : k < packed + 3 ? centre + apart * (k - packed - random.uniform(0.8, 1.2))
+                                                    : PI - (PI - centre) * (LPC_ORDER - k) / (LPC_ORDER - packed - 2));
+        std::sort(lsf, lsf + LPC_ORDER);
+        lsf_to_lpc(LPC_ORDER, lsf, a);
+        plain_series(a, c);
+        Series series[2];
+        for (int s = 0; s < 2; s++)
+            std::copy_n(c[s], LPC_ORDER / 2 + 1, series[s].c);
+        NearRoots near;
+        if (!find_near_roots(series, &near))
+            continue;
+        found++;
+        for (int s = 0; s < 2; s++)
+            for (int j = 0; j <= NearRoots::PER_SERIES; j++)
+                for (int i = 0; i < 40; i++) { /* between two stretches, more of them near the ends */
+                    const float high = std::min(near.low_before[s][j], 1.0f), low = std::max(near.high[s][j], -1.0f);
+                    const double share = std::pow(random.uniform(0.0, 1.0), 8.0);
+                    const float way = (high - low) * static_cast<float>(share);
+                    const float x = std::clamp(i % 2 == 0 ? high - way : low + way, low, high);
+                    const float F = cheb_eval(x, c[s], LPC_ORDER / 2 + 1);
+                    ASSERT_TRUE(j % 2 == 0 ? F > 0.0f : F < 0.0f) << test::seed_note(seed) << " x " << x;
+                }
+    }
+    EXPECT_GT(found, RUNS / 4);
+}
+#endif
 
 TEST(Getlsf2, RefusesWhatIsTooLarge)
 {
