@@ -44,6 +44,10 @@ TALV_LANES Wide4 add_nearly(const Wide4 &sum, const Wide4 &x, const Wide4 &y) no
 {
     return add_exact(sum, x, y);
 }
+TALV_LANES Wide4 add_exact_apart(const Wide4 &sum, const Wide4 &x, const Wide4 &y) noexcept
+{
+    return add_exact(sum, x, y);
+}
 
 #else
 
@@ -126,6 +130,12 @@ TALV_INLINE Pair64 subtract_nearly(Pair64 sum, Pair64 x, Pair64 y) noexcept
 TALV_INLINE Wide4 add_nearly(Wide4 sum, Wide4 x, Wide4 y) noexcept
 {
     return add_exact(sum, x, y);
+}
+
+/** add_exact() that is not fused: the product does not wait for the sum */
+TALV_INLINE Wide4 add_exact_apart(Wide4 sum, Wide4 x, Wide4 y) noexcept
+{
+    return sum + x * y;
 }
 
 /** A number so large that a double of its size has the last place of a float of x's size: what is added to it is

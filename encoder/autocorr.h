@@ -60,7 +60,7 @@ struct AutocorrSums {
     {
         TALV_UNROLL
         for (int g = 0; g < GROUPS; g++)
-            r[g] = nearly_rounded(add_exact(r[g], broadcast(x[0]), load(x + LANES * g)), &ties);
+            r[g] = nearly_rounded(add_exact_apart(r[g], broadcast(x[0]), load(x + LANES * g)), &ties);
     }
 };
 

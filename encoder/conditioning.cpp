@@ -51,25 +51,24 @@ namespace
 {
 
 constexpr int PAST = PREFILTER_TERMS - 1;
-constexpr int PART = FRAME_LEN / 2; /* samples that go through the filter at once */
 
 #ifdef TALV_FLOAT_ONLY
 
-/** Both parts of the filter. Next to z = 1 the sums are differences of numbers that are a thousand times as large: in
- *  float the filter would make noise of its own, which changed every tenth frame of speech.
- *  noise   I  [n]          to be added to the output
- *  stored  IO [PAST + n]   w as the memory keeps it: rounded, after PAST older ones, which are given                 */
-void run_filter(const float *den, const float *num, const int16_t *pcm, const float *noise, float *out, wide_t *stored,
+/** The filter. Next to z = 1 the sums are differences of numbers that are a thousand times as large: in float the filter
+ *  would make noise of its own, which changed every tenth frame of speech.
+ *  noise   I  [n]      to be added to the output
+ *  past    IO [PAST]   w as the memory keeps it: rounded, the newest first                                           */
+void run_filter(const float *den, const float *num, const int16_t *pcm, const float *noise, float *out, wide_t *past,
                 int n, Autocorr *) noexcept
 {
     for (int i = 0; i < n; i++) {
-        const float *now = stored + PAST + i;
         Twofold w = {static_cast<float>(pcm[i]), 0.0f}, y = {0.0f, 0.0f};
         for (int k = PAST; k >= 1; k--) {
-            w = add_product(w, now[-k], -den[k]);
-            y = add_product(y, now[-k], num[k]);
+            w = add_product(w, past[k - 1], -den[k]);
+            y = add_product(y, past[k - 1], num[k]);
         }
-        stored[PAST + i] = rounded(w);
+        std::copy_backward(past, past + PAST - 1, past + PAST);
+        past[0] = rounded(w);
         y = add_product(y, w.high, num[0]); /* the present w unrounded */
         y.low += w.low * num[0];
         out[i] = rounded(y) + noise[i];
@@ -78,47 +77,39 @@ void run_filter(const float *den, const float *num, const int16_t *pcm, const fl
 
 #else
 
-/** The part of the filter that is no recursion: it reads the present w unrounded
- *  w       I  [n]          as it came out of the recursion
- *  stored  I  [PAST + n]   w as the memory keeps it, after PAST older ones
- *  noise   I  [n]          to be added
- *  return  whether w is rounded as rounded() would                                                                   */
-TALV_INLINE bool run_zeros(const float *num, const wide_t *w, const wide_t *stored, const float *noise, float *out,
-                           int n) noexcept
+/** The filter as it is defined, for the few blocks that would round to other values
+ *  noise   I  [n]      to be added to the output
+ *  past    IO [PAST]   w as the memory keeps it: rounded, the newest first                                           */
+[[gnu::cold]] void run_plainly(const float *den, const float *num, const int16_t *pcm, const float *noise, float *out,
+                               wide_t *past, int n) noexcept
 {
-    Wide4 c[PREFILTER_TERMS];
-    TALV_UNROLL
-    for (int k = 0; k < PREFILTER_TERMS; k++)
-        c[k] = broadcast(wide(num[k]));
-    int holds = ALL_LANES;
-    for (int i = 0; i < n; i += LANES) {
-        const wide_t *now = stored + PAST + i;
-        const Wide4 unrounded = load(w + i);
-        Wide4 sum = load(now - 4) * c[4];
-        sum = add_exact(sum, load(now - 3), c[3]);
-        sum = add_exact(sum, load(now - 2), c[2]);
-        sum = add_exact(sum, load(now - 1), c[1]);
-        store4(out + i, narrowed(sum + unrounded * c[0]) + load4(noise + i));
-        holds &= equal_lanes(rounded_wide(unrounded), load(now));
+    for (int i = 0; i < n; i++) {
+        wide_t w = wide(pcm[i]), y = wide(0);
+        for (int k = PAST; k >= 1; k--) {
+            w = subtract_exact(w, past[k - 1], wide(den[k]));
+            y = add_exact(y, past[k - 1], wide(num[k]));
+        }
+        std::copy_backward(past, past + PAST - 1, past + PAST);
+        past[0] = wide(rounded(w));
+        out[i] = rounded(y + w * wide(num[0])) + noise[i]; /* the present w unrounded */
     }
-    return holds == ALL_LANES;
 }
 
-/** The recursion, which rounds nearly. The newest term comes last: all the others are then ready before it is.
- *  w       O  [n]          its output, not rounded
- *  stored  IO [PAST + n]   w rounded nearly, after PAST older ones, which are given
- *  beside  IO              an autocorrelation to which `terms` terms are added with every PAST samples               */
+/** The filter under way, each value twice; its recursion rounds nearly (dsp/simd_chain.h) */
+struct QuickFilter {
+    Pair64 den[PREFILTER_TERMS], past[PREFILTER_TERMS]; /* past[k]: k samples ago                                 */
+    Wide4 num[PREFILTER_TERMS], found;                  /* found: differences from what w is when rounded truly    */
+};
+
+/** A stretch of the filter. Its recursion is a chain that the rest of the processor waits for: the part that is no
+ *  recursion, which reads the present w unrounded, runs beside it
+ *  u       I  [n]   input
+ *  beside  IO       an autocorrelation to which `terms` terms are added with every PAST samples                      */
 template <int terms>
-TALV_INLINE void run_poles_quickly(const float *den, const int16_t *pcm, wide_t *w, wide_t *stored, int n,
-                                   Autocorr *beside) noexcept
+TALV_INLINE void run_quickly(QuickFilter *filter, const wide_t *u, const float *noise, float *out, int n,
+                             Autocorr *beside) noexcept
 {
-    for (int i = 0; i < n; i++)
-        w[i] = wide(pcm[i]);
-    Pair64 d[PREFILTER_TERMS], past[PREFILTER_TERMS];
-    for (int k = 1; k <= PAST; k++) {
-        d[k] = twice(wide(den[k]));
-        past[k] = twice(stored[PAST - k]);
-    }
+    QuickFilter f = *filter;
     AutocorrSums sums;
     const wide_t *x = nullptr;
     if constexpr (terms > 0) {
@@ -127,19 +118,28 @@ TALV_INLINE void run_poles_quickly(const float *den, const int16_t *pcm, wide_t 
     }
     static_assert(PAST == LANES); /* the past takes its old places again after as many samples */
     for (int i = 0; i < n; i += PAST) {
+        const Wide4 before4 = halves(low_lanes(f.past[4], f.past[3]), low_lanes(f.past[2], f.past[1]));
+        Pair64 w[PAST];
         TALV_UNROLL
-        for (int j = i; j < i + PAST; j++) {
-            Pair64 sum = twice(w[j]);
+        for (int j = 0; j < PAST; j++) {
+            w[j] = twice(u[i + j]);
             TALV_UNROLL
-            for (int k = PAST; k >= 1; k--)
-                sum = subtract_exact(sum, past[k], d[k]);
+            for (int k = PAST; k >= 1; k--) /* the newest term comes last: all the others are then ready before it is */
+                w[j] = subtract_exact(w[j], f.past[k], f.den[k]);
             TALV_UNROLL
             for (int k = PAST; k > 1; k--)
-                past[k] = past[k - 1];
-            past[1] = nearly_rounded(sum);
-            w[j] = sum[0];
-            stored[PAST + j] = past[1][0];
+                f.past[k] = f.past[k - 1];
+            f.past[1] = nearly_rounded(w[j]);
         }
+        const Wide4 unrounded = halves(low_lanes(w[0], w[1]), low_lanes(w[2], w[3]));
+        const Wide4 now = halves(low_lanes(f.past[4], f.past[3]), low_lanes(f.past[2], f.past[1]));
+        const Wide4 before2 = halves(high_half(before4), low_half(now));
+        Wide4 sum = before4 * f.num[4];
+        sum = add_exact(sum, staggered(before4, before2), f.num[3]);
+        sum = add_exact(sum, before2, f.num[2]);
+        sum = add_exact(sum, staggered(before2, now), f.num[1]);
+        store4(out + i, narrowed(sum + unrounded * f.num[0]) + load4(noise + i));
+        f.found = gather_difference(f.found, now, rounded_wide(unrounded));
         TALV_UNROLL
         for (int t = 0; t < terms; t++)
             sums.add(x++);
@@ -148,35 +148,37 @@ TALV_INLINE void run_poles_quickly(const float *den, const int16_t *pcm, wide_t 
         beside->sums()->copy(sums);
         beside->has_added(n / PAST * terms);
     }
+    *filter = f;
 }
 
-/** The same as it is defined, for the few blocks that would round to other values */
-[[gnu::cold]] void run_poles(const float *den, const int16_t *pcm, wide_t *w, wide_t *stored, int n) noexcept
-{
-    for (int i = 0; i < n; i++) {
-        wide_t *now = stored + PAST + i;
-        w[i] = wide(pcm[i]);
-        for (int k = PAST; k >= 1; k--)
-            w[i] = subtract_exact(w[i], now[-k], wide(den[k]));
-        now[0] = wide(rounded(w[i]));
-    }
-}
-
-/** Both parts; stored as above, but rounded */
+/** The filter, as above */
 TALV_INLINE void run_filter(const float *den, const float *num, const int16_t *pcm, const float *noise, float *out,
-                            wide_t *stored, int n, Autocorr *beside) noexcept
+                            wide_t *past, int n, Autocorr *beside) noexcept
 {
     constexpr int TERMS = 2;
-    wide_t w[PART];
+    wide_t u[FRAME_LEN];
+    for (int i = 0; i < n; i++)
+        u[i] = wide(pcm[i]);
+    QuickFilter filter;
+    TALV_UNROLL
+    for (int k = 1; k <= PAST; k++) {
+        filter.den[k] = twice(wide(den[k]));
+        filter.past[k] = twice(past[k - 1]);
+    }
+    TALV_UNROLL
+    for (int k = 0; k <= PAST; k++)
+        filter.num[k] = broadcast(wide(num[k]));
+    filter.found = broadcast(wide(0));
     const int both = beside == nullptr ? 0 : std::min(n, beside->ready() / TERMS * PAST);
     if (both > 0)
-        run_poles_quickly<TERMS>(den, pcm, w, stored, both, beside);
-    run_poles_quickly<0>(den, pcm + both, w + both, stored + both, n - both, nullptr);
-    const bool holds = run_zeros(num, w, stored, noise, out, n);
-    if (!CHAIN_AS_DEFINED && !holds) [[unlikely]] {
-        run_poles(den, pcm, w, stored, n);
-        run_zeros(num, w, stored, noise, out, n);
+        run_quickly<TERMS>(&filter, u, noise, out, both, beside);
+    run_quickly<0>(&filter, u + both, noise + both, out + both, n - both, nullptr);
+    if (!CHAIN_AS_DEFINED && any_bit(filter.found)) [[unlikely]] {
+        run_plainly(den, num, pcm, noise, out, past, n);
+        return;
     }
+    for (int k = 1; k <= PAST; k++)
+        past[k - 1] = filter.past[k][0];
 }
 
 #endif
@@ -186,18 +188,14 @@ TALV_INLINE void run_filter(const float *den, const float *num, const int16_t *p
 void iir_prefilter(const float *den, const float *num, const int16_t *pcm, float *out, float *state, int n,
                    Autocorr *beside) noexcept
 {
-    wide_t stored[PAST + PART];
+    wide_t past[PAST];
     for (int k = 1; k <= PAST; k++)
-        stored[PAST - k] = wide(state[k]);
-    for (int from = 0; from < n; from += PART) {
-        const int now = std::min(n - from, PART);
-        run_filter(den, num, pcm + from, floor_noise + from, out + from, stored, now, beside);
-        std::copy_n(stored + now, PAST, stored);
-    }
+        past[k - 1] = wide(state[k]);
+    run_filter(den, num, pcm, floor_noise, out, past, n, beside);
 
-    state[0] = rounded(stored[PAST - 1]);
+    state[0] = rounded(past[0]);
     for (int k = 1; k <= PAST; k++)
-        state[k] = rounded(stored[PAST - k]);
+        state[k] = rounded(past[k - 1]);
     for (int k = 1; k <= 3; k++)
         state[k] += floor_noise[k];
 }
