@@ -3,7 +3,7 @@
 #include "dsp/constants.h"
 #include "dsp/correlate.h"
 #include "dsp/lsf.h"
-#include "dsp/simd.h"
+#include "dsp/simd_chain.h"
 #include "dsp/twofold.h"
 #include "dsp/wide.h"
 
@@ -80,17 +80,106 @@ int getlsf2(Autocorr *window, float *lsf) noexcept
     return lsf_of_autocorr(r, LPC_ORDER, lsf);
 }
 
-float levinson(const float *r, int order, float *a) noexcept
+namespace
+{
+
+#ifdef TALV_SIMD_PLAIN
+
+bool levinson_quickly(const float *, float *, float *) noexcept
+{
+    return false;
+}
+
+#else
+
+/** levinson() of the codec's order by quick chains; returns whether they hold (dsp/simd_chain.h)
+ *  The coefficients and the same in reverse, with the leading 1, stay in registers. What a sum adds up does not wait for
+ *  it, nor does the inverse of E. A quotient by it errs by two roundings of a double: where what is twice as far away is
+ *  rounded alike, so is the true one.                                                                                */
+[[gnu::noinline]] bool levinson_quickly(const float *r, float *a, float *error) noexcept
+{
+    constexpr int GROUPS = LPC_ORDER / LANES + 1;
+    wide_t reversed[LPC_ORDER + GROUPS * LANES], products[GROUPS * LANES]; /* reversed: followed by zeros */
+    for (int m = 0; m < LPC_ORDER; m++)
+        reversed[m] = wide(r[LPC_ORDER - m]);
+    Wide4 forward[GROUPS], backward[GROUPS], found = broadcast(wide(0));
+    TALV_UNROLL
+    for (int g = 0; g < GROUPS; g++) {
+        forward[g] = backward[g] = found;
+        store(reversed + LPC_ORDER + LANES * g, found);
+    }
+    backward[0] = make_wide4(wide(1), wide(0), wide(0), wide(0));
+    Pair64 differences = twice(wide(0));
+    Ties ties; /* the proof would find them */
+    const Pair64 one = twice(wide(1));
+    Pair64 E = twice(wide(r[0]));
+    TALV_NO_UNROLL
+    for (int i = 0; i < LPC_ORDER; i++) {
+        const wide_t *partners = reversed + LPC_ORDER - i;
+        const Wide4 first = forward[0] * load(partners);
+        store(products, first);
+        TALV_UNROLL
+        for (int g = 1; g < GROUPS; g++)
+            store(products + LANES * g, forward[g] * load(partners + LANES * g));
+        Pair64 t = twice(wide(r[i + 1])), product = low_twice(low_half(first));
+        TALV_NO_UNROLL
+        for (int j = 0; j < i;) {
+            const Pair64 sum = t + product;
+            t = nearly_rounded(sum);
+            differences = gather_difference(differences, t, rounded_wide(sum));
+            product = twice(products[++j]);
+        }
+
+        const Pair64 quotient = t * (-one / E), slack = quotient * twice(wide(0x1p-51));
+        const Pair64 k = nearly_rounded(quotient);
+        differences = gather_difference(differences, k, rounded_wide(quotient - slack));
+        differences = gather_difference(differences, k, rounded_wide(quotient + slack));
+        const Pair64 wider_E = (one - k * k) * E;
+        E = nearly_rounded(wider_E);
+        differences = gather_difference(differences, E, rounded_wide(wider_E));
+        if (E[0] <= 0)
+            return false;
+
+        const Wide4 all_k = halves(k, k);
+        Wide4 before = all_k;
+        TALV_UNROLL
+        for (int g = 0; g < GROUPS; g++) {
+            const Wide4 wider = add_exact(forward[g], all_k, backward[g]);
+            const Wide4 mirrored = nearly_rounded(add_exact(backward[g], all_k, forward[g]), &ties);
+            forward[g] = nearly_rounded(wider, &ties);
+            found = gather_difference(found, forward[g], rounded_wide(wider));
+            backward[g] = last_and_three(before, mirrored);
+            before = mirrored;
+        }
+    }
+    float all[GROUPS * LANES];
+    TALV_UNROLL
+    for (int g = 0; g < GROUPS; g++)
+        store_rounded(all + LANES * g, forward[g]);
+    std::copy_n(all, LPC_ORDER, a);
+    *error = rounded(E[0]);
+    return !any_bit(gather_difference(found, halves(differences, differences), broadcast(wide(0))));
+}
+
+#endif
+
+} // namespace
+
+[[gnu::noinline]] float levinson(const float *r, int order, float *a) noexcept
 {
     /* Room for whole groups on both sides of the coefficients; what lies beyond those of a stage does not matter. */
     constexpr int ROOM = (ORDER_MAX + LANES - 1) / LANES * LANES;
+    float E;
+    if (WIDE4_IN_A_REGISTER && order == LPC_ORDER && levinson_quickly(r, a, &E)) [[likely]]
+        return E;
+
     float room[2][LANES + ROOM] = {};
     float *now = room[0] + LANES, *next = room[1] + LANES;
     wide_t wide_r[ORDER_MAX + 1];
     widen(r, order + 1, wide_r);
     std::fill_n(a, order, 0.0f);
 
-    float E = r[0];
+    E = r[0];
     for (int i = 0; i < order; i++) {
         float t = r[i + 1];
         for (int j = 0; j < i; j++)

@@ -102,6 +102,32 @@ TEST(Levinson, SolvesTheNormalEquations)
         }
 }
 
+TEST(Levinson, RoundsAtEveryStep)
+{
+    constexpr int RUNS = 400;
+    for (uint64_t seed = 3150; seed < 3150 + RUNS; seed++) {
+        const std::vector<float> x =
+            seed % 2 == 0 ? test::noise(FRAME_LEN, 1000.0, seed) : test::voiced(FRAME_LEN, 50.0, 60.0, 5000.0, seed);
+        float r[LPC_ORDER + 1], work[FRAME_LEN], a[LPC_ORDER], want[LPC_ORDER] = {};
+        window_autocorr(x.data(), FRAME_LEN, r, LPC_ORDER, work, analysis_window);
+        float E = r[0];
+        for (int i = 0; i < LPC_ORDER; i++) {
+            float t = r[i + 1], next[LPC_ORDER];
+            for (int j = 0; j < i; j++)
+                t = static_cast<float>(static_cast<double>(t) +
+                                       static_cast<double>(r[i - j]) * static_cast<double>(want[j]));
+            const double k = static_cast<double>(-t / E);
+            for (int j = 0; j < i; j++)
+                next[j] = static_cast<float>(static_cast<double>(want[j]) + k * static_cast<double>(want[i - 1 - j]));
+            next[i] = -t / E;
+            std::copy_n(next, i + 1, want);
+            E = static_cast<float>((1.0 - k * k) * static_cast<double>(E));
+        }
+        ASSERT_TRUE(test::same_bits(levinson(r, LPC_ORDER, a), E)) << test::seed_note(seed);
+        ASSERT_TRUE(test::same_bits(a, want, LPC_ORDER)) << test::seed_note(seed);
+    }
+}
+
 TEST(Levinson, StopsWhenNothingIsLeftToPredict)
 {
     float a[LPC_ORDER];
