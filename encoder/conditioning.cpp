@@ -273,22 +273,25 @@ TALV_INLINE void subtract_line(int n, float *level, float step, float *x, Autoco
 
 void dc_tracker(int n, float *mean, float *x, Autocorr *beside) noexcept
 {
-    constexpr int TERMS = 2;
+    constexpr int TERMS = 2, CHUNK = 40;
     const float sum = block_sum(n, x);
     const wide_t m = wide(sum) / wide(n);
     const float step = rounded((m - wide(*mean)) / wide(n));
     float level = *mean;
     *mean = rounded(m);
 
-    int done = 0;
-    if (beside != nullptr) {
-        const int first = beside->missing();
-        subtract_line<0>(first, &level, step, x, nullptr);
-        beside->take_windowed(x, first);
-        done = first + std::min(n - first, beside->ready() / TERMS * LANES);
-        subtract_line<TERMS>(done - first, &level, step, x + first, beside);
+    /* What the autocorrelation misses it takes in piece by piece, so as to go on with one piece beside the next. */
+    for (int done = 0; done < n;) {
+        const int missing = beside != nullptr ? beside->missing() : 0;
+        const int now = missing > 0 ? std::min(missing, CHUNK) : n - done;
+        const int both = beside != nullptr ? std::min(now, beside->ready() / TERMS * LANES) : 0;
+        if (both > 0)
+            subtract_line<TERMS>(both, &level, step, x + done, beside);
+        subtract_line<0>(now - both, &level, step, x + done + both, nullptr);
+        if (missing > 0)
+            beside->take_windowed(x + done, now);
+        done += now;
     }
-    subtract_line<0>(n - done, &level, step, x + done, nullptr);
 }
 
 void lpc_residual(int, int n, const float *x, const float *a, float *out) noexcept
