@@ -131,6 +131,21 @@ constexpr Table<float, BISECTIONS * DIGITS_ROW> make_digits() noexcept
 
 constexpr Table<float, BISECTIONS *DIGITS_ROW> digits = make_digits();
 
+/* The first points of the walk, which always starts from 1 */
+constexpr int FIRST_POINTS = 24;
+constexpr Table<float, FIRST_POINTS> make_first_points() noexcept
+{
+    Table<float, FIRST_POINTS> table{};
+    wide_t x = wide(1);
+    for (float &point : table.entry) {
+        point = rounded(x);
+        x = wide(rounded(x - (x * x * wide(STEP_BEND) + wide(STEP_BASE))));
+    }
+    return table;
+}
+
+constexpr Table<float, FIRST_POINTS> first_points = make_first_points();
+
 /** cheb_eval(), doubled, of the codec's order at the first two of four points, by a quick chain (dsp/simd_chain.h)
  *  found  IO   differences from what is defined are added
  *  The highest coefficient is 2, so that the second step adds two floats, which rounds once as well as twice: where
@@ -171,14 +186,17 @@ TALV_INLINE bool step_to_root(const Series &series, const NearRoots &near, int s
         return false;
 
     const Pair64 base = twice(wide(STEP_BASE)), bend = twice(wide(STEP_BEND));
-    const wide_t last_step = wide(near.last_step[s][j]);
+    const float last_step = near.last_step[s][j];
+    if (from == first_points[0])
+        for (int i = 1; from > last_step && i < FIRST_POINTS; i++)
+            from = first_points[i];
     Pair64 x, next = twice(wide(from)), found = twice(wide(0));
     do {
         x = next;
         const Pair64 square = x * x;
         next = nearly_rounded(subtract_nearly(x - base, square, bend));
         found = gather_difference(found, next, rounded_wide(x - (square * bend + base)));
-    } while (x[0] > last_step);
+    } while (x[0] > wide(last_step));
 
     /* The leaf that the root is in: one over the step's length by a step of Newton's from what it nearly is */
     const wide_t leaves = wide(near.leaves[s][j]);
