@@ -102,8 +102,7 @@ TALV_INLINE void polynomials_at(const Wide4 (&coef)[count][POLY_TERMS], Harmonic
         re[i] = coef[i][0];
         im[i] = Wide4{};
     }
-    TALV_UNROLL_WIDE
-    for (int j = 1; j < POLY_TERMS; j++) {
+    const auto add_term = [&](int j) noexcept {
         const Wide4 wide_c = widened(c), wide_s = widened(s);
         TALV_UNROLL
         for (int i = 0; i < count; i++) {
@@ -116,6 +115,15 @@ TALV_INLINE void polynomials_at(const Wide4 (&coef)[count][POLY_TERMS], Harmonic
         c = c_next;
         s_before = s;
         s = s_next;
+    };
+    if constexpr (2 * count <= SUMS_IN_REGISTERS) {
+        TALV_UNROLL
+        for (int j = 1; j < POLY_TERMS; j++)
+            add_term(j);
+    } else {
+        TALV_NO_UNROLL
+        for (int j = 1; j < POLY_TERMS; j++)
+            add_term(j);
     }
     for (int i = 0; i < count; i++) {
         store_rounded(out[i]->re + k, re[i]);

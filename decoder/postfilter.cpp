@@ -143,7 +143,7 @@ void apply_zeros(const float *taps, int count, const float *in, wide_t *out) noe
     for (int j = LANES; j < PF_TAPS; j++)
         x[j] = load_wide(in - j);
     int q = 0;
-    if constexpr (WIDE4_IN_A_REGISTER) /* there is room for the samples: three groups in turn save moving them */
+    if constexpr (SUMS_IN_REGISTERS > 0) /* there is room for the samples: three groups in turn save moving them */
         for (; q + 2 * LANES < count; q += 3 * LANES) {
             zeros_of_group<0>(zero, x, in + q, out + q);
             zeros_of_group<1>(zero, x, in + q + LANES, out + q + LANES);

@@ -3,8 +3,8 @@
  *  The codec's sums run in double and their order is fixed, so nothing inside one sum may be split; but neighbouring
  *  sums (lags, samples, rows, harmonics) are independent, and four of them run side by side in a Wide4, lane by lane
  *  the very operations of the scalar code. The headers simd*.h alone know instruction sets: 256-bit registers with fused
- *  operations where the target has them (AVX2 with FMA), pairs of 128-bit vectors elsewhere, which the compiler maps to
- *  SSE2, NEON or plain registers.
+ *  operations where the target has them (AVX2 with FMA), pairs of 128-bit vectors elsewhere (SSE2; NEON of 64-bit Arm,
+ *  fused as well), which compilers for other processors make plain registers of where there are no vectors.
  *
  *  add_exact() (sum + x y), subtract_exact() (sum - x y) and exact_minus() (x y - z) fuse the multiplication with the
  *  addition where the machine can. They take factors that are floats in value, whose product is exact in double, so
@@ -28,6 +28,9 @@
 #define TALV_SIMD_AVX2 1
 #elif defined(__SSE2__)
 #include <emmintrin.h>
+#elif defined(__aarch64__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+#include <arm_neon.h>
+#define TALV_SIMD_NEON 1
 #endif
 
 /* Routines of a block that are to be part of their caller; small machines built for size leave it to the compiler. */
@@ -48,9 +51,9 @@
 /* In front of a loop that is seldom run and short enough to be written out at -O3 */
 #define TALV_NO_UNROLL _Pragma("GCC unroll 1")
 
-/* In front of a short loop over doubles in groups of four: where each of these takes two registers, writing the loop out
- * makes more code than time that it saves */
-#ifdef TALV_SIMD_AVX2
+/* In front of a short loop over doubles in groups of four: where there is no register for each of some ten of these,
+ * writing the loop out makes more code than time that it saves */
+#if defined(TALV_SIMD_AVX2) || defined(TALV_SIMD_NEON)
 #define TALV_UNROLL_WIDE TALV_UNROLL
 #else
 #define TALV_UNROLL_WIDE TALV_NO_UNROLL
@@ -71,10 +74,13 @@ namespace talv::inline TALV_TARGET
 
 inline constexpr int LANES = 4;
 inline constexpr int ALL_LANES = 15; /* what equal_lanes() says of equal values */
-#ifdef TALV_SIMD_AVX2
-inline constexpr bool WIDE4_IN_A_REGISTER = true;
+/* How many Wide4 can be summed up in registers by a loop that is written out, beside what it loads ahead */
+#if defined(TALV_SIMD_AVX2)
+inline constexpr int SUMS_IN_REGISTERS = 8;
+#elif defined(TALV_SIMD_NEON)
+inline constexpr int SUMS_IN_REGISTERS = 4;
 #else
-inline constexpr bool WIDE4_IN_A_REGISTER = false;
+inline constexpr int SUMS_IN_REGISTERS = 0;
 #endif
 #ifdef TALV_SIMD_PLAIN /* where work side by side takes as long as one after the other */
 inline constexpr bool LANES_RUN_TOGETHER = false;
@@ -262,6 +268,19 @@ TALV_INLINE void store_rounded(float *out, Wide4 x) noexcept
     const __m128 all = _mm_movelh_ps(_mm_cvtpd_ps(x.lo), _mm_cvtpd_ps(x.hi));
     std::memcpy(out, &all, sizeof all);
 }
+#elif defined(TALV_SIMD_NEON)
+TALV_INLINE Pair64 widen_pair(const float *x) noexcept
+{
+    return vcvt_f64_f32(vld1_f32(x));
+}
+TALV_INLINE Pair64 rounded_pair(Pair64 x) noexcept
+{
+    return vcvt_f64_f32(vcvt_f32_f64(x));
+}
+TALV_INLINE void store_rounded(float *out, Wide4 x) noexcept
+{
+    vst1q_f32(out, vcvt_high_f32_f64(vcvt_f32_f64(x.lo), x.hi));
+}
 #else
 TALV_INLINE Pair64 widen_pair(const float *x) noexcept
 {
@@ -296,20 +315,38 @@ TALV_INLINE Wide4 load(const wide_t *x) noexcept
 }
 TALV_INLINE Wide4 load_wide(const float *x) noexcept
 {
+#ifdef TALV_SIMD_NEON
+    const float32x4_t v = vld1q_f32(x);
+    return {vcvt_f64_f32(vget_low_f32(v)), vcvt_high_f64_f32(v)};
+#else
     return {widen_pair(x), widen_pair(x + 2)};
+#endif
 }
+#ifdef TALV_SIMD_NEON
+TALV_INLINE Wide4 load_wide_reversed(const float *x) noexcept
+{
+    const float32x4_t v = vrev64q_f32(vld1q_f32(x));
+    return {vcvt_high_f64_f32(v), vcvt_f64_f32(vget_low_f32(v))};
+}
+TALV_INLINE void store_rounded_reversed(float *out, Wide4 x) noexcept
+{
+    vst1q_f32(out, vrev64q_f32(vcvt_high_f32_f64(vcvt_f32_f64(x.hi), x.lo)));
+}
+#else
 TALV_INLINE Wide4 load_wide_reversed(const float *x) noexcept
 {
     const Pair64 lo = widen_pair(x), hi = widen_pair(x + 2);
     return {Pair64{hi[1], hi[0]}, Pair64{lo[1], lo[0]}};
 }
-TALV_INLINE void store(wide_t *out, Wide4 x) noexcept
-{
-    std::memcpy(out, &x, sizeof x);
-}
 TALV_INLINE void store_rounded_reversed(float *out, Wide4 x) noexcept
 {
     store_rounded(out, {Pair64{x.hi[1], x.hi[0]}, Pair64{x.lo[1], x.lo[0]}});
+}
+#endif
+TALV_INLINE void store(wide_t *out, Wide4 x) noexcept
+{
+    std::memcpy(out, &x.lo, sizeof x.lo);
+    std::memcpy(out + 2, &x.hi, sizeof x.hi);
 }
 TALV_INLINE Wide4 rounded_wide(Wide4 x) noexcept
 {
@@ -331,6 +368,20 @@ TALV_INLINE Wide4 operator/(Wide4 x, Wide4 y) noexcept
 {
     return {x.lo / y.lo, x.hi / y.hi};
 }
+#ifdef TALV_SIMD_NEON
+TALV_INLINE Wide4 add_exact(Wide4 sum, Wide4 x, Wide4 y) noexcept
+{
+    return {vfmaq_f64(sum.lo, x.lo, y.lo), vfmaq_f64(sum.hi, x.hi, y.hi)};
+}
+TALV_INLINE Wide4 subtract_exact(Wide4 sum, Wide4 x, Wide4 y) noexcept
+{
+    return {vfmsq_f64(sum.lo, x.lo, y.lo), vfmsq_f64(sum.hi, x.hi, y.hi)};
+}
+TALV_INLINE Wide4 exact_minus(Wide4 x, Wide4 y, Wide4 z) noexcept
+{
+    return add_exact({vnegq_f64(z.lo), vnegq_f64(z.hi)}, x, y);
+}
+#else
 TALV_INLINE Wide4 add_exact(Wide4 sum, Wide4 x, Wide4 y) noexcept
 {
     return sum + x * y;
@@ -343,10 +394,11 @@ TALV_INLINE Wide4 exact_minus(Wide4 x, Wide4 y, Wide4 z) noexcept
 {
     return x * y - z;
 }
+#endif
 /** x y + z, rounded once or twice: not for results, but for what is known to be near enough to them */
 TALV_INLINE Wide4 multiply_add_nearly(Wide4 x, Wide4 y, Wide4 z) noexcept
 {
-    return x * y + z;
+    return add_exact(z, x, y);
 }
 #ifdef __SSE2__
 
@@ -365,6 +417,32 @@ TALV_INLINE Wide4 larger(Wide4 x, Wide4 y) noexcept
 TALV_INLINE Wide4 square_root(Wide4 x) noexcept
 {
     return {_mm_sqrt_pd(x.lo), _mm_sqrt_pd(x.hi)};
+}
+
+#elif defined(TALV_SIMD_NEON)
+
+/** A bit for each lane that is all ones */
+TALV_INLINE int lane_bits(uint64x2_t lo, uint64x2_t hi) noexcept
+{
+    constexpr uint32_t PLACE[] = {1, 2, 4, 8};
+    const uint32x4_t all = vcombine_u32(vmovn_u64(lo), vmovn_u64(hi));
+    return static_cast<int>(vaddvq_u32(vandq_u32(all, vld1q_u32(PLACE))));
+}
+TALV_INLINE int lanes_above(Wide4 x, Wide4 limit) noexcept
+{
+    return lane_bits(vcgtq_f64(x.lo, limit.lo), vcgtq_f64(x.hi, limit.hi));
+}
+TALV_INLINE int equal_lanes(Wide4 x, Wide4 y) noexcept
+{
+    return lane_bits(vceqq_f64(x.lo, y.lo), vceqq_f64(x.hi, y.hi));
+}
+TALV_INLINE Wide4 larger(Wide4 x, Wide4 y) noexcept
+{
+    return {vbslq_f64(vcgtq_f64(x.lo, y.lo), x.lo, y.lo), vbslq_f64(vcgtq_f64(x.hi, y.hi), x.hi, y.hi)};
+}
+TALV_INLINE Wide4 square_root(Wide4 x) noexcept
+{
+    return {vsqrtq_f64(x.lo), vsqrtq_f64(x.hi)};
 }
 
 #else
@@ -418,7 +496,11 @@ TALV_INLINE void max_of_8(const int32_t *x, const int32_t *y, int32_t *out) noex
     std::memcpy(a, x, sizeof a);
     std::memcpy(b, y, sizeof b);
     for (int half = 0; half < 2; half++)
+#ifdef TALV_SIMD_NEON
+        a[half] = vmaxq_s32(a[half], b[half]);
+#else
         a[half] = a[half] > b[half] ? a[half] : b[half];
+#endif
     std::memcpy(out, a, sizeof a);
 }
 

@@ -137,8 +137,10 @@ TALV_INLINE Pair64 load_pair_wide(const float *x) noexcept
 /** sum - x y; x and y are floats in value */
 TALV_INLINE Pair64 subtract_exact(Pair64 sum, Pair64 x, Pair64 y) noexcept
 {
-#ifdef TALV_SIMD_AVX2
+#if defined(TALV_SIMD_AVX2)
     return _mm_fnmadd_pd(x, y, sum);
+#elif defined(TALV_SIMD_NEON)
+    return vfmsq_f64(sum, x, y);
 #else
     return sum - x * y;
 #endif
@@ -146,8 +148,10 @@ TALV_INLINE Pair64 subtract_exact(Pair64 sum, Pair64 x, Pair64 y) noexcept
 
 TALV_INLINE Pair64 rounded_wide(Pair64 x) noexcept
 {
-#ifdef __SSE2__
+#if defined(__SSE2__)
     return _mm_cvtps_pd(_mm_cvtpd_ps(x));
+#elif defined(TALV_SIMD_NEON)
+    return rounded_pair(x);
 #else
     using Pair = float __attribute__((vector_size(8)));
     return __builtin_convertvector(__builtin_convertvector(x, Pair), Pair64);
@@ -253,6 +257,23 @@ TALV_INLINE Wide4 widened(Int4 x) noexcept
     const __m128i v = reinterpret_cast<__m128i>(x);
     return {_mm_cvtepi32_pd(v), _mm_cvtepi32_pd(_mm_unpackhi_epi64(v, v))};
 }
+#elif defined(TALV_SIMD_NEON)
+TALV_INLINE Wide4 widened(Float4 x) noexcept
+{
+    return {vcvt_f64_f32(vget_low_f32(x)), vcvt_high_f64_f32(x)};
+}
+TALV_INLINE Float4 narrowed(Wide4 x) noexcept
+{
+    return vcvt_high_f32_f64(vcvt_f32_f64(x.lo), x.hi);
+}
+TALV_INLINE Int4 truncated(Wide4 x) noexcept
+{
+    return vmovn_high_s64(vmovn_s64(vcvtq_s64_f64(x.lo)), vcvtq_s64_f64(x.hi));
+}
+TALV_INLINE Wide4 widened(Int4 x) noexcept
+{
+    return {vcvtq_f64_s64(vmovl_s32(vget_low_s32(x))), vcvtq_f64_s64(vmovl_high_s32(x))};
+}
 #else
 TALV_INLINE Pair32 low_pair(Float4 x) noexcept
 {
@@ -306,7 +327,11 @@ TALV_INLINE Wide4 gather_difference(Wide4 found, Wide4 x, Wide4 y) noexcept
 TALV_INLINE bool any_bit(Wide4 found) noexcept
 {
     const PairBits bits = reinterpret_cast<PairBits>(found.lo) | reinterpret_cast<PairBits>(found.hi);
+#ifdef TALV_SIMD_NEON
+    return vmaxvq_u32(reinterpret_cast<uint32x4_t>(bits)) != 0;
+#else
     return (bits[0] | bits[1]) != 0;
+#endif
 }
 TALV_INLINE Wide4 staggered(Wide4 x, Wide4 y) noexcept
 {

@@ -147,12 +147,18 @@ TALV_INLINE Floats operator/(Floats x, Floats y) noexcept
 }
 TALV_INLINE Floats add_product(Floats sum, Floats x, Floats y) noexcept
 {
+#ifdef TALV_SIMD_NEON
+    return {vfmaq_f32(sum.v, x.v, y.v)};
+#else
     return {sum.v + x.v * y.v};
+#endif
 }
 TALV_INLINE Floats larger(Floats x, Floats y) noexcept
 {
 #if defined(__SSE2__) && !defined(TALV_SIMD_PLAIN)
     return {_mm_max_ps(x.v, y.v)};
+#elif defined(TALV_SIMD_NEON)
+    return {vmaxq_f32(x.v, y.v)};
 #else
     const auto of = [&](int i) { return x.v[i] > y.v[i] ? x.v[i] : y.v[i]; };
     return {Float4{of(0), of(1), of(2), of(3)}};
@@ -171,6 +177,8 @@ TALV_INLINE Floats positive_or(Floats x, Floats other) noexcept
 #if defined(__SSE2__) && !defined(TALV_SIMD_PLAIN)
     const __m128 test = _mm_cmpgt_ps(x.v, _mm_setzero_ps());
     return {_mm_or_ps(_mm_and_ps(test, x.v), _mm_andnot_ps(test, other.v))};
+#elif defined(TALV_SIMD_NEON)
+    return {vbslq_f32(vcgtzq_f32(x.v), x.v, other.v)};
 #else
     const auto of = [&](int i) { return x.v[i] > 0.0f ? x.v[i] : other.v[i]; };
     return {Float4{of(0), of(1), of(2), of(3)}};
@@ -181,6 +189,8 @@ TALV_INLINE Floats above_or(Floats x, Floats limit, Floats other) noexcept
 #if defined(__SSE2__) && !defined(TALV_SIMD_PLAIN)
     const __m128 test = _mm_cmpgt_ps(x.v, limit.v);
     return {_mm_or_ps(_mm_and_ps(test, x.v), _mm_andnot_ps(test, other.v))};
+#elif defined(TALV_SIMD_NEON)
+    return {vbslq_f32(vcgtq_f32(x.v, limit.v), x.v, other.v)};
 #else
     const auto of = [&](int i) { return x.v[i] > limit.v[i] ? x.v[i] : other.v[i]; };
     return {Float4{of(0), of(1), of(2), of(3)}};
@@ -188,13 +198,21 @@ TALV_INLINE Floats above_or(Floats x, Floats limit, Floats other) noexcept
 }
 TALV_INLINE float smallest_lane(Floats x) noexcept
 {
+#ifdef TALV_SIMD_NEON
+    return vminvq_f32(x.v);
+#else
     const float a = x.v[0] < x.v[2] ? x.v[0] : x.v[2], b = x.v[1] < x.v[3] ? x.v[1] : x.v[3];
     return a < b ? a : b;
+#endif
 }
 TALV_INLINE float largest_lane(Floats x) noexcept
 {
+#ifdef TALV_SIMD_NEON
+    return vmaxvq_f32(x.v);
+#else
     const float a = x.v[0] > x.v[2] ? x.v[0] : x.v[2], b = x.v[1] > x.v[3] ? x.v[1] : x.v[3];
     return a > b ? a : b;
+#endif
 }
 TALV_INLINE float sum_of_lanes(Floats x) noexcept
 {

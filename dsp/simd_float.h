@@ -16,8 +16,10 @@ namespace talv::inline TALV_TARGET
 /** x where x >= 0, else 0 */
 TALV_INLINE Float4 not_below_zero(Float4 x) noexcept
 {
-#ifdef __SSE2__
+#if defined(__SSE2__)
     return _mm_max_ps(Float4{}, x);
+#elif defined(TALV_SIMD_NEON)
+    return vbslq_f32(vcltzq_f32(x), Float4{}, x);
 #else
     return x < 0.0f ? Float4{} : x;
 #endif
@@ -26,8 +28,10 @@ TALV_INLINE Float4 not_below_zero(Float4 x) noexcept
 /** Square roots, which IEEE 754 rounds correctly everywhere */
 TALV_INLINE Float4 square_root(Float4 x) noexcept
 {
-#ifdef __SSE2__
+#if defined(__SSE2__)
     return _mm_sqrt_ps(x);
+#elif defined(TALV_SIMD_NEON)
+    return vsqrtq_f32(x);
 #else
     return Float4{__builtin_sqrtf(x[0]), __builtin_sqrtf(x[1]), __builtin_sqrtf(x[2]), __builtin_sqrtf(x[3])};
 #endif
@@ -39,6 +43,8 @@ TALV_INLINE Float4 load_pairs(const float *x, const float *y) noexcept
 #ifdef __SSE2__
     return _mm_castpd_ps(
         _mm_loadh_pd(_mm_load_sd(reinterpret_cast<const double *>(x)), reinterpret_cast<const double *>(y)));
+#elif defined(TALV_SIMD_NEON)
+    return vcombine_f32(vld1_f32(x), vld1_f32(y));
 #else
     using Pair = float __attribute__((vector_size(8)));
     Pair a, b;
@@ -50,15 +56,10 @@ TALV_INLINE Float4 load_pairs(const float *x, const float *y) noexcept
 
 /** Four floats in the form in which multiply_subtract() is quickest: as they are where there is a fused operation on
  *  floats, widened where there is none                                                                              */
+#if defined(TALV_SIMD_AVX2) || defined(TALV_SIMD_NEON)
 struct FloatLanes {
-#ifdef TALV_SIMD_AVX2
     Float4 v;
-#else
-    Wide4 v;
-#endif
 };
-
-#ifdef TALV_SIMD_AVX2
 TALV_INLINE FloatLanes float_lanes(Float4 x) noexcept
 {
     return {x};
@@ -68,6 +69,9 @@ TALV_INLINE Wide4 widened(FloatLanes x) noexcept
     return widened(x.v);
 }
 #else
+struct FloatLanes {
+    Wide4 v;
+};
 TALV_INLINE FloatLanes float_lanes(Float4 x) noexcept
 {
     return {widened(x)};
@@ -83,8 +87,10 @@ TALV_INLINE Wide4 widened(FloatLanes x) noexcept
  *  by its own rounding. The caller answers for that not happening.                                                  */
 TALV_INLINE FloatLanes multiply_subtract(FloatLanes x, FloatLanes y, FloatLanes z) noexcept
 {
-#ifdef TALV_SIMD_AVX2
+#if defined(TALV_SIMD_AVX2)
     return {_mm_fmsub_ps(x.v, y.v, z.v)};
+#elif defined(TALV_SIMD_NEON)
+    return {vfmaq_f32(vnegq_f32(z.v), x.v, y.v)};
 #else
     return {rounded_wide(x.v * y.v - z.v)};
 #endif
@@ -96,7 +102,7 @@ TALV_INLINE FloatLanes doubled(FloatLanes x) noexcept
 }
 
 /** Two floats in the same form */
-#ifdef TALV_SIMD_AVX2
+#if defined(TALV_SIMD_AVX2) || defined(TALV_SIMD_NEON)
 using FloatPair = Float4; /* in the low lanes */
 TALV_INLINE FloatPair float_pair(float a, float b) noexcept
 {
@@ -104,7 +110,7 @@ TALV_INLINE FloatPair float_pair(float a, float b) noexcept
 }
 TALV_INLINE FloatPair multiply_subtract(FloatPair x, FloatPair y, FloatPair z) noexcept
 {
-    return _mm_fmsub_ps(x, y, z);
+    return multiply_subtract(FloatLanes{x}, FloatLanes{y}, FloatLanes{z}).v;
 }
 /* The first of each pair, and the second of each */
 TALV_INLINE FloatLanes first_of(FloatPair p0, FloatPair p1, FloatPair p2, FloatPair p3) noexcept
@@ -135,11 +141,22 @@ TALV_INLINE FloatLanes second_of(FloatPair p0, FloatPair p1, FloatPair p2, Float
 }
 #endif
 
+#ifdef TALV_SIMD_NEON
+/** A bit for each lane that is all ones */
+TALV_INLINE unsigned lane_bits(uint32x4_t x) noexcept
+{
+    constexpr uint32_t PLACE[] = {1, 2, 4, 8};
+    return vaddvq_u32(vandq_u32(x, vld1q_u32(PLACE)));
+}
+#endif
+
 /** Bit i tells whether lanes i are equal */
 TALV_INLINE int equal_lanes(Float4 x, Float4 y) noexcept
 {
-#ifdef __SSE2__
+#if defined(__SSE2__)
     return _mm_movemask_ps(_mm_cmpeq_ps(x, y));
+#elif defined(TALV_SIMD_NEON)
+    return static_cast<int>(lane_bits(vceqq_f32(x, y)));
 #else
     const Int4 same = x == y;
     return (same[0] & 1) | (same[1] & 2) | (same[2] & 4) | (same[3] & 8);
@@ -149,8 +166,10 @@ TALV_INLINE int equal_lanes(Float4 x, Float4 y) noexcept
 /** Bit i tells whether lane i of x is not below that of y */
 TALV_INLINE unsigned not_below(Float4 x, Float4 y) noexcept
 {
-#ifdef __SSE2__
+#if defined(__SSE2__)
     return static_cast<unsigned>(_mm_movemask_ps(_mm_cmpge_ps(x, y)));
+#elif defined(TALV_SIMD_NEON)
+    return lane_bits(vcgeq_f32(x, y));
 #else
     const auto of = [&](int i) { return x[i] >= y[i] ? 1u << i : 0u; };
     return of(0) | of(1) | of(2) | of(3);
@@ -160,7 +179,11 @@ TALV_INLINE unsigned not_below(Float4 x, Float4 y) noexcept
 /** The smaller of two, lane by lane, y where either has no value */
 TALV_INLINE Float4 smaller(Float4 x, Float4 y) noexcept
 {
+#ifdef TALV_SIMD_NEON
+    return vbslq_f32(vcltq_f32(x, y), x, y);
+#else
     return x < y ? x : y;
+#endif
 }
 TALV_INLINE Float4 magnitude(Float4 x) noexcept
 {
