@@ -170,7 +170,7 @@ bool levinson_quickly(const float *, float *, float *) noexcept
     /* Room for whole groups on both sides of the coefficients; what lies beyond those of a stage does not matter. */
     constexpr int ROOM = (ORDER_MAX + LANES - 1) / LANES * LANES;
     float E;
-    if (WIDE4_IN_A_REGISTER && order == LPC_ORDER && levinson_quickly(r, a, &E)) [[likely]]
+    if (SUMS_IN_REGISTERS > 0 && order == LPC_ORDER && levinson_quickly(r, a, &E)) [[likely]]
         return E;
 
     float room[2][LANES + ROOM] = {};
