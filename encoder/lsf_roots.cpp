@@ -225,20 +225,52 @@ TALV_INLINE bool step_to_root(const Series &series, const NearRoots &near, int s
 
 #endif
 
-/** acos_wide() on four values */
-Wide4 acos_of_4(Wide4 x) noexcept
+/** acos_wide() on four values
+ *  series(square)   arc-sine of z over z, |z| <= 1/2: a sum of asine[n] square^n                                     */
+template <typename Sum>
+TALV_INLINE Wide4 acos_with(Wide4 x, Sum series) noexcept
 {
-    constexpr int TERMS = TrigLimits<wide_t>::ASIN_TERMS;
     const Wide4 zero = broadcast(wide(0)), one = broadcast(wide(1)), half = broadcast(wide(0.5));
     const Wide4 size = zero - larger(zero - magnitude(x), zero - one);
     const Wide4 outer = size - half; /* above 0 where the half-angle form holds */
     const Wide4 z = choose(outer, square_root((one - size) * half), x);
-    const Wide4 square = z * z;
-    Wide4 sum = broadcast(trig_series<wide_t>.asine[TERMS - 1]);
-    for (int n = TERMS - 2; n >= 0; n--)
-        sum = sum * square + broadcast(trig_series<wide_t>.asine[n]);
-    const Wide4 asine = z * sum, twice_asine = asine + asine;
+    const Wide4 asine = z * series(z * z), twice_asine = asine + asine;
     return choose(outer, choose(x, twice_asine, broadcast(wide(PI)) - twice_asine), broadcast(wide(PI * 0.5)) - asine);
+}
+
+/** The nearest floats to acos_wide() of four floats, in their place
+ *  They hardly ever hang on how the series is added up, nor on its terms beyond the sixteenth, which are below 1e-12
+ *  together and twice as much in the half-angle form. So even and odd powers are first added up beside each other.   */
+void acos_of_4(float *x) noexcept
+{
+    constexpr int TERMS = TrigLimits<wide_t>::ASIN_TERMS, FEWER = std::min(TERMS, 16);
+    const auto &asine = trig_series<wide_t>.asine;
+    const Wide4 points = load_wide(x);
+    if constexpr (!CHAIN_AS_DEFINED) {
+        const Wide4 quick = acos_with(points, [&](Wide4 square) {
+            const Wide4 fourth = square * square;
+            Wide4 even = broadcast(asine[FEWER - 2]), odd = broadcast(asine[FEWER - 1]);
+            TALV_NO_UNROLL
+            for (int n = FEWER - 4; n >= 0; n -= 2) {
+                even = multiply_add_nearly(even, fourth, broadcast(asine[n]));
+                odd = multiply_add_nearly(odd, fourth, broadcast(asine[n + 1]));
+            }
+            return multiply_add_nearly(odd, square, even);
+        });
+        const Wide4 error = broadcast(wide(4e-12));
+        const Float4 nearest = narrowed(quick - error);
+        if (equal_lanes(nearest, narrowed(quick + error)) == ALL_LANES) [[likely]] {
+            store4(x, nearest);
+            return;
+        }
+    }
+    store_rounded(x, acos_with(points, [&](Wide4 square) {
+                      Wide4 sum = broadcast(asine[TERMS - 1]);
+                      TALV_NO_UNROLL
+                      for (int n = TERMS - 2; n >= 0; n--)
+                          sum = sum * square + broadcast(asine[n]);
+                      return sum;
+                  }));
 }
 
 } // namespace
@@ -271,13 +303,11 @@ int lpc_to_lsf(float *lsf, const float *a, int order) noexcept
         root_before = from;
         roots[count++] = root.at;
         if (count % LANES == 0) /* beside the steps to the next root, which wait for one another */
-            store_rounded(roots + count - LANES, acos_of_4(load_wide(roots + count - LANES)));
+            acos_of_4(roots + count - LANES);
     }
 
-    if (count % LANES != 0) {
-        float *rest = roots + count / LANES * LANES;
-        store_rounded(rest, acos_of_4(load_wide(rest)));
-    }
+    if (count % LANES != 0)
+        acos_of_4(roots + count / LANES * LANES);
     if (count == LPC_ORDER) /* a known number is copied through registers, any other by slow string instructions */
         std::copy_n(roots, LPC_ORDER, lsf);
     else
