@@ -105,43 +105,32 @@ TALV_INLINE Floats step_at(Floats x) noexcept
     return add_product(floats(STEP_BASE), floats(STEP_BEND) * x, x);
 }
 
-/** Estimates of a series at two groups of points, by Clenshaw's recurrence in floats */
-TALV_INLINE void estimate_series(const float *c, const Floats (&x)[2], Floats (&F)[2]) noexcept
+/** A series of the codec's order at four points, by Clenshaw's recurrence */
+TALV_INLINE Wide4 series_at(const wide_t *w, Wide4 x) noexcept
 {
-    Floats two_x[2], b1[2], b2[2];
+    const Wide4 two_x = x + x;
+    Wide4 b1 = broadcast(w[ROOTS]), b2 = broadcast(wide(0));
     TALV_UNROLL
-    for (int g = 0; g < 2; g++) {
-        two_x[g] = x[g] + x[g];
-        b1[g] = floats(c[ROOTS]);
-        b2[g] = floats(0.0f);
+    for (int i = ROOTS - 1; i >= 1; i--) {
+        const Wide4 b = multiply_add_nearly(two_x, b1, broadcast(w[i]) - b2);
+        b2 = b1;
+        b1 = b;
     }
-    TALV_UNROLL
-    for (int i = ROOTS - 1; i >= 1; i--)
-        TALV_UNROLL
-    for (int g = 0; g < 2; g++) {
-        const Floats b = add_product(floats(c[i]) - b2[g], two_x[g], b1[g]);
-        b2[g] = b1[g];
-        b1[g] = b;
-    }
-    TALV_UNROLL
-    for (int g = 0; g < 2; g++)
-        F[g] = add_product(floats(c[0]) - b2[g], x[g], b1[g]);
+    return multiply_add_nearly(x, b1, broadcast(w[0]) - b2);
 }
 
-/** How far from 0 an estimate may lie at most while cheb_eval() may still err in its sign
+/** How far from 0 a series may lie at most while cheb_eval() may still err in its sign
  *  In step k cheb_eval() rounds b[k] to float, which is as if coefficient k differed by 2^-24 |b[k]|; and |T_k| <= 1,
  *  |b[k]| <= sum over j >= k of (j - k + 1) |c[j]|, since |U_j| <= j + 1. Summed over k that is 2^-24 times the sum of
- *  (j + 1) (j + 2) / 2 |c[j]|, and the last rounding adds one |c[j]| more at most. An estimate in floats rounds three
- *  times in each step, c[k] - b[k+2], the product and b[k], none of them larger than twice that bound. So cheb_eval()
- *  errs by one such bound, an estimate by six, and beyond seven the series itself is off 0 by more than cheb_eval() errs.
- *  The hundredth is for what is of second order, and for the roundings here.                                         */
+ *  (j + 1) (j + 2) / 2 |c[j]|, and the last rounding adds one |c[j]| more at most. The hundredth is for what is of second
+ *  order, and for the roundings of series_at() and here.                                                             */
 float doubt_of(const float *c) noexcept
 {
     float sum = 0.0f;
     TALV_UNROLL
     for (int j = 0; j < TERMS_CODEC; j++)
         sum += static_cast<float>((j + 1) * (j + 2) / 2 + 1) * std::fabs(c[j]);
-    return sum * ((1 + 2 * 3) * 1.01f * 0x1p-24f);
+    return sum * (1.01f * 0x1p-24f);
 }
 
 } // namespace
@@ -164,7 +153,7 @@ bool find_near_roots(const Series *series, NearRoots *near) noexcept
 
     /* Bit 8 s + j: of the stretch's upper end, and of its lower end */
     unsigned positive[2] = {}, negative[2] = {};
-    const float doubt[2] = {doubt_of(series[0].c), doubt_of(series[1].c)};
+    const wide_t doubt[2] = {wide(doubt_of(series[0].c)), wide(doubt_of(series[1].c))};
     TALV_NO_UNROLL
     for (int g = 0; g < 2 * GROUPS; g++) {
         const int s = g / GROUPS, j = g % GROUPS * FLOATS;
@@ -178,17 +167,20 @@ bool find_near_roots(const Series *series, NearRoots *near) noexcept
             x = x - value / slope;
         }
         const Floats step = step_at(x), half = step * floats(HALF_STRETCH / LEAVES);
-        const Floats ends[2] = {x + half, x - half};
-        Floats F[2];
-        estimate_series(series[s].c, ends, F);
-        TALV_UNROLL
-        for (int end = 0; end < 2; end++) {
-            positive[end] |= not_below(F[end], floats(doubt[s])) << (ROW * s + j);
-            negative[end] |= not_below(floats(-doubt[s]), F[end]) << (ROW * s + j);
-        }
         store(near->at[s] + j, x);
-        store(near->high[s] + j, ends[0]);
-        store(near->low_before[s] + 1 + j, ends[1]);
+        store(near->high[s] + j, x + half);
+        store(near->low_before[s] + 1 + j, x - half);
+        const Wide4 beyond = broadcast(doubt[s]), before = broadcast(-doubt[s]);
+        TALV_NO_UNROLL
+        for (int i = j; i < j + FLOATS; i += LANES) {
+            const Wide4 F[2] = {series_at(series[s].w, load_wide(near->high[s] + i)),
+                                series_at(series[s].w, load_wide(near->low_before[s] + 1 + i))};
+            TALV_UNROLL
+            for (int end = 0; end < 2; end++) {
+                positive[end] |= static_cast<unsigned>(lanes_above(F[end], beyond)) << (ROW * s + i);
+                negative[end] |= static_cast<unsigned>(lanes_above(before, F[end])) << (ROW * s + i);
+            }
+        }
         store(near->leaves[s] + j, floats(LEAVES) / step_at(add_product(x, floats(0.5f), step)));
         /* A step leads from y = x + step(y) to x: where steps hardly differ from one to the next, this is soon found. */
         store(near->last_step[s] + j, x + step_at(x + step_at(x + step)));

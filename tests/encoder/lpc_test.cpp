@@ -358,7 +358,8 @@ TEST(NearRoots, SignsAreSureOutsideTheStretches)
         plain_series(a, c);
         Series series[2];
         for (int s = 0; s < 2; s++)
-            std::copy_n(c[s], LPC_ORDER / 2 + 1, series[s].c);
+            for (int k = 0; k <= LPC_ORDER / 2; k++)
+                series[s].w[k] = wide(series[s].c[k] = c[s][k]);
         NearRoots near;
         if (!find_near_roots(series, &near))
             continue;
