@@ -108,8 +108,6 @@ struct Reader {
     Position n;
 };
 
-constexpr int POSITIONS = LENGTH_MAX + LANES;
-
 #ifndef TALV_FLOAT_ONLY
 /** Where the first sample is read */
 Position reduced(const Reader &reader) noexcept
@@ -160,7 +158,7 @@ bool course_of(const Reader &reader, int count, Course *course) noexcept
 #endif
 
 /** The positions of the next samples, each wrapped around once where the advance before it has left the grid
- *  count   I               at most LENGTH_MAX
+ *  count   I
  *  pos     O  [count + LANES]  filled up to whole groups of four                                                       */
 void read_positions(Reader *reader, int count, Position *pos) noexcept
 {
@@ -241,19 +239,24 @@ TALV_INLINE Float4 cross_fade(Wide4 old_value, Wide4 new_value, Wide4 weight) no
 
 constexpr int APART = 20; /* samples at a time, to spare the stack */
 
-/** Samples up to whole groups of four, at positions that are found one after the other */
+/** The samples of a subframe, up to whole groups of four, at positions that are found one after the other
+ *  weight  I  [L]  of the new cycle, or null: to be worked out                                                      */
 [[gnu::cold, gnu::noinline]] void fade_apart(const float *old_cycle, const float *new_cycle, Reader *old_reader,
-                                             Reader *new_reader, const float *weight, int count, float *out) noexcept
+                                             Reader *new_reader, const float *weight, int L, float *out) noexcept
 {
-    for (; count > 0; count -= APART, weight += APART, out += APART) {
+    float t = 0.0f;
+    for (int from = 0; from < L; from += APART) {
         Position pos_old[APART + LANES], pos_new[APART + LANES];
-        const int some = count < APART ? count : APART;
+        const int some = std::min(L - from, APART);
         read_positions(old_reader, some, pos_old);
         read_positions(new_reader, some, pos_new);
+        float room[APART + LANES];
+        const float *weights_now = weight != nullptr ? weight + from : running_weights(L, some, &t, room);
         for (int j = 0; j < some; j += LANES) {
             const Places old_at = places_of(pos_old + j), new_at = places_of(pos_new + j);
-            store4(out + j, cross_fade(rounded_wide(spline_values(old_cycle, old_at.point, old_at.x)),
-                                       spline_values(new_cycle, new_at.point, new_at.x), load_wide(weight + j)));
+            store4(out + from + j,
+                   cross_fade(rounded_wide(spline_values(old_cycle, old_at.point, old_at.x)),
+                              spline_values(new_cycle, new_at.point, new_at.x), load_wide(weights_now + j)));
         }
     }
 }
@@ -267,8 +270,8 @@ wide_t fade_on_course(const float *old_cycle, const float *new_cycle, const Cour
                       int count, float *out) noexcept
 {
     const Wide4 first = broadcast(course.first), step = broadcast(course.step), bend = broadcast(course.bend);
-    int32_t point[POSITIONS];
-    wide_t beyond[POSITIONS];
+    int32_t point[LENGTH_MAX + LANES];
+    wide_t beyond[LENGTH_MAX + LANES];
     Wide4 j = make_wide4(0.0, 1.0, 2.0, 3.0);
     for (int i = 0; i < count; i += LANES, j = j + broadcast(LANES)) {
         const Wide4 pos = add_exact(first, j, add_exact(step, j, bend));
@@ -323,24 +326,17 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
     Reader new_reader = {glide.pos_new, glide.f0 * size_new, d * size_new, end_new};
 
     const bool listed = L <= LENGTH_MAX && weights<wide_t>.from[L] >= 0;
-    float t = 0.0f;
-    for (int from = 0; from < L; from += LENGTH_MAX) {
-        const int count = L - from < LENGTH_MAX ? L - from : LENGTH_MAX;
-        float room[POSITIONS];
-        const float *weight =
-            listed ? weights<wide_t>.t + weights<wide_t>.from[L] : running_weights(L, count, &t, room);
+    const float *weight = listed ? weights<wide_t>.t + weights<wide_t>.from[L] : nullptr;
 #ifndef TALV_FLOAT_ONLY
-        /* Grid sizes are powers of two: all that is multiplied or divided by them stays exact. Two positions that start at
-         * the same place of equal grids therefore stay together. */
-        const bool equal = n_old == n_new && reduced(old_reader) == reduced(new_reader);
-        Course course;
-        if (equal && listed && course_of(old_reader, L, &course)) { /* nearly always */
-            new_reader.pos = fade_on_course(old_cycle, new_cycle, course, n_old, weight, L, out);
-            break;
-        }
-#endif
-        fade_apart(old_cycle, new_cycle, &old_reader, &new_reader, weight, count, out + from);
+    /* Grid sizes are powers of two: all that is multiplied or divided by them stays exact. Two positions that start at the
+     * same place of equal grids therefore stay together. */
+    Course course;
+    if (listed && n_old == n_new && reduced(old_reader) == reduced(new_reader) && course_of(old_reader, L, &course)) {
+        *phase = nearest_float(fade_on_course(old_cycle, new_cycle, course, n_old, weight, L, out));
+        return; /* nearly always */
     }
+#endif
+    fade_apart(old_cycle, new_cycle, &old_reader, &new_reader, weight, L, out);
     *phase = nearest_float(new_reader.pos);
 }
 
