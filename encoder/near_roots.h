@@ -50,12 +50,11 @@ inline constexpr int LEAVES = 1 << BISECTIONS; /* parts of a step, of which the 
 struct NearRoots {
     static constexpr int PER_SERIES = LPC_ORDER / 2;
     static constexpr int ROW = 8;
-    float at[2][ROW];   /* nearly the root                                                                   */
-    float high[2][ROW]; /* one more: what is above that is not below -1                                      */
-    float low_before[2]
-                    [1 + ROW]; /* begins with one more, above all                                                   */
-    float last_step[2][ROW];   /* from here a single step leads to the root                                         */
-    float leaves[2][ROW];      /* in a unit of length, the root being in the middle of the step                     */
+    float at[2][ROW];             /* nearly the root                                                 */
+    float high[2][ROW];           /* one more: what is above that is not below -1                    */
+    float low_before[2][1 + ROW]; /* begins with one more, above all                                 */
+    float last_step[2][ROW];      /* from here a single step leads to the root                       */
+    float leaves[2][ROW];         /* in a unit of length, the root being in the middle of the step   */
 };
 
 #ifdef TALV_SIMD_PLAIN /* where nothing runs side by side the plain walk is the quickest */
