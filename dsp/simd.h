@@ -422,11 +422,14 @@ TALV_INLINE Wide4 square_root(Wide4 x) noexcept
 #elif defined(TALV_SIMD_NEON)
 
 /** A bit for each lane that is all ones */
-TALV_INLINE int lane_bits(uint64x2_t lo, uint64x2_t hi) noexcept
+TALV_INLINE unsigned lane_bits(uint32x4_t x) noexcept
 {
     constexpr uint32_t PLACE[] = {1, 2, 4, 8};
-    const uint32x4_t all = vcombine_u32(vmovn_u64(lo), vmovn_u64(hi));
-    return static_cast<int>(vaddvq_u32(vandq_u32(all, vld1q_u32(PLACE))));
+    return vaddvq_u32(vandq_u32(x, vld1q_u32(PLACE)));
+}
+TALV_INLINE int lane_bits(uint64x2_t lo, uint64x2_t hi) noexcept
+{
+    return static_cast<int>(lane_bits(vcombine_u32(vmovn_u64(lo), vmovn_u64(hi))));
 }
 TALV_INLINE int lanes_above(Wide4 x, Wide4 limit) noexcept
 {

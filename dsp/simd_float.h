@@ -141,15 +141,6 @@ TALV_INLINE FloatLanes second_of(FloatPair p0, FloatPair p1, FloatPair p2, Float
 }
 #endif
 
-#ifdef TALV_SIMD_NEON
-/** A bit for each lane that is all ones */
-TALV_INLINE unsigned lane_bits(uint32x4_t x) noexcept
-{
-    constexpr uint32_t PLACE[] = {1, 2, 4, 8};
-    return vaddvq_u32(vandq_u32(x, vld1q_u32(PLACE)));
-}
-#endif
-
 /** Bit i tells whether lanes i are equal */
 TALV_INLINE int equal_lanes(Float4 x, Float4 y) noexcept
 {
