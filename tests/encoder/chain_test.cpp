@@ -1,6 +1,7 @@
 /* Chains that round at every step, and sums whose order is fixed, against their plain loops: on signals whose sums are
  * ties, leave the range of normal floats, or cancel, where the quick ways must not be trusted. */
 #include "dsp/correlate.h"
+#include "dsp/wide.h"
 #include "encoder/conditioning.h"
 #include "encoder/cycle.h"
 #include "encoder/gain.h"
@@ -27,6 +28,15 @@ constexpr int PAST = LAG_MAX;
 float square_added(float sum, float x, double sign)
 {
     return static_cast<float>(static_cast<double>(sum) + sign * (static_cast<double>(x) * static_cast<double>(x)));
+}
+
+/** Of a frame's length, rounded at every term, in rising order */
+float plain_autocorr(const float *x, int lag)
+{
+    float sum = 0.0f;
+    for (int i = 0; i + lag < FRAME_LEN; i++)
+        sum = rounded(wide(sum) + wide(x[i]) * wide(x[i + lag]));
+    return sum;
 }
 
 /** Whole numbers, few digits above some zeros, whose products make ties with sums above 2^24; values below 1e-19, whose
@@ -59,13 +69,8 @@ TEST(Chains, AreThoseOfThePlainLoops)
         float r[LPC_ORDER + 1], work[FRAME_LEN];
         const std::vector<float> flat(FRAME_LEN, 1.0f);
         window_autocorr(x, FRAME_LEN, r, LPC_ORDER, work, flat.data());
-        for (int lag = 0; lag <= LPC_ORDER; lag++) {
-            float sum = 0.0f;
-            for (int i = 0; i + lag < FRAME_LEN; i++)
-                sum = static_cast<float>(static_cast<double>(sum) +
-                                         static_cast<double>(x[i]) * static_cast<double>(x[i + lag]));
-            ASSERT_TRUE(test::same_bits(r[lag], sum)) << "autocorrelation, lag " << lag;
-        }
+        for (int lag = 0; lag <= LPC_ORDER; lag++)
+            ASSERT_TRUE(test::same_bits(r[lag], plain_autocorr(x, lag))) << "autocorrelation, lag " << lag;
 
         const int L = 60 + trial, quarter = FRAME_LEN / QUARTERS;
         float rms[QUARTERS];
@@ -144,14 +149,8 @@ TEST(Chains, BesideEachOtherAreWhatTheyAreAlone)
         x.resize(FRAME_LEN);
         for (int i = older; i < FRAME_LEN; i++)
             x[static_cast<size_t>(i)] = analysis_window[i] * alone[i - older];
-        for (int lag = 0; lag <= LPC_ORDER; lag++) {
-            float sum = 0.0f;
-            for (size_t i = 0; i + static_cast<size_t>(lag) < FRAME_LEN; i++)
-                sum = static_cast<float>(static_cast<double>(sum) +
-                                         static_cast<double>(x[i]) *
-                                             static_cast<double>(x[i + static_cast<size_t>(lag)]));
-            ASSERT_TRUE(test::same_bits(r[lag], sum)) << "lag " << lag;
-        }
+        for (int lag = 0; lag <= LPC_ORDER; lag++)
+            ASSERT_TRUE(test::same_bits(r[lag], plain_autocorr(x.data(), lag))) << "lag " << lag;
     }
     for (int P = LAG_MIN; P <= LAG_MAX; P++) {
         const uint64_t seed = 8400 + static_cast<uint64_t>(P);

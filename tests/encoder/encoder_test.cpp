@@ -250,29 +250,6 @@ TEST(Encoder, ToneWithoutAnEnvelopeKeepsTheOneBefore)
     }
 }
 
-TEST(Encoder, OtherSignalsAreEncodedWithoutAWord)
-{
-    std::vector<std::vector<int16_t>> signals;
-    for (double frequency_hz : {300.0, 1000.0})
-        for (double amplitude : {2000.0, 16000.0})
-            signals.push_back(test::to_pcm(test::tone(20 * FRAME_LEN, frequency_hz, amplitude)));
-    signals.push_back(test::to_pcm(test::noise(20 * FRAME_LEN, 32767.0, 6050)));
-    signals.push_back(test::to_pcm(test::pulses(20 * FRAME_LEN, 57, 32767.0f)));
-    signals.push_back(std::vector<int16_t>(20 * FRAME_LEN, 10000));
-    signals.push_back(std::vector<int16_t>(20 * FRAME_LEN, -32768));
-    std::vector<int16_t> square(20 * FRAME_LEN);
-    for (size_t i = 0; i < square.size(); i++)
-        square[i] = i / 40 % 2 == 0 ? 32767 : -32768;
-    signals.push_back(square);
-    for (size_t s = 0; s < signals.size(); s++) {
-        const auto enc = fresh_encoder();
-        ::testing::internal::CaptureStdout();
-        for (int i = 0; i < 20; i++)
-            expect_in_range(analyse(enc.get(), block(signals[s], i)), "signal " + std::to_string(s));
-        EXPECT_EQ(::testing::internal::GetCapturedStdout(), "") << "signal " << s;
-    }
-}
-
 TEST(Encoder, VoiceAndNoiseAreToldApart)
 {
     /* steady voice of lag 57: the lag is found and both periodicity values are low; noise: both are high */

@@ -8,6 +8,9 @@
 #ifndef TALV_TESTS_ENCODER_LAG_REFERENCE_H
 #define TALV_TESTS_ENCODER_LAG_REFERENCE_H
 
+#include "tests/support/signals.h"
+
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -15,6 +18,65 @@
 
 namespace talv::test
 {
+
+/** Gain of the symmetric filter taps[order] .. taps[0] .. taps[order], and the same against that at 0 Hz */
+inline double fir_gain(const float *taps, int order, double frequency_hz)
+{
+    double gain = static_cast<double>(taps[0]);
+    for (int k = 1; k <= order; k++)
+        gain +=
+            2.0 * static_cast<double>(taps[k]) * std::cos(2.0 * static_cast<double>(PI_L) * frequency_hz * k / 8000.0);
+    return gain;
+}
+inline double fir_gain_db(const float *taps, int order, double frequency_hz)
+{
+    return 20.0 * std::log10(std::fabs(fir_gain(taps, order, frequency_hz) / fir_gain(taps, order, 0.0)));
+}
+
+/** Signals to search for lags in, of n samples: the block begins at `past`
+ *  loud   enough for correlations below the bias */
+struct LagSignal {
+    const char *name;
+    bool loud;
+    std::vector<float> (*make)(int n, int past, int lag, Random &random);
+};
+inline const LagSignal LAG_SIGNALS[] = {
+    {"quiet noise", false, [](int n, int, int, Random &random) { return noise(n, 10.0, random.next()); }},
+    {"noise", true, [](int n, int, int, Random &random) { return noise(n, 400.0, random.next()); }},
+    {"loud noise", true, [](int n, int, int, Random &random) { return noise(n, 30000.0, random.next()); }},
+    {"pulses", false, /* entries tie in long runs */
+     [](int n, int, int lag, Random &random) { return pulses(n, lag, 500.0f, random.integer(0, 19)); }},
+    {"alternating pulses", true,
+     [](int n, int, int lag, Random &random) {
+         const int half = 20 + lag / 2, first = random.integer(0, 19);
+         std::vector<float> x = pulses(n, 2 * half, 3000.0f, first);
+         for (int i = first + half; i < n; i += 2 * half)
+             x[static_cast<size_t>(i)] = -3000.0f;
+         return x;
+     }},
+    {"whole numbers", false,
+     [](int n, int, int, Random &random) {
+         std::vector<float> x = noise(n, 1.5, random.next());
+         for (float &v : x)
+             v = std::round(v);
+         return x;
+     }},
+    {"gliding voice", true,
+     [](int n, int, int lag, Random &random) {
+         return voiced(n, lag, lag * random.uniform(0.85, 1.18), 4000.0, random.next());
+     }},
+    {"loud tone", true, /* correlations swing far below the bias */
+     [](int n, int, int, Random &random) {
+         return tone(n, random.uniform(60.0, 600.0), 20000.0, random.uniform(0.0, 6.0));
+     }},
+    {"loud past, quiet block", true, /* the energy slides down from a large sum */
+     [](int n, int past, int, Random &random) {
+         std::vector<float> x = noise(n, 20000.0, random.next());
+         for (size_t i = static_cast<size_t>(past); i < x.size(); i++)
+             x[i] *= 3e-4f;
+         return x;
+     }},
+};
 
 /** A float's place in the order of 32-bit patterns read as signed integers */
 inline int32_t pattern(float v)

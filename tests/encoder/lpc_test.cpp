@@ -5,6 +5,7 @@
 #include "dsp/constants.h"
 #include "dsp/lsf.h"
 #include "dsp/trig.h"
+#include "dsp/wide.h"
 #include "encoder/conditioning.h"
 #include "tests/support/compare.h"
 #include "tests/support/signals.h"
@@ -30,25 +31,6 @@ TEST(AnalysisWindow, IsTheSineRoundedToFloat)
     EXPECT_EQ(analysis_window[120], 1.0f);
 }
 
-TEST(WindowAutocorr, EqualsTheSumsOfTheWindowedSignal)
-{
-    for (uint64_t seed = 3100; seed < 3110; seed++) {
-        SCOPED_TRACE(test::seed_note(seed));
-        const std::vector<float> x = test::noise(FRAME_LEN, 5000.0, seed);
-        float r[LPC_ORDER + 1], work[FRAME_LEN];
-        window_autocorr(x.data(), FRAME_LEN, r, LPC_ORDER, work, analysis_window);
-        for (size_t i = 0; i < FRAME_LEN; i++)
-            ASSERT_TRUE(test::same_bits(work[i], analysis_window[static_cast<int>(i)] * x[i])) << i;
-        for (int lag = 0; lag <= LPC_ORDER; lag++) {
-            float sum = 0.0f; /* rounded at every term, in rising order */
-            for (int i = 0; i + lag < FRAME_LEN; i++)
-                sum = static_cast<float>(static_cast<double>(sum) +
-                                         static_cast<double>(work[i]) * static_cast<double>(work[i + lag]));
-            EXPECT_TRUE(test::same_bits(r[lag], sum)) << "lag " << lag;
-        }
-    }
-}
-
 TEST(WindowAutocorr, WholeNumbersAndAllOrders)
 {
     std::vector<float> x(ANALYSIS_MAX), window(ANALYSIS_MAX, 1.0f), work(ANALYSIS_MAX);
@@ -71,61 +53,28 @@ TEST(WindowAutocorr, WholeNumbersAndAllOrders)
         }
 }
 
-TEST(Levinson, SolvesTheNormalEquations)
-{
-    for (uint64_t seed = 3130; seed < 3150; seed++)
-        for (int order : {2, LPC_ORDER, ORDER_MAX}) {
-            SCOPED_TRACE(test::seed_note(seed) + ", order " + std::to_string(order));
-            const std::vector<float> x = seed % 2 == 0 ? test::noise(FRAME_LEN, 1000.0, seed)
-                                                       : test::voiced(FRAME_LEN, 50.0, 60.0, 5000.0, seed);
-            float r[ORDER_MAX + 1], work[FRAME_LEN], a[ORDER_MAX];
-            window_autocorr(x.data(), FRAME_LEN, r, order, work, analysis_window);
-            r[0] *= 1.0001f;
-            const float error = levinson(r, order, a);
-            /* every row of R a = -r, relative to r[0]: the recursion rounds each coefficient once a stage */
-            long double size = 1.0L;
-            for (int j = 0; j < order; j++)
-                size += std::fabs(test::exact(a[j]));
-            for (int i = 0; i < order; i++) {
-                long double left = test::exact(r[i + 1]);
-                for (int j = 0; j < order; j++)
-                    left += test::exact(a[j]) * test::exact(r[std::abs(i - j)]);
-                EXPECT_NEAR(static_cast<double>(left / test::exact(r[0])), 0.0,
-                            static_cast<double>(size) * order * 0x1p-23)
-                    << "row " << i;
-            }
-            long double energy = test::exact(r[0]);
-            for (int j = 0; j < order; j++)
-                energy += test::exact(a[j]) * test::exact(r[j + 1]);
-            EXPECT_NEAR(static_cast<double>(error / r[0]), static_cast<double>(energy / test::exact(r[0])),
-                        static_cast<double>(size) * order * 0x1p-23);
-        }
-}
-
 TEST(Levinson, RoundsAtEveryStep)
 {
-    constexpr int RUNS = 400;
-    for (uint64_t seed = 3150; seed < 3150 + RUNS; seed++) {
-        const std::vector<float> x =
-            seed % 2 == 0 ? test::noise(FRAME_LEN, 1000.0, seed) : test::voiced(FRAME_LEN, 50.0, 60.0, 5000.0, seed);
-        float r[LPC_ORDER + 1], work[FRAME_LEN], a[LPC_ORDER], want[LPC_ORDER] = {};
-        window_autocorr(x.data(), FRAME_LEN, r, LPC_ORDER, work, analysis_window);
-        float E = r[0];
-        for (int i = 0; i < LPC_ORDER; i++) {
-            float t = r[i + 1], next[LPC_ORDER];
-            for (int j = 0; j < i; j++)
-                t = static_cast<float>(static_cast<double>(t) +
-                                       static_cast<double>(r[i - j]) * static_cast<double>(want[j]));
-            const double k = static_cast<double>(-t / E);
-            for (int j = 0; j < i; j++)
-                next[j] = static_cast<float>(static_cast<double>(want[j]) + k * static_cast<double>(want[i - 1 - j]));
-            next[i] = -t / E;
-            std::copy_n(next, i + 1, want);
-            E = static_cast<float>((1.0 - k * k) * static_cast<double>(E));
+    for (uint64_t seed = 3150; seed < 3550; seed++)
+        for (int order : {2, LPC_ORDER, ORDER_MAX}) {
+            const std::vector<float> x = seed % 2 == 0 ? test::noise(FRAME_LEN, 1000.0, seed)
+                                                       : test::voiced(FRAME_LEN, 50.0, 60.0, 5000.0, seed);
+            float r[ORDER_MAX + 1], work[FRAME_LEN], a[ORDER_MAX], want[ORDER_MAX] = {};
+            window_autocorr(x.data(), FRAME_LEN, r, order, work, analysis_window);
+            float E = r[0];
+            for (int i = 0; i < order; i++) {
+                float t = r[i + 1], next[ORDER_MAX];
+                for (int j = 0; j < i; j++)
+                    t = rounded(wide(t) + wide(r[i - j]) * wide(want[j]));
+                const double k = wide(next[i] = -t / E);
+                for (int j = 0; j < i; j++)
+                    next[j] = rounded(wide(want[j]) + k * wide(want[i - 1 - j]));
+                std::copy_n(next, i + 1, want);
+                E = rounded((1.0 - k * k) * wide(E));
+            }
+            ASSERT_TRUE(test::same_bits(levinson(r, order, a), E)) << test::seed_note(seed) << ", order " << order;
+            ASSERT_TRUE(test::same_bits(a, want, order)) << test::seed_note(seed) << ", order " << order;
         }
-        ASSERT_TRUE(test::same_bits(levinson(r, LPC_ORDER, a), E)) << test::seed_note(seed);
-        ASSERT_TRUE(test::same_bits(a, want, LPC_ORDER)) << test::seed_note(seed);
-    }
 }
 
 TEST(Levinson, StopsWhenNothingIsLeftToPredict)
@@ -163,15 +112,6 @@ TEST(ChebEval, EqualsTheCosineSeries)
         }
 }
 
-/** LPC of an LSF vector, then its LSFs as the walk finds them */
-int round_trip(const std::vector<float> &lsf, float *found)
-{
-    std::vector<float> a(lsf.size());
-    const int order = static_cast<int>(lsf.size());
-    EXPECT_EQ(lsf_to_lpc(order, lsf.data(), a.data()), 0);
-    return lpc_to_lsf(found, a.data(), order);
-}
-
 TEST(LpcToLsf, FlatSpectrumHasEvenlySpacedLsfs)
 {
     for (int order : {2, 4, LPC_ORDER, ORDER_MAX}) {
@@ -187,25 +127,6 @@ TEST(LpcToLsf, FlatSpectrumHasEvenlySpacedLsfs)
     EXPECT_EQ(lpc_to_lsf(lsf, a, 18), -1);
 }
 
-TEST(LpcToLsf, RoundTripReturnsTheVector)
-{
-    for (uint64_t seed = 3200; seed < 3400; seed++) {
-        SCOPED_TRACE(test::seed_note(seed));
-        Random random(seed);
-        /* gaps from 0.06: elements of one polynomial are then wider apart than any step of the walk */
-        std::vector<double> w(LPC_ORDER);
-        for (double &v : w)
-            v = random.uniform(0.0, 3.14159 - 0.06 * (LPC_ORDER + 1));
-        std::sort(w.begin(), w.end());
-        std::vector<float> lsf(LPC_ORDER);
-        for (size_t k = 0; k < LPC_ORDER; k++)
-            lsf[k] = static_cast<float>(w[k] + 0.06 * static_cast<double>(k + 1));
-        float found[LPC_ORDER];
-        ASSERT_EQ(round_trip(lsf, found), 1);
-        EXPECT_TRUE(test::all_near(found, lsf.data(), LPC_ORDER, 2e-3));
-    }
-}
-
 TEST(LpcToLsf, RootsAreAsExactAsASixteenthOfAStepMakesThem)
 {
     /* Four halvings of a step, then a straight line through the ends of the bracket: with an even spread, where the
@@ -217,8 +138,9 @@ TEST(LpcToLsf, RootsAreAsExactAsASixteenthOfAStepMakesThem)
         std::vector<float> lsf(LPC_ORDER);
         for (size_t k = 0; k < LPC_ORDER; k++)
             lsf[k] = static_cast<float>(3.14159265 * static_cast<double>(k + 1) / 11.0 + random.uniform(-0.05, 0.05));
-        float found[LPC_ORDER];
-        ASSERT_EQ(round_trip(lsf, found), 1) << test::seed_note(seed);
+        float a[LPC_ORDER], found[LPC_ORDER];
+        ASSERT_EQ(lsf_to_lpc(LPC_ORDER, lsf.data(), a), 0);
+        ASSERT_EQ(lpc_to_lsf(found, a, LPC_ORDER), 1) << test::seed_note(seed);
         EXPECT_TRUE(test::all_near(found, lsf.data(), LPC_ORDER, 4e-6)) << test::seed_note(seed);
         for (size_t k = 0; k < LPC_ORDER; k++)
             mean += std::fabs(static_cast<double>(found[k]) - static_cast<double>(lsf[k])) / (RUNS * LPC_ORDER);
@@ -401,21 +323,6 @@ TEST(Getlsf2, SilenceIsFlat)
     }
 }
 
-TEST(Getlsf2, LevelDoesNotMatter)
-{
-    /* a power of two scales every float of the analysis exactly */
-    for (uint64_t seed = 3410; seed < 3420; seed++) {
-        const std::vector<float> x = test::voiced(FRAME_LEN, 40.0, 44.0, 2000.0, seed);
-        std::vector<float> louder = x;
-        for (float &v : louder)
-            v *= 8.0f;
-        float lsf[LPC_ORDER], of_louder[LPC_ORDER];
-        ASSERT_EQ(getlsf2(x.data(), FRAME_LEN, LPC_ORDER, lsf), 0) << test::seed_note(seed);
-        ASSERT_EQ(getlsf2(louder.data(), FRAME_LEN, LPC_ORDER, of_louder), 0) << test::seed_note(seed);
-        EXPECT_TRUE(test::same_bits(of_louder, lsf, LPC_ORDER)) << test::seed_note(seed);
-    }
-}
-
 TEST(Getlsf2, EnergyIsRaisedToAFloorOfOneMillionth)
 {
     const std::vector<float> x = test::voiced(FRAME_LEN, 40.0, 44.0, 2000.0, 3425);
@@ -432,37 +339,6 @@ TEST(Getlsf2, EnergyIsRaisedToAFloorOfOneMillionth)
             v = std::ldexp(v, exponent - below);
         ASSERT_EQ(getlsf2(faint.data(), FRAME_LEN, LPC_ORDER, scaled), 0);
         EXPECT_EQ(static_cast<bool>(test::same_bits(scaled, lsf, LPC_ORDER)), below == 0) << "2^" << exponent - below;
-    }
-}
-
-TEST(Getlsf2, OrdinarySignalsGiveOrderedSpacedLsfs)
-{
-    for (uint64_t seed = 3430; seed < 3530; seed++) {
-        SCOPED_TRACE(test::seed_note(seed));
-        Random random(seed);
-        const double lag = random.uniform(20.0, 150.0);
-        std::vector<float> x;
-        switch (seed % 4) {
-        case 0:
-            x = test::noise(FRAME_LEN, random.uniform(1.0, 30000.0), seed);
-            break;
-        case 1:
-            x = test::voiced(FRAME_LEN, lag, lag * 1.1, 8000.0, seed);
-            break;
-        case 2:
-            x = test::pulses(FRAME_LEN, static_cast<int>(lag), 10000.0f, 3);
-            break;
-        default: /* a square wave */
-            x = test::tone(FRAME_LEN, 8000.0 / lag, 1.0, 0.1);
-            for (float &v : x)
-                v = v > 0.0f ? 8000.0f : -8000.0f;
-        }
-        float lsf[LPC_ORDER];
-        ASSERT_EQ(getlsf2(x.data(), FRAME_LEN, LPC_ORDER, lsf), 0);
-        ASSERT_GE(lsf[0], 0.04f - 1e-6f);
-        for (int k = 1; k < LPC_ORDER; k++)
-            ASSERT_GE(lsf[k] - lsf[k - 1], 0.04f - 1e-6f) << "element " << k;
-        ASSERT_LE(lsf[LPC_ORDER - 1], 3.14159f - 0.04f + 1e-6f);
     }
 }
 
@@ -509,6 +385,8 @@ TEST(Getlsf2, PureToneHidesRootsInOneStepOfTheWalk)
                 const float w = static_cast<float>(2.0 * 3.14159265 * frequency_hz / 8000.0);
                 EXPECT_GE(std::count_if(lsf, lsf + LPC_ORDER, [w](float v) { return std::fabs(v - w) < 0.1f; }), 2)
                     << frequency_hz << " Hz at " << amplitude << ", phase " << p;
+                for (int k = 1; k < LPC_ORDER; k++)
+                    EXPECT_GE(lsf[k] - lsf[k - 1], 0.04f - 1e-6f) << frequency_hz << " Hz, element " << k;
             }
         }
         return count;
