@@ -1,5 +1,5 @@
-/** Decoder frame driver: what a frame leaves behind, the whole synthesis against a plain double-precision one, and what
- *  a steady frame sounds like */
+/** Decoder frame driver: what a frame leaves behind, the whole synthesis one subframe after the other, and what a
+ *  steady frame sounds like */
 #include "decoder/decoder.h"
 #include "decoder/interpolate.h"
 #include "decoder/postfilter.h"
@@ -10,6 +10,7 @@
 #include "dsp/lsf_quant.h"
 #include "dsp/msvq.h"
 #include "dsp/vq.h"
+#include "dsp/wide.h"
 #include "tests/support/compare.h"
 #include "tests/support/signals.h"
 
@@ -28,10 +29,10 @@ using Wide = std::complex<double>;
 constexpr double PI_D = static_cast<double>(test::PI_L);
 constexpr int SYN_PAST = 11, OUT_PAST = 10;
 
-FrameParams random_params(test::Random &random, int lag_min = LAG_MIN, int lag_max = LAG_MAX_FRAME)
+FrameParams random_params(test::Random &random)
 {
     FrameParams params;
-    params.pitch_index = random.integer(lag_min, lag_max) - LAG_MIN;
+    params.pitch_index = random.integer(LAG_MIN, LAG_MAX_FRAME) - LAG_MIN;
     for (int k = 0; k < LPC_ORDER; k++)
         params.lsf_index[k] = random.integer(0, (1 << lsf_level_bits[k]) - 1);
     for (int32_t &g : params.gain_index)
@@ -39,22 +40,6 @@ FrameParams random_params(test::Random &random, int lag_min = LAG_MIN, int lag_m
     params.rs_index = random.integer(0, RS_ROWS - 1);
     params.as_index = random.integer(0, AS_ROWS - 1);
     return params;
-}
-
-/** The same with an envelope that is not too sharp: no two LSFs closer than 0.1, none above 3 radians. The running floats
- *  of lpc_spectrum err by some 1e-4 of the sum of the coefficients, which near a sharp resonance is much of the value. */
-FrameParams random_calm_params(test::Random &random, int lag_min, int lag_max)
-{
-    for (;;) {
-        const FrameParams params = random_params(random, lag_min, lag_max);
-        float lsf[LPC_ORDER];
-        lsf_dequant(lsf, params.lsf_index, LPC_ORDER, lsf_levels, lsf_level_counts);
-        bool calm = lsf[LPC_ORDER - 1] < 3.0f;
-        for (int k = 1; k < LPC_ORDER; k++)
-            calm = calm && lsf[k] - lsf[k - 1] > 0.1f;
-        if (calm)
-            return params;
-    }
 }
 
 /** The LSFs that both directions start with, as a frame says them */
@@ -211,174 +196,13 @@ TEST(Decoder, WhatAFrameLeavesBehind)
     }
 }
 
-/** A decoder written plainly, in double throughout: direct sums for the envelope and the transform, the spline by its
- *  kernel, the glide by the sum of its series. It must not be fed what drops a cycle while the position lies two
- *  grids of the next one out, which the library leaves in one step a sample. */
-struct PlainDecoder {
-    std::vector<double> cycle; /* spline coefficients of the last cycle */
-    int p_prev = 64, n_prev = 64;
-    double phase = 0.0, rs_prev = 0.0;
-    uint32_t seed = 4385;
-    std::vector<double> syn = std::vector<double>(SYN_PAST, 0.0), out = std::vector<double>(OUT_PAST, 0.0);
-
-    PlainDecoder() : cycle(64, 0.0) {}
-
-    static double read(const std::vector<double> &c, double pos)
-    {
-        const int n = static_cast<int>(c.size()), i = static_cast<int>(std::floor(pos));
-        double sum = 0.0;
-        for (int j = i - 1; j <= i + 2; j++) {
-            const double u = std::fabs(pos - j);
-            sum += c[static_cast<size_t>(((j % n) + n) % n)] *
-                   (u >= 1.0 ? (2.0 - u) * (2.0 - u) * (2.0 - u) : 4.0 - 6.0 * u * u + 3.0 * u * u * u);
-        }
-        return sum;
-    }
-
-    static Wide polynomial(const float *lpc, const float *weight, double w)
-    {
-        Wide sum = 1.0;
-        for (int j = 0; j < LPC_ORDER; j++)
-            sum += static_cast<double>(lpc[j]) * (weight != nullptr ? static_cast<double>(weight[j]) : 1.0) *
-                   std::polar(1.0, -w * (j + 1));
-        return sum;
-    }
-
-    /** Envelope, excitation, level and the spline's inverse, straight to the coefficients in time */
-    std::vector<double> build(const float *lpc, int p, float rs, const float *as, double gain)
-    {
-        const int h = p / 2, n = grid_of(p);
-        std::vector<float> noise(MAX_HARMONICS + 4);
-        noise_profile(h, MAX_HARMONICS, rs, noise.data());
-        std::vector<Wide> Y(static_cast<size_t>(h) + 1, 0.0);
-        double energy = 0.0;
-        for (int k = 1; k <= h; k++) {
-            seed = ((seed + 1) * 17) % 4096;
-            const double m = static_cast<double>(noise[static_cast<size_t>(k)]);
-            const double a = k <= AS_DIM ? static_cast<double>(as[k - 1]) : 1.0;
-            const Complex P = phase_table[k - 1], Q = phase_table[seed / 32];
-            const Wide X = std::max(a - m, 0.0) * Wide(static_cast<double>(P.re), static_cast<double>(P.im)) +
-                           m * Wide(static_cast<double>(Q.re), static_cast<double>(Q.im));
-            const double w = 2.0 * PI_D * k / p;
-            const Wide tilt = (1.0 - 0.2 * std::polar(1.0, 2.5 - w)) * (1.0 - 0.2 * std::polar(1.0, -2.5 - w));
-            const Wide y = X / (polynomial(lpc, nullptr, w) * tilt);
-            energy += k < h ? std::norm(y) : 0.5 * y.real() * y.real();
-            Y[static_cast<size_t>(k)] = y;
-        }
-        const double factor = h * (n * gain * 0.6 / p) * std::sqrt(2.0 / energy);
-        std::vector<double> c(static_cast<size_t>(n), 0.0);
-        for (int k = 1; k <= std::min(h, n / 2); k++) {
-            const Wide y = factor * Y[static_cast<size_t>(k)] / (4.0 + 2.0 * std::cos(2.0 * PI_D * k / n));
-            double weight = 2.0 / n;
-            if (k == n / 2 || (n > p && p % 2 == 0 && k == h))
-                weight = 1.0 / n;
-            for (int m = 0; m < n; m++) /* at bin n/2 the sine is 0: the imaginary part is lost */
-                c[static_cast<size_t>(m)] += weight * (y * std::polar(1.0, 2.0 * PI_D * (k * m % n) / n)).real();
-        }
-        return c;
-    }
-
-    void subframe(const Expected &e, int k)
-    {
-        const int p = e.pitch[k], n = grid_of(p), L = e.bounds[k + 1] - e.bounds[k];
-        const double gain = static_cast<double>(e.track[k + 1]);
-        std::vector<double> next = build(e.lpc[k], p, e.rs[k], e.as[k], gain);
-        if (rs_prev - static_cast<double>(e.rs[k]) > 0.5 || 3.0 * static_cast<double>(e.track[k]) < gain) {
-            ASSERT_LT(phase, 2 * n) << "not for this decoder";
-            cycle = next;
-            p_prev = p;
-            n_prev = n;
-        }
-        const int r = std::max(p, p_prev) / std::min(p, p_prev);
-        const double f0 = 1.0 / (p > p_prev ? r * p_prev : p_prev), f1 = 1.0 / (p < p_prev ? r * p : p);
-        double from_new = phase / n_prev * n;
-        from_new = p < p_prev ? from_new * r : p > p_prev ? from_new / r : from_new;
-        double cycles = 0.0, left = 0.0;
-        for (int j = 0; j < L; j++) {
-            const double A = read(cycle, phase + cycles * n_prev), B = read(next, from_new + cycles * n);
-            syn.push_back(A + static_cast<double>(j) / L * (B - A));
-            const double speed = f0 + (f1 - f0) * j / L;
-            left = std::fmod(from_new + cycles * n, n) + speed * n; /* reduced before the read, not after the advance */
-            cycles += speed;
-        }
-        phase = left;
-        cycle = next;
-        p_prev = p;
-        n_prev = n;
-        rs_prev = static_cast<double>(e.rs[k]);
-
-        const auto at_ends = [&e, k](const float *weight, double w) { return polynomial(e.lpc[k], weight, w).real(); };
-        const double G = at_ends(pf_pole_weight, 0.0) / at_ends(pf_zero_weight, 0.0);
-        const double H = 0.5 * at_ends(pf_pole_weight, PI_D) / at_ends(pf_zero_weight, PI_D);
-        const auto zeros = [&](size_t q) { /* the numerator A(z/0.6) alone */
-                                           double v = syn[q];
-                                           for (size_t j = 0; j < LPC_ORDER; j++)
-                                               v += static_cast<double>(e.lpc[k][j]) *
-                                                    static_cast<double>(pf_zero_weight[j]) * syn[q - 1 - j];
-                                           return v;
-        };
-        for (size_t i = 0; i < static_cast<size_t>(L); i++) {
-            const size_t q = syn.size() - static_cast<size_t>(L) + i;
-            double v = 0.5 * (G + H) * zeros(q) + 0.5 * (G - H) * zeros(q - 1);
-            for (size_t j = 0; j < LPC_ORDER; j++)
-                v -=
-                    static_cast<double>(e.lpc[k][j]) * static_cast<double>(pf_pole_weight[j]) * out[out.size() - 1 - j];
-            out.push_back(v);
-        }
-    }
-};
-
-/** Signal over difference, dB */
-double match_db(const float *got, const double *want, int n)
+/** 1 + sum lpc[j] weight[j] z^-(j+1) at z = e^jw; without weights, A(z) itself */
+Wide polynomial(const float *lpc, const float *weight, double w)
 {
-    double signal = 1e-9, error = 1e-9;
-    for (int i = 0; i < n; i++) {
-        const double d = static_cast<double>(got[i]) - want[i];
-        signal += want[i] * want[i];
-        error += d * d;
-    }
-    return 10.0 * std::log10(signal / error);
-}
-
-TEST(Decoder, AgainstPlainSynthesis)
-{
-    struct Case {
-        const char *name;
-        int lag_min, lag_max;
-        bool steady; /* one gain and one periodicity: the old cycle is dropped in the first subframe alone */
-    };
-    const Case cases[] = {{"short lags", 20, 32, false},
-                          {"middle lags", 33, 64, false},
-                          {"long lags", 65, 147, false},
-                          {"all lags", 20, 147, true}};
-    for (const Case &c : cases) {
-        const uint64_t seed = 4000 + static_cast<uint64_t>(c.lag_max);
-        SCOPED_TRACE(std::string(c.name) + ", " + test::seed_note(seed));
-        test::Random random(seed);
-        DecoderState dec;
-        decoder_reset(&dec);
-        PlainDecoder plain;
-        int32_t steady[2] = {0, 0};
-        choose_steady_gain(steady);
-        for (int t = 0; t < 60; t++) {
-            FrameParams params = random_calm_params(random, c.lag_min, c.lag_max);
-            if (t == 0 && c.lag_max == 147) /* glides from the lag of a reset without leaving the grid it starts on */
-                params.pitch_index = (c.lag_min > 64 ? 110 : 60) - LAG_MIN;
-            if (c.steady) {
-                std::copy_n(steady, 2, params.gain_index);
-                params.rs_index = 5;
-            }
-            const Expected e(dec, params);
-            int16_t pcm[FRAME_LEN];
-            decoder_synthesise(&dec, &params, pcm);
-            for (int k = 0; k < e.K; k++)
-                plain.subframe(e, k);
-            const double *syn = plain.syn.data() + SYN_PAST + t * FRAME_LEN;
-            const double *out = plain.out.data() + OUT_PAST + t * FRAME_LEN;
-            EXPECT_GT(match_db(dec.syn_hist + SYN_PAST, syn, FRAME_LEN), 45.0) << "frame " << t << ", interpolated";
-            EXPECT_GT(match_db(dec.out_hist + OUT_PAST, out, FRAME_LEN), 45.0) << "frame " << t << ", post-filtered";
-        }
-    }
+    Wide sum = 1.0;
+    for (int j = 0; j < LPC_ORDER; j++)
+        sum += wide(lpc[j]) * (weight != nullptr ? wide(weight[j]) : 1.0) * std::polar(1.0, -w * (j + 1));
+    return sum;
 }
 
 /** A frame over and over is a sound of its lag: harmonics of 8000/lag Hz whose amplitudes are the AS values times the
@@ -423,12 +247,12 @@ TEST(Decoder, SteadyFrameHasItsSpectrum)
                 sum += x[i] * std::polar(1.0, -w * static_cast<double>(i % static_cast<size_t>(lag)));
             got[k - 1] = 20.0 * std::log10(std::abs(sum) * 2.0 / static_cast<double>(x.size()));
 
-            const auto zeros = [&lpc](double v) { return PlainDecoder::polynomial(lpc, pf_zero_weight, v); };
-            const auto poles = [&lpc](double v) { return PlainDecoder::polynomial(lpc, pf_pole_weight, v); };
+            const auto zeros = [&lpc](double v) { return polynomial(lpc, pf_zero_weight, v); };
+            const auto poles = [&lpc](double v) { return polynomial(lpc, pf_pole_weight, v); };
             const double G = (poles(0.0) / zeros(0.0)).real(), H = 0.5 * (poles(PI_D) / zeros(PI_D)).real();
             const Wide tilt = (1.0 - 0.2 * std::polar(1.0, 2.5 - w)) * (1.0 - 0.2 * std::polar(1.0, -2.5 - w));
-            const double envelope = std::abs(1.0 / (PlainDecoder::polynomial(lpc, nullptr, w) * tilt) * zeros(w) /
-                                             poles(w) * (0.5 * (G + H) + 0.5 * (G - H) * std::polar(1.0, -w)));
+            const double envelope = std::abs(1.0 / (polynomial(lpc, nullptr, w) * tilt) * zeros(w) / poles(w) *
+                                             (0.5 * (G + H) + 0.5 * (G - H) * std::polar(1.0, -w)));
             want[k - 1] =
                 20.0 * std::log10(static_cast<double>(as_codebook[AS_DIM * params.as_index + k - 1]) * envelope);
             offset += (got[k - 1] - want[k - 1]) / AS_DIM;
@@ -437,34 +261,6 @@ TEST(Decoder, SteadyFrameHasItsSpectrum)
         for (int k = 1; k <= AS_DIM; k++)
             EXPECT_NEAR(got[k - 1] - offset, want[k - 1], 0.5) << "harmonic " << k << ", dB";
     }
-}
-
-/** When the rule fires the subframe is the new cycle alone: what the old one held is of no account */
-TEST(Decoder, OnsetForgetsTheOldCycle)
-{
-    const uint64_t seed = 43;
-    SCOPED_TRACE(test::seed_note(seed));
-    test::Random random(seed);
-    FrameParams params = random_params(random);
-    choose_steady_gain(params.gain_index);
-
-    DecoderState clean, dirty;
-    decoder_reset(&clean);
-    decoder_reset(&dirty); /* the carried gain is 0: any positive gain is an onset */
-    for (float &c : dirty.cycle_old)
-        c = static_cast<float>(random.uniform(-1e4, 1e4));
-    int16_t a[FRAME_LEN], b[FRAME_LEN];
-    decoder_synthesise(&clean, &params, a);
-    decoder_synthesise(&dirty, &params, b);
-    EXPECT_TRUE(std::equal(a, a + FRAME_LEN, b));
-    EXPECT_NE(clean.syn_hist[SYN_PAST], 0.0f) << "the first sample is the new cycle's, not silence";
-
-    decoder_reset(&dirty); /* with a level before it there is no onset, and the old cycle is heard */
-    dirty.gain_hist[0] = dirty.gain_track[0] = clean.gain_track[1];
-    for (float &c : dirty.cycle_old)
-        c = static_cast<float>(random.uniform(-1e4, 1e4));
-    decoder_synthesise(&dirty, &params, b);
-    EXPECT_FALSE(std::equal(a, a + FRAME_LEN, b));
 }
 
 } // namespace

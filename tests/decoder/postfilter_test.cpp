@@ -78,36 +78,8 @@ TEST(Postfilter, BandwidthFactors)
     EXPECT_EQ(pf_pole_weight[8], 0.38742f);
 }
 
-TEST(Postfilter, FlatEnvelopeIsAGentleTilt)
-{
-    const std::vector<float> flat(LPC_ORDER, 0.0f), x = test::noise(100, 1000.0, 8);
-    const std::vector<float> y = filtered(flat, x, {100});
-    for (size_t q = 0; q < x.size(); q++)
-        ASSERT_NEAR(static_cast<double>(y[q]),
-                    0.75 * static_cast<double>(x[q]) + 0.25 * static_cast<double>(q > 0 ? x[q - 1] : 0.0f), 1e-4);
-}
-
-/** Gain 1 at 0 Hz and one half at 4000 Hz, whatever the envelope */
-TEST(Postfilter, GainsAtTheEndsOfTheBand)
-{
-    const uint64_t seed = 45;
-    SCOPED_TRACE(test::seed_note(seed));
-    test::Random random(seed);
-    std::vector<float> constant(2000, 1000.0f), alternating(2000);
-    for (size_t i = 0; i < alternating.size(); i++)
-        alternating[i] = i % 2 == 0 ? 1000.0f : -1000.0f;
-    for (int trial = 0; trial < 100; trial++) {
-        const std::vector<float> lpc = random_lpc(random);
-        const std::vector<float> low = filtered(lpc, constant, {80}), high = filtered(lpc, alternating, {80});
-        for (size_t q = 1900; q < 2000; q++) {
-            ASSERT_NEAR(static_cast<double>(low[q]), 1000.0, 0.5) << "trial " << trial << ", sample " << q;
-            ASSERT_NEAR(static_cast<double>(high[q]), q % 2 == 0 ? 500.0 : -500.0, 0.5)
-                << "trial " << trial << ", sample " << q;
-        }
-    }
-}
-
-/** The whole response: A(z/0.6) T(z) / A(z/0.9), worked out directly at points around the circle */
+/** The whole response: A(z/0.6) T(z) / A(z/0.9), worked out directly at points around the circle; 1 at 0 Hz and one
+ *  half at 4000 Hz */
 TEST(Postfilter, FrequencyResponse)
 {
     const uint64_t seed = 46;
@@ -132,6 +104,9 @@ TEST(Postfilter, FrequencyResponse)
             const std::complex<double> z1 = std::polar(1.0, -static_cast<double>(test::PI_L) * i / 64.0);
             const std::complex<double> want =
                 poly(pf_zero_weight, z1) / poly(pf_pole_weight, z1) * (0.5 * (G + H) + 0.5 * (G - H) * z1);
+            if (i % 64 == 0) {
+                ASSERT_NEAR(want.real(), i == 0 ? 1.0 : 0.5, 1e-9) << "whatever the envelope";
+            }
             std::complex<double> got = 0.0, power = 1.0;
             for (const float v : h) {
                 got += static_cast<double>(v) * power;

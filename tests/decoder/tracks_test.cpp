@@ -127,22 +127,6 @@ TEST(RsExpand, KnownValues)
     }
 }
 
-/** Continuous, never falling, never below the value itself, at most 1 */
-TEST(RsExpand, Curve)
-{
-    float before = 0.0f;
-    for (int i = 0; i <= 4000; i++) {
-        float v[2] = {static_cast<float>(i) / 4000.0f, 0.0f};
-        const float x = v[0];
-        rs_expand(2, v);
-        ASSERT_GE(v[0], before) << "x = " << x;
-        ASSERT_LT(v[0] - before, 0.0007f) << "x = " << x;
-        ASSERT_GE(v[0], x);
-        ASSERT_LE(v[0], 1.0f);
-        before = v[0];
-    }
-}
-
 /** Each of the four values has a triangle of weights around its own place: a subframe centre c lies at 0.5 + 2c. The
  *  fifth has no weight at all. */
 TEST(RsInterp, WeightsAreTriangles)
@@ -263,20 +247,6 @@ TEST(GainInterp, Onsets)
         for (int m = 0; m < 12; m++)
             EXPECT_NEAR(static_cast<double>(out[m]), std::fmax(0.0, 900.0 * (1.0 - ((m + 1) / 3.0 - 0.001))), 1e-3)
                 << "m " << m;
-    }
-    { /* all of one value, carried too */
-        for (int K = K_MIN; K <= K_MAX; K++) {
-            Gains gains(16.0, 16.0, 16.0, 16.0, 16.0);
-            gain_interp(4, gains.g(), K, GAIN_ONSET, out);
-            for (int m = 0; m < K; m++)
-                EXPECT_NEAR(static_cast<double>(out[m]), 16.0, 2e-6) << "K " << K << ", m " << m;
-        }
-    }
-    { /* silence stays silence */
-        Gains gains(0.0, 0.0, 0.0, 0.0, 0.0);
-        gain_interp(4, gains.g(), 7, GAIN_ONSET, out);
-        for (int m = 0; m < 7; m++)
-            EXPECT_EQ(out[m], 0.0f);
     }
 }
 
