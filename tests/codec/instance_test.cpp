@@ -1,5 +1,6 @@
 /** The instance record: what a reset stores, what it leaves alone, and that the two directions keep apart */
 #include "codec/instance.h"
+#include "tests/stream/host.h"
 
 #include <bit>
 #include <cmath>
@@ -11,19 +12,6 @@ namespace
 {
 
 using namespace talv;
-
-struct Close {
-    void operator()(TALV_Codec *codec) const { TALV_CodecClose(codec); }
-};
-using Instance = std::unique_ptr<TALV_Codec, Close>;
-
-Instance open_instance()
-{
-    TALV_Codec *codec = nullptr;
-    EXPECT_EQ(TALV_CodecOpen(&codec), TALV_OK);
-    EXPECT_NE(codec, nullptr);
-    return Instance(codec);
-}
 
 template <size_t N>
 void expect_all(const float (&field)[N], float want, const char *name)
@@ -83,7 +71,7 @@ void expect_decoder_start(const DecoderState &dec)
 
 TEST(Instance, StartsAsResetsDo)
 {
-    const Instance codec = open_instance();
+    const test::Codec codec = test::open_codec();
     EXPECT_EQ(codec->tag, 66);
     expect_encoder_start(codec->enc);
     expect_decoder_start(codec->dec);
@@ -97,7 +85,7 @@ TEST(Instance, StartsAsResetsDo)
 /** From any state, with every other byte of the record as it was */
 TEST(Instance, ResetsTouchTheirDirectionAlone)
 {
-    const Instance codec = open_instance();
+    const test::Codec codec = test::open_codec();
     auto before = std::make_unique<TALV_Codec>();
 
     std::memset(codec.get(), 0x5A, sizeof *codec);
@@ -122,7 +110,7 @@ TEST(Instance, ResetsTouchTheirDirectionAlone)
 /** Each call advances one half of the record and stores the count of frame bytes */
 TEST(Instance, CallsTouchTheirDirectionAlone)
 {
-    const Instance codec = open_instance();
+    const test::Codec codec = test::open_codec();
     auto before = std::make_unique<TALV_Codec>();
     int16_t pcm[FRAME_LEN];
     for (int i = 0; i < FRAME_LEN; i++)

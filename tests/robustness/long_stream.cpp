@@ -2,7 +2,7 @@
  *
  *   talv_long FOLDER [HOURS [TRIES [SEED]]]
  *
- * FOLDER holds recordings, 8 kHz, mono, at any depth. They are joined at random, with changing gain, offset,
+ * FOLDER holds recordings, WAV, 8 kHz, mono, 16 bit, at any depth. They are joined at random, with changing gain, offset,
  * noise, clipping and gaps. Measured are:
  *
  *   silence    after a gap, how many frames of zeros it takes until the frames sent are those of an encoder that never
@@ -13,7 +13,7 @@
  *              cycle it reads, and the state of its noise. The second decoder takes them over when one good frame has
  *              passed; from then on they go on alike, and the samples can be compared.                              */
 #include "codec/instance.h"
-#include "codec/talvcodec.h"
+#include "tests/stream/host.h"
 #include "tests/support/signals.h"
 
 #include <algorithm>
@@ -22,8 +22,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <memory>
-#include <sndfile.h>
 #include <vector>
 
 using namespace talv;
@@ -32,40 +30,21 @@ using test::Random;
 namespace
 {
 
-using Recording = std::vector<int16_t>;
-struct Closer {
-    void operator()(TALV_Codec *codec) const { TALV_CodecClose(codec); }
-};
-using Instance = std::unique_ptr<TALV_Codec, Closer>;
+using test::Codec;
+using test::open_codec;
 
-Instance open_instance()
-{
-    TALV_Codec *codec = nullptr;
-    if (TALV_CodecOpen(&codec) != TALV_OK)
-        std::exit(1);
-    return Instance(codec);
-}
-
-/** All that libsndfile reads as 8 kHz, mono, in the order of the names; what it does not is left out */
-std::vector<Recording> load_folder(const char *folder)
+/** Every *.wav in the order of the names; one of another rate ends the run */
+std::vector<test::Pcm> load_folder(const char *folder)
 {
     std::vector<std::filesystem::path> paths;
     for (const auto &entry : std::filesystem::recursive_directory_iterator(folder))
-        if (entry.is_regular_file())
+        if (entry.path().extension() == ".wav")
             paths.push_back(entry.path());
     std::sort(paths.begin(), paths.end());
-    std::vector<Recording> recordings;
-    for (const auto &path : paths) {
-        SF_INFO info = {};
-        SNDFILE *file = sf_open(path.c_str(), SFM_READ, &info);
-        if (file == nullptr)
-            continue;
-        Recording x(static_cast<size_t>(info.frames));
-        if (info.samplerate == TALV_SAMPLE_RATE && info.channels == 1 && info.frames >= FRAME_LEN &&
-            sf_read_short(file, x.data(), info.frames) == info.frames)
-            recordings.push_back(std::move(x));
-        sf_close(file);
-    }
+    std::vector<test::Pcm> recordings;
+    for (const auto &path : paths)
+        recordings.push_back(test::read_wav(path));
+    std::erase_if(recordings, [](const test::Pcm &x) { return x.size() < FRAME_LEN; });
     return recordings;
 }
 
@@ -73,7 +52,7 @@ std::vector<Recording> load_folder(const char *folder)
 class Talk
 {
 public:
-    Talk(const std::vector<Recording> &recordings, uint64_t seed) : recordings_(recordings), random_(seed) { turn(); }
+    Talk(const std::vector<test::Pcm> &recordings, uint64_t seed) : recordings_(recordings), random_(seed) { turn(); }
 
     /** Does the next frame begin a new passage? */
     bool at_turn() const { return at_ + FRAME_LEN > recording_->size(); }
@@ -100,9 +79,9 @@ private:
         noise_ = random_.integer(0, 2) == 0 ? std::pow(10.0, random_.uniform(0.0, 3.5)) : 0.0;
     }
 
-    const std::vector<Recording> &recordings_;
+    const std::vector<test::Pcm> &recordings_;
     Random random_;
-    const Recording *recording_ = nullptr;
+    const test::Pcm *recording_ = nullptr;
     size_t at_ = 0;
     double gain_ = 1.0, offset_ = 0.0, noise_ = 0.0;
 };
@@ -156,10 +135,10 @@ int frames_to_silence(TALV_Codec *codec, const uint8_t *silent_frame, int longes
     return settled;
 }
 
-bool stream_hours(const std::vector<Recording> &recordings, double hours, uint64_t seed)
+bool stream_hours(const std::vector<test::Pcm> &recordings, double hours, uint64_t seed)
 {
     constexpr int GAP = 34, SETTLING = 400; /* about a second; 12 s */
-    const Instance codec = open_instance(), silent = open_instance(), fresh = open_instance();
+    const Codec codec = open_codec(), silent = open_codec(), fresh = open_codec();
     Random random(seed);
     Talk talk(recordings, seed + 1);
     uint8_t silent_frame[FRAME_BYTES], frame[FRAME_BYTES];
@@ -243,9 +222,9 @@ Recovery recover(Talk *talk, TALV_Codec *encoder, TALV_Codec *hit, TALV_Codec *w
     return recovery;
 }
 
-void recover_often(const std::vector<Recording> &recordings, int tries, uint64_t seed)
+void recover_often(const std::vector<test::Pcm> &recordings, int tries, uint64_t seed)
 {
-    const Instance encoder = open_instance(), hit = open_instance(), well = open_instance();
+    const Codec encoder = open_codec(), hit = open_codec(), well = open_codec();
     Talk talk(recordings, seed + 2);
     Random random(seed + 3);
     Counts one_step, same;
@@ -278,7 +257,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "usage: talv_long FOLDER [HOURS [TRIES [SEED]]]\n");
         return 2;
     }
-    const std::vector<Recording> recordings = load_folder(argv[1]);
+    const std::vector<test::Pcm> recordings = load_folder(argv[1]);
     if (recordings.empty()) {
         std::fprintf(stderr, "talv_long: %s: no recordings at 8 kHz\n", argv[1]);
         return 2;

@@ -1,12 +1,10 @@
 /* Short forms of what talv_long measures (docs/robustness.md). */
 #include "codec/instance.h"
-#include "codec/talvcodec.h"
+#include "tests/stream/host.h"
 #include "tests/support/signals.h"
 
-#include <array>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <memory>
 
 namespace talv
 {
@@ -15,22 +13,13 @@ namespace
 
 using test::Random;
 
-using Instance = std::unique_ptr<TALV_Codec, int32_t (*)(TALV_Codec *)>;
-
-Instance open_instance()
-{
-    TALV_Codec *codec = nullptr;
-    EXPECT_EQ(TALV_CodecOpen(&codec), TALV_OK);
-    return {codec, [](TALV_Codec *c) { return TALV_CodecClose(c); }};
-}
-
 /** Frames of a gliding voice in noise, at a level that changes */
-std::vector<std::array<uint8_t, FRAME_BYTES>> coded_voice(int count)
+std::vector<test::Frame> coded_voice(int count)
 {
-    const Instance codec = open_instance();
+    const test::Codec codec = test::open_codec();
     std::vector<float> x = test::voiced(count * FRAME_LEN, 40.0, 110.0, 9000.0, 5);
     Random random(6);
-    std::vector<std::array<uint8_t, FRAME_BYTES>> frames(static_cast<size_t>(count));
+    std::vector<test::Frame> frames(static_cast<size_t>(count));
     for (size_t t = 0; t < frames.size(); t++) {
         for (size_t i = t * FRAME_LEN; i < (t + 1) * FRAME_LEN; i++)
             x[i] = x[i] * (t % 20 < 14 ? 1.0f : 0.02f) + static_cast<float>(random.uniform(-40.0, 40.0));
@@ -49,14 +38,14 @@ TEST(Recovery, DecoderAfterGarbage)
 {
     constexpr int TRIES = 300, GOOD = 8, SETTLED = 3;
     const auto frames = coded_voice(200);
-    const Instance hit = open_instance(), well = open_instance();
+    const test::Codec hit = test::open_codec(), well = test::open_codec();
     Random random(7);
     int16_t a[FRAME_LEN], b[FRAME_LEN];
     uint32_t nbytes = 0;
     for (int n = 0; n < TRIES; n++) {
         const auto from = static_cast<size_t>(random.integer(0, 150));
         for (int g = random.integer(1, 20); g > 0; g--) {
-            std::array<uint8_t, FRAME_BYTES> garbage;
+            test::Frame garbage;
             for (uint8_t &byte : garbage)
                 byte = static_cast<uint8_t>(random.next());
             TALV_SpeechDecode(hit.get(), garbage.data(), a, &nbytes);
@@ -80,7 +69,7 @@ TEST(Recovery, DecoderAfterGarbage)
 TEST(Recovery, EncoderAfterAPause)
 {
     constexpr int PAUSE = 34;
-    const Instance codec = open_instance(), silent = open_instance();
+    const test::Codec codec = test::open_codec(), silent = test::open_codec();
     const int16_t zeros[FRAME_LEN] = {};
     uint8_t frame[FRAME_BYTES], silence[FRAME_BYTES];
     uint32_t nbytes = 0;

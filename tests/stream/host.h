@@ -2,19 +2,18 @@
 #ifndef TALV_TESTS_STREAM_HOST_H
 #define TALV_TESTS_STREAM_HOST_H
 
-#include <talvcodec.h>
+#include "codec/talvcodec.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 namespace talv::test
@@ -135,36 +134,9 @@ inline const std::vector<Clip> &clips()
 template <typename Action>
 std::string captured(Action action)
 {
-    struct Redirection {
-        std::FILE *file = std::tmpfile();
-        int saved = -1;
-        Redirection()
-        {
-            std::fflush(stdout);
-            saved = dup(STDOUT_FILENO);
-            if (file == nullptr || saved < 0 || dup2(fileno(file), STDOUT_FILENO) < 0)
-                throw std::runtime_error("standard output cannot be redirected");
-        }
-        ~Redirection() { restore(); }
-        void restore()
-        {
-            if (saved < 0)
-                return;
-            std::fflush(stdout);
-            dup2(saved, STDOUT_FILENO);
-            close(saved);
-            saved = -1;
-        }
-    } redirection;
+    ::testing::internal::CaptureStdout();
     action();
-    redirection.restore();
-    std::string text(static_cast<size_t>(std::max(std::ftell(redirection.file), 0L)), '\0');
-    std::fseek(redirection.file, 0, SEEK_END);
-    text.resize(static_cast<size_t>(std::max(std::ftell(redirection.file), 0L)));
-    std::rewind(redirection.file);
-    text.resize(std::fread(text.data(), 1, text.size(), redirection.file));
-    std::fclose(redirection.file);
-    return text;
+    return ::testing::internal::GetCapturedStdout();
 }
 
 } // namespace talv::test

@@ -4,6 +4,7 @@
 #include "tests/support/signals.h"
 
 #include <cmath>
+#include <complex>
 #include <gtest/gtest.h>
 
 namespace
@@ -76,24 +77,17 @@ Pcm sine(size_t frames, double hz, double amplitude)
 /** Share of a signal's energy within `width` Hz of a frequency; 4000 samples, Hann window */
 double share_near(const int16_t *x, double hz, double width)
 {
-    const int n = 4000;
-    std::vector<double> w(n), turn(n);
-    for (int i = 0; i < n; i++) {
-        w[static_cast<size_t>(i)] = x[i] * (0.5 - 0.5 * std::cos(2.0 * M_PI * i / n));
-        turn[static_cast<size_t>(i)] = std::cos(2.0 * M_PI * i / n);
+    constexpr int N = 4000;
+    double w[N], near = 0.0, all = 0.0;
+    for (int i = 0; i < N; i++) {
+        w[i] = x[i] * (0.5 - 0.5 * std::cos(2.0 * M_PI * i / N));
+        all += w[i] * w[i] * N / 2.0; /* the bins from 0 to N/2, by Parseval's theorem */
     }
-    double near = 0.0, all = 0.0;
-    for (const double v : w)
-        all += v * v * n / 2.0; /* the bins from 0 to n/2, by Parseval's theorem */
-    for (int k = 0; k <= n / 2; k++) {
-        if (std::fabs(k * 8000.0 / n - hz) > width)
-            continue;
-        double re = 0.0, im = 0.0;
-        for (int i = 0, a = 0; i < n; i++, a = (a + k) % n) {
-            re += w[static_cast<size_t>(i)] * turn[static_cast<size_t>(a)];
-            im += w[static_cast<size_t>(i)] * turn[static_cast<size_t>((a + n / 4) % n)];
-        }
-        near += re * re + im * im;
+    for (int k = static_cast<int>(std::ceil((hz - width) * N / 8000.0)); k <= (hz + width) * N / 8000.0; k++) {
+        std::complex<double> bin = 0.0;
+        for (int i = 0; i < N; i++)
+            bin += w[i] * std::polar(1.0, 2.0 * M_PI * (i * k % N) / N);
+        near += std::norm(bin);
     }
     return near / all;
 }
@@ -256,19 +250,6 @@ TEST(LargestLsf, GoesBeyondSixteenBits)
         lowest += static_cast<size_t>(std::count(out.begin(), out.end(), -32768));
     }
     EXPECT_GT(lowest, 1000u);
-}
-
-/** Fowler, Noll and Vo's hash, in hexadecimal */
-template <typename Element>
-std::string hash(const std::vector<Element> &data)
-{
-    uint64_t h = 14695981039346656037u;
-    const auto *bytes = reinterpret_cast<const unsigned char *>(data.data());
-    for (size_t i = 0; i < data.size() * sizeof(Element); i++)
-        h = (h ^ bytes[i]) * 1099511628211u;
-    char text[17];
-    std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(h));
-    return text;
 }
 
 } // namespace

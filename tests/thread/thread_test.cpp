@@ -3,9 +3,9 @@
 #include "tests/stream/host.h"
 
 #include <barrier>
-#include <cstdint>
 #include <gtest/gtest.h>
 #include <thread>
+#include <utility>
 
 #if defined(__SANITIZE_THREAD__)
 #define TALV_WATCHED 1
@@ -36,26 +36,11 @@ const int16_t *input(size_t i)
     return pcm.data() + i * 997 % (pcm.size() - FRAMES * TALV_FRAME_SAMPLES);
 }
 
-/** FNV-1a, 64 bits, of all frames and samples in order of instances */
-uint64_t digest(const std::vector<std::vector<Frame>> &frames, const std::vector<Pcm> &out)
-{
-    uint64_t hash = 0xcbf29ce484222325u;
-    const auto add = [&hash](unsigned byte) { hash = (hash ^ (byte & 0xff)) * 0x100000001b3u; };
-    for (size_t i = 0; i < frames.size(); i++) {
-        for (const Frame &frame : frames[i])
-            for (const uint8_t byte : frame)
-                add(byte);
-        for (const int16_t v : out[i]) {
-            add(static_cast<unsigned>(v) >> 8);
-            add(static_cast<unsigned>(v));
-        }
-    }
-    return hash;
-}
+using Results = std::pair<std::vector<std::vector<Frame>>, std::vector<Pcm>>;
 
 /** All instances open at once, a frame of each in turn. An instance goes from thread to thread: a frame here, the next
  *  one there, closed by yet another. */
-uint64_t run(size_t thread_count)
+Results run(size_t thread_count)
 {
     std::vector<TALV_Codec *> codecs(INSTANCES, nullptr);
     std::vector<std::vector<Frame>> frames(INSTANCES, std::vector<Frame>(FRAMES));
@@ -81,14 +66,13 @@ uint64_t run(size_t thread_count)
         threads.emplace_back(work, thread);
     for (std::thread &thread : threads)
         thread.join();
-    return digest(frames, out);
+    return {frames, out};
 }
 
 TEST(Threads, AThousandInstancesOnEightGiveTheBitsOfOne)
 {
     clips(); /* read before the threads ask for them */
-    const uint64_t alone = run(1);
-    EXPECT_EQ(run(THREADS), alone);
+    EXPECT_TRUE(run(THREADS) == run(1));
 }
 
 /** A stream with a reset of its direction at `reset_at`, the other direction of the instance being busy meanwhile */
