@@ -1,13 +1,9 @@
 #include "process.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <poll.h>
 #include <stdexcept>
 #include <sys/ioctl.h>
@@ -169,43 +165,6 @@ Outcome Process::finish(const std::string &bytes)
     else
         outcome_.signal = WTERMSIG(status);
     return outcome_;
-}
-
-Folder::Folder() : path_((std::filesystem::temp_directory_path() / "talv-test-XXXXXX").string())
-{
-    if (!mkdtemp(path_.data()))
-        throw std::runtime_error("no folder " + path_);
-}
-
-Folder::~Folder()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
-std::vector<std::string> Folder::names() const
-{
-    std::vector<std::string> names;
-    for (const auto &entry : std::filesystem::directory_iterator(path_))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::string read_file(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-        throw std::runtime_error("cannot read " + path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void write_file(const std::string &path, const std::string &bytes)
-{
-    std::ofstream file(path, std::ios::binary);
-    file << bytes;
-    if (!file.flush())
-        throw std::runtime_error("cannot write " + path);
 }
 
 } // namespace talv_test

@@ -2,6 +2,8 @@
 #ifndef TALV_TESTS_TOOL_PROCESS_H
 #define TALV_TESTS_TOOL_PROCESS_H
 
+#include "tests/support/folder.h"
+
 #include <string>
 #include <sys/types.h>
 #include <utility>
@@ -57,27 +59,6 @@ inline Outcome run(const Args &args, const std::string &input = "", size_t file_
 {
     return Process(args, file_limit).finish(input);
 }
-
-/** A new empty folder, removed with all that is in it at the end */
-class Folder
-{
-public:
-    Folder();
-    ~Folder();
-    Folder(const Folder &) = delete;
-    Folder &operator=(const Folder &) = delete;
-
-    std::string operator/(const std::string &name) const { return path_ + "/" + name; }
-
-    /** The names in it, hidden ones too, in order */
-    std::vector<std::string> names() const;
-
-private:
-    std::string path_;
-};
-
-std::string read_file(const std::string &path);
-void write_file(const std::string &path, const std::string &bytes);
 
 } // namespace talv_test
 

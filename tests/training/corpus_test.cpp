@@ -1,15 +1,14 @@
 /* Recordings, manifest and the split by speaker. */
 #include "training/corpus.h"
 
+#include "tests/support/folder.h"
+
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 #include <set>
 #include <stdexcept>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 namespace talv
@@ -17,29 +16,8 @@ namespace talv
 namespace
 {
 
-namespace fs = std::filesystem;
-
-/** A folder that goes when the test ends; files are empty, for nothing here reads audio */
-struct Folder {
-    fs::path path;
-
-    Folder()
-    {
-        const auto *test = ::testing::UnitTest::GetInstance()->current_test_info();
-        path = fs::temp_directory_path() / (std::string("talv-") + test->name() + "-" + std::to_string(getpid()));
-        fs::create_directories(path);
-    }
-    ~Folder()
-    {
-        std::error_code ignored;
-        fs::remove_all(path, ignored);
-    }
-    void write(const std::string &name, const std::string &text = "") const
-    {
-        fs::create_directories((path / name).parent_path());
-        std::ofstream(path / name) << text;
-    }
-};
+using talv_test::Folder;
+using talv_test::write_file;
 
 TEST(Csv, QuotesHoldCommasAndQuotes)
 {
@@ -55,12 +33,12 @@ TEST(FindRecordings, TakesWhatTheManifestTells)
 {
     const Folder folder;
     for (const char *name : {"speech/x/b.FLAC", "speech/a.wav", "speech/notes.txt", "speech/z.ogg"})
-        folder.write(name);
-    folder.write("list.csv", "speaker,file,note,sex,language,source\r\n"
-                             "Ann,speech/a.wav,\"loud, clear\",f~,pt_BR,home\r\n"
-                             "Bob,speech/x/b.FLAC,,m?,en (L1 zh),\r\n"
-                             "Eve,speech/gone.wav,,f,en,home\r\n");
-    const std::vector<Recording> got = find_recordings(folder.path / "speech", folder.path / "list.csv");
+        write_file(folder / name, "");
+    write_file(folder / "list.csv", "speaker,file,note,sex,language,source\r\n"
+                                    "Ann,speech/a.wav,\"loud, clear\",f~,pt_BR,home\r\n"
+                                    "Bob,speech/x/b.FLAC,,m?,en (L1 zh),\r\n"
+                                    "Eve,speech/gone.wav,,f,en,home\r\n");
+    const std::vector<Recording> got = find_recordings(folder / "speech", folder / "list.csv");
     ASSERT_EQ(got.size(), 3u);
     EXPECT_EQ(got[0].name, "a.wav");
     EXPECT_EQ(got[0].speaker, "Ann");
@@ -77,13 +55,13 @@ TEST(FindRecordings, TakesWhatTheManifestTells)
 TEST(FindRecordings, RefusesWhatItCannotRead)
 {
     const Folder folder;
-    folder.write("a.wav");
-    folder.write("no-speaker.csv", "file,name\na.wav,Ann\n");
-    folder.write("short-line.csv", "file,speaker,sex\na.wav,Ann\n");
-    EXPECT_THROW(find_recordings(folder.path / "none", ""), std::runtime_error);
-    EXPECT_THROW(find_recordings(folder.path, folder.path / "none.csv"), std::runtime_error);
-    EXPECT_THROW(find_recordings(folder.path, folder.path / "no-speaker.csv"), std::runtime_error);
-    EXPECT_THROW(find_recordings(folder.path, folder.path / "short-line.csv"), std::runtime_error);
+    write_file(folder / "a.wav", "");
+    write_file(folder / "no-speaker.csv", "file,name\na.wav,Ann\n");
+    write_file(folder / "short-line.csv", "file,speaker,sex\na.wav,Ann\n");
+    EXPECT_THROW(find_recordings(folder / "none", ""), std::runtime_error);
+    EXPECT_THROW(find_recordings(folder / "", folder / "none.csv"), std::runtime_error);
+    EXPECT_THROW(find_recordings(folder / "", folder / "no-speaker.csv"), std::runtime_error);
+    EXPECT_THROW(find_recordings(folder / "", folder / "short-line.csv"), std::runtime_error);
 }
 
 std::vector<Recording> many_recordings()
