@@ -184,7 +184,7 @@ TALV_INLINE T spline_cubic(T a, T b, T c, T e, T x, T two, T three, T four) noex
     return c0 + x * (c1 + x * (c2 + x * c3));
 }
 
-/** Four positions: the grid points before them and how far they lie beyond */
+/** Four positions: the grid points before them, times PLACE_STEP, and how far they lie beyond */
 struct Places {
     int32_t point[LANES];
     Wide4 x;
@@ -195,25 +195,26 @@ TALV_INLINE Places places_of(const Position *pos) noexcept
     Places places;
 #ifdef TALV_FLOAT_ONLY
     for (int l = 0; l < LANES; l++) {
-        places.point[l] = whole_part(pos[l]);
+        places.point[l] = whole_part(pos[l]) * PLACE_STEP;
         places.x.v[l] = fraction(pos[l]);
     }
 #else
     const Wide4 four = load(pos);
-    const Int4 whole = truncated(four);
-    std::memcpy(places.point, &whole, sizeof whole);
-    places.x = four - widened(whole);
+    const Int4 at = places_of(four, -1);
+    std::memcpy(places.point, &at, sizeof at);
+    places.x = fraction_of(four);
 #endif
     return places;
 }
 
-/** spline_value() at four places: x beyond the grid points */
-TALV_INLINE Wide4 spline_values(const float *coef, const int32_t *point, Wide4 x) noexcept
+/** spline_value() at four places: x beyond the grid points, which are told as Places has them
+ *  before  I  from the guard in front of the coefficients on                                                       */
+TALV_INLINE Wide4 spline_values(const float *before, const int32_t *point, Wide4 x) noexcept
 {
     Wide4 block[LANES];
     TALV_UNROLL
     for (int l = 0; l < LANES; l++)
-        block[l] = load_wide(coef - 1 + static_cast<uint32_t>(point[l]));
+        block[l] = load_wide_at(before, point[l]);
     transpose(block);
     return spline_cubic(block[0], block[1], block[2], block[3], x, broadcast(2.0), broadcast(3.0), broadcast(4.0));
 }
@@ -255,8 +256,8 @@ constexpr int APART = 20; /* samples at a time, to spare the stack */
         for (int j = 0; j < some; j += LANES) {
             const Places old_at = places_of(pos_old + j), new_at = places_of(pos_new + j);
             store4(out + from + j,
-                   cross_fade(rounded_wide(spline_values(old_cycle, old_at.point, old_at.x)),
-                              spline_values(new_cycle, new_at.point, new_at.x), load_wide(weights_now + j)));
+                   cross_fade(rounded_wide(spline_values(old_cycle - 1, old_at.point, old_at.x)),
+                              spline_values(new_cycle - 1, new_at.point, new_at.x), load_wide(weights_now + j)));
         }
     }
 }
@@ -266,23 +267,27 @@ constexpr int APART = 20; /* samples at a time, to spare the stack */
  *  In three short loops: a processor sees no further ahead than one turn of a long one, and each turn is a chain of many
  *  operations.
  *  return  where the sample after the last one would be read, not reduced                                          */
-wide_t fade_on_course(const float *old_cycle, const float *new_cycle, const Course &course, int n, const float *weight,
-                      int count, float *out) noexcept
+wide_t fade_on_course(const float *before_old, const float *before_new, const Course &course, int n,
+                      const float *weight, int count, float *out) noexcept
 {
-    const Wide4 first = broadcast(course.first), step = broadcast(course.step), bend = broadcast(course.bend);
     int32_t point[LENGTH_MAX + LANES];
     wide_t beyond[LENGTH_MAX + LANES];
-    Wide4 j = make_wide4(0.0, 1.0, 2.0, 3.0);
-    for (int i = 0; i < count; i += LANES, j = j + broadcast(LANES)) {
-        const Wide4 pos = add_exact(first, j, add_exact(step, j, bend));
-        const Int4 whole = truncated(pos), on_grid = whole & (n - 1); /* n is a power of two */
+    /* From one group to the next a position advances by 4 (step + (2 j + 4) bend), and that grows by 32 bend: exact, as
+     * Course's own sums are. */
+    const Wide4 four = broadcast(LANES), bend = broadcast(course.bend), growth = broadcast(32 * course.bend);
+    const Wide4 j = make_wide4(0.0, 1.0, 2.0, 3.0), now = add_exact(broadcast(course.step), j, bend);
+    Wide4 pos = add_exact(broadcast(course.first), j, now), advance = four * add_exact(now, j + four, bend);
+    for (int i = 0; i < count; i += LANES) {
+        const Int4 on_grid = places_of(pos, n - 1); /* n is a power of two */
         std::memcpy(point + i, &on_grid, sizeof on_grid);
-        store(beyond + i, pos - widened(whole));
+        store(beyond + i, fraction_of(pos));
+        pos = pos + advance;
+        advance = advance + growth;
     }
     for (int i = 0; i < count; i += LANES)
-        store_rounded(out + i, spline_values(old_cycle, point + i, load(beyond + i)));
+        store_rounded(out + i, spline_values(before_old, point + i, load(beyond + i)));
     for (int i = 0; i < count; i += LANES)
-        store4(out + i, cross_fade(load_wide(out + i), spline_values(new_cycle, point + i, load(beyond + i)),
+        store4(out + i, cross_fade(load_wide(out + i), spline_values(before_new, point + i, load(beyond + i)),
                                    load_wide(weight + i)));
 
     const int last_point = static_cast<int>(course.position(wide(count - 1)));
@@ -332,7 +337,7 @@ void cw_interpolate(int n_old, int n_new, float *old_cycle, float *new_cycle, in
      * same place of equal grids therefore stay together. */
     Course course;
     if (listed && n_old == n_new && reduced(old_reader) == reduced(new_reader) && course_of(old_reader, L, &course)) {
-        *phase = nearest_float(fade_on_course(old_cycle, new_cycle, course, n_old, weight, L, out));
+        *phase = nearest_float(fade_on_course(old_cycle - 1, new_cycle - 1, course, n_old, weight, L, out));
         return; /* nearly always */
     }
 #endif

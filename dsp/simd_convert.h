@@ -352,4 +352,46 @@ TALV_INLINE void transpose(Wide4 (&block)[4]) noexcept
 
 #endif
 
+namespace talv::inline TALV_TARGET
+{
+
+/** The whole parts of x >= 0, as far as `mask` has their bits, times PLACE_STEP: as load_wide_at() takes them, in the unit
+ *  in which addresses are quickest found. And what x is above its whole parts                                      */
+#ifdef TALV_SIMD_NEON
+inline constexpr int32_t PLACE_STEP = sizeof(float); /* four floats are loaded from an address plus bytes */
+TALV_INLINE Int4 places_of(Wide4 x, int32_t mask) noexcept
+{
+    constexpr int SHIFT = 2;
+    static_assert(1 << SHIFT == PLACE_STEP);
+    return Int4(vmovn_high_s64(vmovn_s64(vcvtq_n_s64_f64(x.lo, SHIFT)), vcvtq_n_s64_f64(x.hi, SHIFT))) &
+           mask * PLACE_STEP;
+}
+TALV_INLINE Wide4 fraction_of(Wide4 x) noexcept
+{
+    return {x.lo - vrndq_f64(x.lo), x.hi - vrndq_f64(x.hi)};
+}
+TALV_INLINE Wide4 load_wide_at(const float *x, int32_t place) noexcept
+{
+    Float4 v;
+    std::memcpy(&v, reinterpret_cast<const char *>(x) + static_cast<uint32_t>(place), sizeof v);
+    return widened(v);
+}
+#else
+inline constexpr int32_t PLACE_STEP = 1;
+TALV_INLINE Int4 places_of(Wide4 x, int32_t mask) noexcept
+{
+    return truncated(x) & mask;
+}
+TALV_INLINE Wide4 fraction_of(Wide4 x) noexcept
+{
+    return x - widened(truncated(x));
+}
+TALV_INLINE Wide4 load_wide_at(const float *x, int32_t place) noexcept
+{
+    return load_wide(x + static_cast<uint32_t>(place));
+}
+#endif
+
+} // namespace talv::inline TALV_TARGET
+
 #endif
