@@ -77,53 +77,63 @@ struct Harmonics {
     FloatPair two_cos, v, before;
 };
 
-TALV_INLINE FloatPair next_point(Harmonics *harmonics) noexcept
+/** The points of the next four harmonics */
+TALV_INLINE void next_points(Harmonics *harmonics, FloatPair (&p)[LANES]) noexcept
 {
-    const FloatPair v = harmonics->v;
-    harmonics->v = multiply_subtract(harmonics->two_cos, v, harmonics->before);
-    harmonics->before = v;
-    return v;
+    static_assert(LANES % SIGN_TURNS == 0);
+    TALV_UNROLL
+    for (int i = 0; i < LANES; i++) {
+        const FloatPair v = harmonics->v;
+        p[i] = sign_turned(i + 1) ? -v : v;
+        harmonics->v = next_value(i + 1, harmonics->two_cos, v, harmonics->before);
+        harmonics->before = v;
+    }
 }
 
 /** `count` polynomials at the conjugates of the next four harmonics: (sum poly[j] cos(j phi), -sum poly[j] sin(j phi))
- *  coef  I  [count][POLY_TERMS]  each term four times
+ *  coef  I  [POLY_TERMS][count]
  *  k     I                       the first of the four harmonics                                                   */
 template <int count>
-TALV_INLINE void polynomials_at(const Wide4 (&coef)[count][POLY_TERMS], Harmonics *harmonics, int k,
+TALV_INLINE void polynomials_at(const Repeated (&coef)[POLY_TERMS][count], Harmonics *harmonics, int k,
                                 Spectrum *const (&out)[count]) noexcept
 {
-    const FloatPair p0 = next_point(harmonics), p1 = next_point(harmonics);
-    const FloatPair p2 = next_point(harmonics), p3 = next_point(harmonics);
-    FloatLanes c = first_of(p0, p1, p2, p3), c_before = float_lanes(Float4{1.0f, 1.0f, 1.0f, 1.0f});
-    FloatLanes s = second_of(p0, p1, p2, p3), s_before = float_lanes(Float4{});
+    FloatPair p[LANES];
+    next_points(harmonics, p);
+    FloatLanes c = first_of(p[0], p[1], p[2], p[3]), c_before = float_lanes(Float4{1.0f, 1.0f, 1.0f, 1.0f});
+    FloatLanes s = second_of(p[0], p[1], p[2], p[3]), s_before = float_lanes(Float4{});
     const FloatLanes two_cos = doubled(c);
     Wide4 re[count], im[count];
     for (int i = 0; i < count; i++) {
-        re[i] = coef[i][0];
+        re[i] = all_lanes(coef[0][i]);
         im[i] = Wide4{};
     }
-    const auto add_term = [&](int j) noexcept {
+    const auto add_term = [&](int j, int turn) noexcept {
         const Wide4 wide_c = widened(c), wide_s = widened(s);
         TALV_UNROLL
         for (int i = 0; i < count; i++) {
-            re[i] = add_exact(re[i], coef[i][j], wide_c);
-            im[i] = subtract_exact(im[i], coef[i][j], wide_s);
+            const Repeated x = coef[j][i];
+            re[i] = sign_turned(turn) ? subtract_exact(re[i], x, wide_c) : add_exact(re[i], x, wide_c);
+            im[i] = sign_turned(turn) ? add_exact(im[i], x, wide_s) : subtract_exact(im[i], x, wide_s);
         }
-        const FloatLanes c_next = multiply_subtract(two_cos, c, c_before);
-        const FloatLanes s_next = multiply_subtract(two_cos, s, s_before);
+        const FloatLanes c_next = next_value(turn, two_cos, c, c_before);
+        const FloatLanes s_next = next_value(turn, two_cos, s, s_before);
         c_before = c;
         c = c_next;
         s_before = s;
         s = s_next;
     };
+    static_assert((POLY_TERMS - 1) % SIGN_TURNS == 0);
     if constexpr (2 * count <= SUMS_IN_REGISTERS) {
         TALV_UNROLL
         for (int j = 1; j < POLY_TERMS; j++)
-            add_term(j);
+            add_term(j, j);
     } else {
         TALV_NO_UNROLL
-        for (int j = 1; j < POLY_TERMS; j++)
-            add_term(j);
+        for (int j = 1; j < POLY_TERMS; j += SIGN_TURNS) {
+            TALV_UNROLL
+            for (int turn = 0; turn < SIGN_TURNS; turn++)
+                add_term(j + turn, 1 + turn);
+        }
     }
     for (int i = 0; i < count; i++) {
         store_rounded(out[i]->re + k, re[i]);
@@ -135,11 +145,11 @@ TALV_INLINE void polynomials_at(const Wide4 (&coef)[count][POLY_TERMS], Harmonic
 template <int count>
 [[gnu::noinline]] void spectra(const float *const (&poly)[count], int p, Spectrum *const (&out)[count]) noexcept
 {
-    Wide4 coef[count][POLY_TERMS];
+    Repeated coef[POLY_TERMS][count];
     for (int i = 0; i < count; i++) {
         wide_t sum = 0;
         for (int j = 0; j < POLY_TERMS; j++) {
-            coef[i][j] = broadcast(wide(poly[i][j]));
+            coef[j][i] = repeated(wide(poly[i][j]));
             sum += wide(poly[i][j]);
         }
         out[i]->re[0] = rounded(sum);

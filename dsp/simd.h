@@ -123,6 +123,19 @@ TALV_INLINE wide_t subtract_exact(wide_t sum, wide_t x, wide_t y) noexcept
 namespace talv::inline TALV_TARGET
 {
 
+/** A factor of all lanes, in the form in which it is quickest */
+#ifndef TALV_SIMD_BY_LANE
+using Repeated = Wide4;
+TALV_INLINE Repeated repeated(wide_t x) noexcept
+{
+    return broadcast(x);
+}
+TALV_INLINE Wide4 all_lanes(Repeated x) noexcept
+{
+    return x;
+}
+#endif
+
 TALV_INLINE Wide4 magnitude(Wide4 x) noexcept
 {
     return larger(x, broadcast(wide(0)) - x);

@@ -208,6 +208,39 @@ TALV_INLINE void store_low_halves(int16_t *out, Float4 x, Float4 y) noexcept
 namespace talv::inline TALV_TARGET
 {
 
+/** Steps of v(j+1) = x v(j) - v(j-1), rounded to float as multiply_subtract() has it. Where only z + x y and z - x y are
+ *  one operation every other two values are kept with their signs turned over, v(0), v(1), -v(2), -v(3), v(4) and so
+ *  on: each is the sum or the difference of that two places before and a product, which is rounded alike (but for the
+ *  sign of a 0).
+ *  SIGN_TURNS  after how many values the signs come round
+ *  j           I  modulo SIGN_TURNS                                                                                 */
+#ifdef TALV_SIMD_NEON
+inline constexpr int SIGN_TURNS = 4;
+constexpr bool sign_turned(int j) noexcept
+{
+    return (j & 2) != 0;
+}
+TALV_INLINE Float4 next_value(int j, Float4 x, Float4 now, Float4 before) noexcept
+{
+    return (j & 1) != 0 ? vfmsq_f32(before, now, x) : vfmaq_f32(before, now, x);
+}
+TALV_INLINE FloatLanes next_value(int j, FloatLanes x, FloatLanes now, FloatLanes before) noexcept
+{
+    return {next_value(j, x.v, now.v, before.v)};
+}
+#else
+inline constexpr int SIGN_TURNS = 1;
+constexpr bool sign_turned(int) noexcept
+{
+    return false;
+}
+template <typename T>
+TALV_INLINE T next_value(int, T x, T now, T before) noexcept
+{
+    return multiply_subtract(x, now, before);
+}
+#endif
+
 /* What rounds, ties to even, into the range of 16 bits (-32768.5 goes to -32768, 32767.5 would go to 32768), and what
  * stands for all the rest */
 inline constexpr float ROUNDS_TO_16_FROM = -32768.5f;

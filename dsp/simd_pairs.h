@@ -159,6 +159,25 @@ TALV_INLINE Wide4 exact_minus(Wide4 x, Wide4 y, Wide4 z) noexcept
 {
     return add_exact({vnegq_f64(z.lo), vnegq_f64(z.hi)}, x, y);
 }
+#define TALV_SIMD_BY_LANE 1
+/* Operations on vectors take a factor from a lane of another. */
+using Repeated = wide_t;
+TALV_INLINE Repeated repeated(wide_t x) noexcept
+{
+    return x;
+}
+TALV_INLINE Wide4 all_lanes(Repeated x) noexcept
+{
+    return broadcast(x);
+}
+TALV_INLINE Wide4 add_exact(Wide4 sum, Repeated x, Wide4 y) noexcept
+{
+    return {vfmaq_n_f64(sum.lo, y.lo, x), vfmaq_n_f64(sum.hi, y.hi, x)};
+}
+TALV_INLINE Wide4 subtract_exact(Wide4 sum, Repeated x, Wide4 y) noexcept
+{
+    return {vfmsq_n_f64(sum.lo, y.lo, x), vfmsq_n_f64(sum.hi, y.hi, x)};
+}
 #else
 TALV_INLINE Wide4 add_exact(Wide4 sum, Wide4 x, Wide4 y) noexcept
 {

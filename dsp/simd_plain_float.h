@@ -342,6 +342,10 @@ TALV_LANES FloatPair float_pair(float a, float b) noexcept
 {
     return {{wide(a), wide(b)}};
 }
+TALV_LANES FloatPair operator-(FloatPair x) noexcept
+{
+    return {{-x.v[0], -x.v[1]}};
+}
 TALV_LANES FloatPair multiply_subtract(FloatPair x, FloatPair y, FloatPair z) noexcept
 {
     return {{wide(rounded(add_exact(-z.v[0], x.v[0], y.v[0]))), wide(rounded(add_exact(-z.v[1], x.v[1], y.v[1])))}};
