@@ -135,9 +135,11 @@ TALV_INLINE void polynomials_at(const Repeated (&coef)[POLY_TERMS][count], Harmo
                 add_term(j + turn, 1 + turn);
         }
     }
+    TALV_UNROLL
     for (int i = 0; i < count; i++) {
-        store_rounded(out[i]->re + k, re[i]);
-        store_rounded(out[i]->im + k, im[i]);
+        Spectrum *const spec = out[i]; /* what is stored may lie anywhere, as far as the compiler knows */
+        store_rounded(spec->re + k, re[i]);
+        store_rounded(spec->im + k, im[i]);
     }
 }
 

@@ -172,9 +172,10 @@ template <int count>
     for (int k = 1; k <= h; k += LANES)
         TALV_UNROLL
     for (int i = 0; i < count; i++) {
-        const Bins bins = divide_four({load4(exc[i].re + k), load4(exc[i].im + k)}, *spec[i], k);
-        store4(spec[i]->re + k, bins.re);
-        store4(spec[i]->im + k, bins.im);
+        Spectrum *const out = spec[i];
+        const Bins bins = divide_four({load4(exc[i].re + k), load4(exc[i].im + k)}, *out, k);
+        store4(out->re + k, bins.re);
+        store4(out->im + k, bins.im);
         total[i] = total[i] + energy_of(bins);
     }
     for (int i = 0; i < count; i++) {

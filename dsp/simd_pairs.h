@@ -153,7 +153,8 @@ TALV_INLINE Wide4 add_exact(Wide4 sum, Wide4 x, Wide4 y) noexcept
 }
 TALV_INLINE Wide4 subtract_exact(Wide4 sum, Wide4 x, Wide4 y) noexcept
 {
-    return {vfmsq_f64(sum.lo, x.lo, y.lo), vfmsq_f64(sum.hi, x.hi, y.hi)};
+    /* x is often the same throughout a loop. Last, it is not the one that the compiler negates beforehand. */
+    return {vfmsq_f64(sum.lo, y.lo, x.lo), vfmsq_f64(sum.hi, y.hi, x.hi)};
 }
 TALV_INLINE Wide4 exact_minus(Wide4 x, Wide4 y, Wide4 z) noexcept
 {
