@@ -86,19 +86,6 @@ TEST(AsCodebook, PulsesAndCosinesAtEveryLag)
     }
 }
 
-/* In random order a wrong bit leads to any other row; in this one, to a row little more than half as far away. */
-TEST(AsCodebook, RowsThatDifferInOneBitAreAlike)
-{
-    double one_bit = 0.0, any = 0.0;
-    for (int r = 0; r < AS_ROWS; r++) {
-        for (int bit = 0; bit < 7; bit++)
-            one_bit += squared_distance(row(r), row(r ^ 1 << bit)) / (AS_ROWS * 7);
-        for (int q = 0; q < AS_ROWS; q++)
-            any += squared_distance(row(r), row(q)) / (AS_ROWS * (AS_ROWS - 1));
-    }
-    EXPECT_LT(one_bit, 0.65 * any) << "mean squared distances, one bit and any";
-}
-
 /* Both ends of a link need the same table. The trainer's report tells the checksum of a new one. */
 TEST(AsCodebook, IsUnchanged)
 {

@@ -21,27 +21,16 @@ void dequant(const int32_t *index, float *lsf)
     lsf_dequant(lsf, index, LPC_ORDER, lsf_levels, lsf_level_counts);
 }
 
-TEST(LsfLevels, ListsAscendAndFillTheirFields)
+TEST(LsfLevels, FillTheirFieldsAndAreUnchanged)
 {
-    int start = 0, bits = 0;
-    float smallest_distance = 10.0f;
-    double largest_sum = 0.0;
+    int total = 0, bits = 0;
     for (int k = 0; k < LPC_ORDER; k++) {
-        const int count = lsf_level_counts[k];
-        ASSERT_EQ(count, 1 << lsf_level_bits[k]) << "list " << k;
-        EXPECT_GT(lsf_levels[start], 0.0f) << "list " << k;
-        for (int j = 1; j < count; j++)
-            EXPECT_GT(lsf_levels[start + j], lsf_levels[start + j - 1]) << "list " << k << ", level " << j;
-        if (k > 0)
-            smallest_distance = std::min(smallest_distance, lsf_levels[start]);
-        largest_sum += static_cast<double>(lsf_levels[start + count - 1]);
-        start += count;
+        ASSERT_EQ(lsf_level_counts[k], 1 << lsf_level_bits[k]) << "list " << k;
+        total += lsf_level_counts[k];
         bits += lsf_level_bits[k];
     }
-    EXPECT_EQ(start, LSF_LEVEL_TOTAL);
+    EXPECT_EQ(total, LSF_LEVEL_TOTAL);
     EXPECT_EQ(bits, 31);
-    EXPECT_FLOAT_EQ(smallest_distance, 0.036313f);
-    EXPECT_NEAR(largest_sum, 7.165306, 1e-6);
     /* encoders and decoders of all releases must agree on every level */
     EXPECT_EQ(test::table_checksum(lsf_levels, LSF_LEVEL_TOTAL), 0x6685A30Eu);
 }

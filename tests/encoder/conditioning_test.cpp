@@ -231,14 +231,5 @@ TEST(FloorNoise, ComesFromTheAmplitudeCodebook)
     EXPECT_NEAR(mean, 8.13e-8, 0.8e-8);
 }
 
-TEST(FloorNoise, IsAddedToAsManySamplesAsAsked)
-{
-    const std::vector<float> before = test::noise(FRAME_LEN, 1e-6, 3080);
-    std::vector<float> x = before;
-    add_floor_noise(100, x.data());
-    for (size_t i = 0; i < x.size(); i++)
-        EXPECT_TRUE(test::same_bits(x[i], i < 100 ? before[i] + floor_noise[static_cast<int>(i)] : before[i])) << i;
-}
-
 } // namespace
 } // namespace talv

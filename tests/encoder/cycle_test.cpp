@@ -154,17 +154,13 @@ TEST(CycleAmplitudes, MagnitudesOnAMeanSquareOfOne)
         }
         EXPECT_NEAR(mean_square, 1.0, 1e-6);
 
-        /* neither the level of the cycle nor what lies above the tenth harmonic counts, nor the scale of the whole */
+        /* neither the level of the cycle nor what lies above the tenth harmonic counts */
         float other[AS_DIM];
         spectrum[0] = {1e6f, 0.0f};
         for (size_t k = 11; k < 65; k++)
             spectrum[k] = {1e6f, 1e6f};
         cycle_amplitudes(AS_DIM, spectrum.data(), other);
         EXPECT_TRUE(test::same_bits(other, got, AS_DIM));
-        for (size_t k = 1; k <= AS_DIM; k++)
-            spectrum[k] = {spectrum[k].re * 37.0f, spectrum[k].im * 37.0f};
-        cycle_amplitudes(AS_DIM, spectrum.data(), other);
-        EXPECT_TRUE(test::all_near(other, got, AS_DIM, 1e-6));
     }
 }
 

@@ -73,29 +73,5 @@ TEST(DriftMaxima, EqualTheSearchLagByLag)
     }
 }
 
-TEST(DriftMaxima, TiesAndSigns)
-{
-    float column[LAG_MAX + 1] = {}, largest[LAG_MAX + 1];
-    const auto entry = [&](int lag) -> float & { return column[lag - LAG_MIN]; };
-    /* a lag wins ties against all longer ones, and an entry of equals only if it is above the lag's own */
-    entry(51) = entry(53) = entry(55) = 2.0f;
-    entry(50) = 1.0f;
-    entry(49) = 2.0f;
-    drift_maxima(column, LAG_MIN, LAG_MAX, largest);
-    EXPECT_EQ(largest[50 - LAG_MIN], 2.0f);
-    EXPECT_EQ(drift_offset(column, LAG_MIN, LAG_MAX, 50), 1); /* the winner since lag 51, where it beat 53 */
-    EXPECT_EQ(drift_offset(column, LAG_MIN, LAG_MAX, 49), 0);
-    /* integer order: any non-negative value above any negative one, and of two negative ones the larger magnitude */
-    std::fill(std::begin(column), std::end(column), -5.0f);
-    entry(31) = 0.0f;
-    entry(90) = -9.0f;
-    drift_maxima(column, LAG_MIN, LAG_MAX, largest);
-    EXPECT_EQ(largest[30 - LAG_MIN], 0.0f);
-    EXPECT_EQ(drift_offset(column, LAG_MIN, LAG_MAX, 30), 1);
-    EXPECT_EQ(largest[80 - LAG_MIN], -9.0f);
-    EXPECT_EQ(drift_offset(column, LAG_MIN, LAG_MAX, 80), 10);
-    EXPECT_EQ(largest[LAG_MAX - LAG_MIN], -5.0f);
-}
-
 } // namespace
 } // namespace talv

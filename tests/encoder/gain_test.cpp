@@ -2,7 +2,6 @@
 #include "encoder/gain.h"
 
 #include "dsp/constants.h"
-#include "tests/support/compare.h"
 #include "tests/support/signals.h"
 
 #include <gtest/gtest.h>
@@ -64,19 +63,6 @@ TEST(SubframeRms, FourthRootOfTheMeanSquare)
                 << "lag " << P << ", " << test::seed_note(seed);
         }
     }
-}
-
-/** The running sum is a float: 1 is half a step of 4096 squared, and is lost as often as it is added */
-TEST(SubframeRms, TermsBelowHalfAStepAreLost)
-{
-    std::vector<float> alone(PAST + FRAME_LEN, 0.0f), among_ones(PAST + FRAME_LEN, 1.0f);
-    for (size_t window = PAST; window < PAST + FRAME_LEN; window += 60)
-        alone[window] = among_ones[window] = 4096.0f;
-    float want[QUARTERS], got[QUARTERS];
-    subframe_rms(alone.data() + PAST, FRAME_LEN, 60, QUARTERS, want);
-    subframe_rms(among_ones.data() + PAST, FRAME_LEN, 60, QUARTERS, got);
-    EXPECT_TRUE(test::same_bits(got, want, QUARTERS));
-    EXPECT_NEAR(static_cast<double>(want[0]), 64.0 / std::sqrt(std::sqrt(60.0)), 1e-5);
 }
 
 } // namespace
