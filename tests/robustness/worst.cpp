@@ -81,38 +81,6 @@ void climb(const Goal &goal, int rounds, uint64_t seed)
     std::fflush(stdout);
 }
 
-/** The roots that make the walk longest, over vectors as the analysis could find them */
-void climb_walk(int rounds, uint64_t seed)
-{
-    Random random(seed);
-    int best = 0;
-    float found[LPC_ORDER] = {};
-    for (int start = 0; start < 8; start++) {
-        float lsf[LPC_ORDER];
-        int value = 0;
-        for (int i = 0; i < rounds; i++) {
-            float next[LPC_ORDER];
-            for (int k = 0; k < LPC_ORDER; k++)
-                next[k] = i == 0 || random.integer(0, 3) == 0 ? static_cast<float>(random.uniform(0.0, 3.14)) : lsf[k];
-            std::sort(next, next + LPC_ORDER);
-            lsf_stabilize(next, LPC_ORDER, LSF_SPACING_ANALYSIS);
-            const int v = walk_points(next);
-            if (v >= value) {
-                value = v;
-                std::copy_n(next, LPC_ORDER, lsf);
-            }
-        }
-        if (value > best) {
-            best = value;
-            std::copy_n(lsf, LPC_ORDER, found);
-        }
-    }
-    std::printf("%-28s %14d ", "points of the root walk", best);
-    for (const float w : found)
-        std::printf(" %.6f", static_cast<double>(w));
-    std::printf("\n");
-}
-
 } // namespace
 
 int main(int argc, char **argv)
@@ -145,6 +113,5 @@ int main(int argc, char **argv)
     };
     for (const Goal &goal : goals)
         climb(goal, rounds, seed);
-    climb_walk(rounds, seed);
     return 0;
 }

@@ -16,7 +16,6 @@
 #include "dsp/lsf_quant.h"
 #include "dsp/msvq.h"
 #include "dsp/vq.h"
-#include "encoder/lpc.h"
 
 #include <algorithm>
 #include <array>
@@ -197,33 +196,6 @@ inline double postfilter_growth(const Frames &frames)
         m = product(m, m);
     }
     return std::exp(log_norm / std::ldexp(1.0, SQUARINGS) / static_cast<double>(frames.size()));
-}
-
-/** Points at which lpc_to_lsf() looks at a series on its walk, those of the bisections left out: a plain twin of it */
-inline int walk_points(const float *lsf_in)
-{
-    constexpr double DELTA = 0.03141592654;
-    const float base = static_cast<float>(std::sin(DELTA));
-    const float bend = static_cast<float>(4.0 - 4.0 * std::cos(DELTA) - static_cast<double>(base));
-    float lpc[LPC_ORDER], roots[LPC_ORDER];
-    lsf_to_lpc(LPC_ORDER, lsf_in, lpc);
-    if (lpc_to_lsf(roots, lpc, LPC_ORDER) < 0)
-        return 0;
-    /* From each root on, downwards to the first point that lies below the next one. */
-    int points = 0;
-    float x = 1.0f;
-    for (int k = 0; k < LPC_ORDER; k++) {
-        const float root = static_cast<float>(std::cos(static_cast<double>(roots[k])));
-        while (x > root && x > -1.0f) {
-            x = std::max(static_cast<float>(static_cast<double>(x) - (static_cast<double>(x) * static_cast<double>(x) *
-                                                                          static_cast<double>(bend) +
-                                                                      static_cast<double>(base))),
-                         -1.0f);
-            points++;
-        }
-        x = root;
-    }
-    return points;
 }
 
 } // namespace talv::test

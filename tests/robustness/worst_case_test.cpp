@@ -2,7 +2,6 @@
 #include "tests/robustness/worst_case.h"
 
 #include "codec/dispatch.h"
-#include "dsp/as_codebook.h"
 #include "encoder/conditioning.h"
 #include "encoder/encoder.h"
 #include "encoder/pitch.h"
@@ -114,34 +113,6 @@ TEST(WorstCase, LastStepOfASubframe)
     EXPECT_NEAR(largest, 1.0 / LAG_MIN, 1e-9);
     EXPECT_LT(largest_on_128, 2.07);
     EXPECT_LE(static_cast<int>(128 + largest_on_128) - 32 + 2, FFT_MAX + 1); /* one grid of 32 less: the deepest read */
-}
-
-TEST(WorstCase, RootWalkEnds)
-{
-    const double base = std::sin(0.03141592654), bend = 4.0 - 4.0 * std::cos(0.03141592654) - base;
-    int empty = 0; /* points of a walk that meets no root */
-    for (double x = 1.0; x > -1.0; x -= x * x * bend + base)
-        empty++;
-    const float lsf[LPC_ORDER] = {0.202066f, 0.835452f, 1.489970f, 1.649109f, 1.866559f,
-                                  1.929135f, 2.047921f, 2.325179f, 2.702569f, 3.101590f};
-    EXPECT_EQ(empty, 136);
-    EXPECT_EQ(walk_points(lsf), 144);
-    EXPECT_LE(walk_points(lsf), empty + LPC_ORDER); /* a root costs one point at most: the step that it lies in */
-}
-
-/** Gains of every pair of rows and the amplitudes of every row */
-TEST(WorstCase, CodebooksAreBounded)
-{
-    float largest = 0.0f;
-    for (int32_t i = 0; i < GAIN_STAGE_ROWS * GAIN_STAGE_ROWS; i++) {
-        const int32_t index[GAIN_STAGES] = {i / GAIN_STAGE_ROWS, i % GAIN_STAGE_ROWS};
-        float gains[QUARTERS];
-        msvq_decode(QUARTERS, gain_stage_sizes, gain_codebook, gains, index);
-        for (const float g : gains)
-            largest = std::max(largest, std::fabs(g));
-    }
-    EXPECT_LT(largest * largest, 10000.0f); /* an RMS */
-    EXPECT_LT(*std::max_element(as_codebook, as_codebook + AS_ROWS * AS_DIM), std::sqrt(10.0f));
 }
 
 /** Samples at either end of the range, each with the sign that the high-pass will give it 19 blocks later */
