@@ -6,7 +6,6 @@
 #include "tests/support/signals.h"
 
 #include <algorithm>
-#include <cmath>
 #include <gtest/gtest.h>
 #include <vector>
 
@@ -17,34 +16,22 @@ namespace
 
 using test::Random;
 
-/** Blocks of speech-like pulses, noise, tones that leave no envelope, full scale and near silence, in turn */
+/** Voice, noise and squares of full scale, tones that leave no envelope, and near silence, in turn */
 std::vector<int16_t> changing_signal(int frames, uint64_t seed)
 {
+    constexpr int N = 12 * FRAME_LEN;
     Random random(seed);
-    std::vector<int16_t> pcm;
-    for (int n = 0; n < frames * FRAME_LEN; n++) {
-        const int passage = n / (12 * FRAME_LEN);
-        const double t = n;
-        double v = 0.0;
-        switch (passage % 5) {
-        case 0:
-            v = n % (40 + 7 * passage % 90) == 0 ? 20000.0 : random.uniform(-300.0, 300.0);
-            break;
-        case 1:
-            v = random.uniform(-32768.0, 32767.0);
-            break;
-        case 2:
-            v = 12000.0 * std::sin(t * (0.4 + 0.19 * (passage % 11)));
-            break;
-        case 3:
-            v = n / (20 + passage) % 2 == 0 ? 32767.0 : -32768.0;
-            break;
-        default:
-            v = random.uniform(-2.0, 2.0);
-        }
-        pcm.push_back(static_cast<int16_t>(std::lrint(std::clamp(v, -32768.0, 32767.0))));
+    std::vector<float> x;
+    for (int passage = 0; passage * N < frames * FRAME_LEN; passage++) {
+        const int kind = passage % 5;
+        const std::vector<float> part = kind == 0   ? test::voiced(N, 40.0, 90.0, 20000.0, random.next())
+                                        : kind == 1 ? test::noise(N, 32767.0, random.next())
+                                        : kind == 2 ? test::tone(N, random.uniform(1700.0, 2600.0), 12000.0)
+                                        : kind == 3 ? test::tone(N, random.uniform(60.0, 200.0), 1e9)
+                                                    : test::noise(N, 2.0, random.next());
+        x.insert(x.end(), part.begin(), part.end());
     }
-    return pcm;
+    return test::to_pcm(x);
 }
 
 /** The other copy of the blocks beside the baseline, on frames of the signal and on frames of anything */

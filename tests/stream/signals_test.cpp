@@ -14,36 +14,13 @@ using namespace talv::test;
 
 constexpr size_t F = TALV_FRAME_SAMPLES;
 
-/** Fields of a frame as they lie on the wire: first bit and width */
-constexpr int LSF_WIDTH[10] = {4, 4, 3, 3, 3, 3, 3, 3, 3, 2};
-
-int bits(const Frame &frame, int first, int width)
+/** The frame as a number; the last four bits are 0 */
+uint64_t number(const Frame &frame)
 {
-    int value = 0;
-    for (int i = first; i < first + width; i++)
-        value = value * 2 + (frame[static_cast<size_t>(i / 8)] >> (7 - i % 8) & 1);
-    return value;
-}
-
-std::vector<int> lsf_fields(const Frame &frame)
-{
-    std::vector<int> fields;
-    for (int k = 0, at = 7; k < 10; at += LSF_WIDTH[k], k++)
-        fields.push_back(bits(frame, at, LSF_WIDTH[k]));
-    return fields;
-}
-
-int pitch_field(const Frame &frame)
-{
-    return bits(frame, 0, 7);
-}
-int gain_field(const Frame &frame, int stage)
-{
-    return bits(frame, 38 + 5 * stage, 5);
-}
-int rs_field(const Frame &frame)
-{
-    return bits(frame, 48, 5);
+    uint64_t v = 0;
+    for (const uint8_t byte : frame)
+        v = v << 8 | byte;
+    return v;
 }
 
 /** Digital silence goes through every stage like any signal */
@@ -51,16 +28,12 @@ TEST(Silence, FieldsFromAReset)
 {
     const std::string text = captured([] {
         const std::vector<Frame> frames = encode(Pcm(30 * F, 0));
-        const int pitch[7] = {44, 31, 20, 12, 5, 0, 0};
+        const uint64_t pitch[7] = {44, 31, 20, 12, 5, 0, 0};
         for (size_t t = 0; t < frames.size(); t++) {
             SCOPED_TRACE("frame " + std::to_string(t));
-            EXPECT_EQ(pitch_field(frames[t]), t < 7 ? pitch[t] : 0);
-            /* first the vector that a reset sets, then the envelope of the floor noise */
-            EXPECT_EQ(lsf_fields(frames[t]), t == 0 ? (std::vector<int>{8, 10, 3, 1, 3, 2, 2, 3, 1, 1})
-                                                    : (std::vector<int>{10, 11, 3, 2, 3, 3, 2, 4, 2, 1}));
-            EXPECT_EQ(gain_field(frames[t], 0), 5);
-            EXPECT_EQ(gain_field(frames[t], 1), 1);
-            EXPECT_EQ(rs_field(frames[t]), 31);
+            EXPECT_EQ(number(frames[t]) >> 57, t < 7 ? pitch[t] : 0);
+            /* LSFs, gains and periodicity: first the vector that a reset sets, then the envelope of the floor noise */
+            EXPECT_EQ(number(frames[t]) >> 11 & 0x3FFFFFFFFFFF, t == 0 ? 0x22996932943F : 0x2ADA6D44943F);
         }
         const Pcm out = decode(frames);
         for (const int16_t v : out)
@@ -178,7 +151,7 @@ TEST(RandomInput, WhiteNoiseComesOutAsNoise)
     EXPECT_EQ(captured([&] { frames = encode(pcm); }), "");
     double rs = 0.0;
     for (const Frame &frame : frames)
-        rs += rs_field(frame) / static_cast<double>(frames.size());
+        rs += (frame[6] >> 3) / static_cast<double>(frames.size());
     EXPECT_GT(rs, 20.0) << "the rows of the periodicity codebook go from periodic to noisy";
     /* A cycle has 0.6 of its gain (-4.4 dB), the cross-fade of unlike cycles takes up to a third of the power (-1.8 dB)
      * and on a flat envelope the post-filter is 0.75 + 0.25 z^-1 (-2.0 dB). */
@@ -221,17 +194,6 @@ TEST(RandomFrames, DecodeAndRepeat)
     TALV_DecodeInit(codec.get());
     const std::vector<Frame> speech = encode(clips()[0].pcm);
     EXPECT_EQ(decode(codec.get(), speech), decode(speech));
-}
-
-TEST(ConstantFrames, ZerosAndOnes)
-{
-    for (const int byte : {0x00, 0xFF, 0xAA, 0x55}) {
-        Frame frame;
-        frame.fill(static_cast<uint8_t>(byte));
-        Pcm out;
-        EXPECT_EQ(captured([&] { out = decode(std::vector<Frame>(200, frame)); }), "") << "byte " << byte;
-        EXPECT_GT(rms(out.data(), out.size()), 0.0) << "byte " << byte;
-    }
 }
 
 /** LSFs all at their largest level crowd at 4000 Hz and drive the samples beyond 16 bits. There is no saturation: what

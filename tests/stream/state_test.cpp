@@ -105,55 +105,28 @@ TEST(Streams, AnyInterleaving)
     const Codec a = open_codec(), b = open_codec();
     std::vector<Frame> a_frames, b_frames;
     Pcm a_out, b_out;
-    const auto encode_next = [](TALV_Codec *codec, const Pcm &pcm, std::vector<Frame> &frames, size_t n) {
-        for (; n > 0 && (frames.size() + 1) * TALV_FRAME_SAMPLES <= pcm.size(); n--)
-            frames.push_back(encode_one(codec, pcm.data() + frames.size() * TALV_FRAME_SAMPLES));
-    };
-    const auto decode_next = [](TALV_Codec *codec, const std::vector<Frame> &frames, Pcm &out, size_t n) {
-        for (; n > 0 && out.size() < frames.size() * TALV_FRAME_SAMPLES; n--) {
-            out.resize(out.size() + TALV_FRAME_SAMPLES);
-            decode_one(codec, frames[out.size() / TALV_FRAME_SAMPLES - 1], &out[out.size() - TALV_FRAME_SAMPLES]);
-        }
-    };
-    for (int i = 0; i < 4000; i++) {
-        const size_t n = static_cast<size_t>(random.integer(1, 7));
-        switch (random.integer(0, 3)) {
-        case 0:
-            encode_next(a.get(), first, a_frames, n);
-            break;
-        case 1:
-            encode_next(b.get(), second, b_frames, n);
-            break;
-        case 2:
-            decode_next(a.get(), second_frames, a_out, n);
-            break;
-        default:
-            decode_next(b.get(), first_frames, b_out, n);
+    while (a_frames.size() < first_frames.size() || b_frames.size() < second_frames.size() ||
+           a_out.size() < second_out.size() || b_out.size() < first_out.size()) {
+        const int direction = random.integer(0, 1);
+        for (int n = random.integer(1, 7), one = random.integer(0, 1); n > 0; n--) {
+            TALV_Codec *codec = one == 0 ? a.get() : b.get();
+            const Pcm &pcm = one == 0 ? first : second;
+            std::vector<Frame> &frames = one == 0 ? a_frames : b_frames;
+            const std::vector<Frame> &received = one == 0 ? second_frames : first_frames;
+            Pcm &out = one == 0 ? a_out : b_out;
+            const size_t heard = out.size() / TALV_FRAME_SAMPLES;
+            if (direction == 0 && (frames.size() + 1) * TALV_FRAME_SAMPLES <= pcm.size()) {
+                frames.push_back(encode_one(codec, pcm.data() + frames.size() * TALV_FRAME_SAMPLES));
+            } else if (direction == 1 && heard < received.size()) {
+                out.resize(out.size() + TALV_FRAME_SAMPLES);
+                decode_one(codec, received[heard], &out[heard * TALV_FRAME_SAMPLES]);
+            }
         }
     }
     EXPECT_EQ(a_frames, first_frames);
     EXPECT_EQ(b_frames, second_frames);
     EXPECT_EQ(a_out, second_out);
     EXPECT_EQ(b_out, first_out);
-}
-
-/** Neither direction writes to its input */
-TEST(Streams, InputsStayAsTheyWere)
-{
-    const Codec codec = open_codec();
-    Pcm pcm = part(speech(0), 30, 1);
-    const Pcm pcm_before = pcm;
-    Frame frame = encode_one(codec.get(), pcm.data());
-    EXPECT_EQ(pcm, pcm_before);
-    frame[7] |= 0x0B;
-    const Frame frame_before = frame;
-    decode_one(codec.get(), frame, pcm.data());
-    EXPECT_EQ(frame, frame_before);
-}
-
-TEST(Instance, CloseAcceptsNull)
-{
-    EXPECT_EQ(TALV_CodecClose(nullptr), TALV_OK);
 }
 
 } // namespace
