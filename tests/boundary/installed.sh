@@ -43,24 +43,20 @@ fi
 if command -v pkg-config >/dev/null; then
     export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
     [ "$(pkg-config --modversion talvcodec)" = "$version" ] || fail "pkg-config says another version"
-    # shellcheck disable=SC2046
-    quietly "$cc" "$foreign/host.c" -o "$dir/shared" $(pkg-config --cflags --libs talvcodec)
-    LD_LIBRARY_PATH=$prefix/$libdir "$dir/shared" || fail "the program that pkg-config linked"
-    # shellcheck disable=SC2046
-    quietly "$cc" "$foreign/host.c" -o "$dir/static" -static $(pkg-config --static --cflags --libs talvcodec)
-    "$dir/static" || fail "the program that pkg-config linked statically"
+    # try SOURCE LIBRARY [-static]
+    try() {
+        # shellcheck disable=SC2046,SC2086
+        quietly "$cc" "$foreign/$1.c" -o "$dir/$1" ${3:-} $(pkg-config ${3:+--static} --cflags --libs "$2")
+        LD_LIBRARY_PATH=$prefix/$libdir "$dir/$1" || fail "$1, linked by pkg-config ${3:-}"
+    }
+    try host talvcodec
+    try host talvcodec -static
     if [[ $headers = *talvsearch.h* ]]; then
-        # shellcheck disable=SC2046
-        quietly "$cc" "$foreign/searcher.c" -o "$dir/searcher" $(pkg-config --cflags --libs talvsearch)
-        LD_LIBRARY_PATH=$prefix/$libdir "$dir/searcher" || fail "the program that pkg-config linked with talvsearch"
-        # shellcheck disable=SC2046
-        quietly "$cc" "$foreign/searcher.c" -o "$dir/searcher" -static $(pkg-config --static --cflags --libs talvsearch)
-        "$dir/searcher" || fail "the program that pkg-config linked statically with talvsearch"
+        try searcher talvsearch
+        try searcher talvsearch -static
     fi
     if [[ $headers = *talvhost.h* ]]; then
-        # shellcheck disable=SC2046
-        quietly "$cc" "$foreign/carrier.c" -o "$dir/carrier" $(pkg-config --cflags --libs talvhost)
-        LD_LIBRARY_PATH=$prefix/$libdir "$dir/carrier" || fail "the program that pkg-config linked with talvhost"
+        try carrier talvhost
     fi
 else
     echo "pkg-config is not installed: that half was not tried"

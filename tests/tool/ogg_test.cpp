@@ -53,6 +53,15 @@ uint32_t checksum(std::string page)
     return crc;
 }
 
+/* The page with its own checksum */
+std::string mended(std::string page)
+{
+    const uint32_t crc = checksum(page);
+    for (size_t i = 0; i < 4; i++)
+        page[22 + i] = static_cast<char>(crc >> 8 * i);
+    return page;
+}
+
 std::string encoded(const Pcm &x, const Args &more = {})
 {
     Args args{"encode", "-q", "--raw"};
@@ -268,10 +277,7 @@ TEST(Ogg, HostileStreamsEndWithAStatus)
                 std::string page = bad.substr(at[p], at[p + 1] - at[p]);
                 if (page.size() > 13) /* no page is far from the others: that has its own test */
                     page.replace(9, 5, 5, '\0');
-                const uint32_t crc = checksum(page);
-                for (size_t i = 0; i < 4; i++)
-                    page[22 + i] = static_cast<char>(crc >> 8 * i);
-                bad.replace(at[p], page.size(), page);
+                bad.replace(at[p], page.size(), mended(page));
             }
         }
         write_file(folder / "x.talv", bad);
@@ -284,10 +290,7 @@ TEST(Ogg, HostileStreamsEndWithAStatus)
     const auto at = pages_of(far);
     std::string page = far.substr(at[4], at[5] - at[4]);
     page[11] = 0x70;
-    const uint32_t crc = checksum(page);
-    for (size_t i = 0; i < 4; i++)
-        page[22 + i] = static_cast<char>(crc >> 8 * i);
-    far.replace(at[4], page.size(), page);
+    far.replace(at[4], page.size(), mended(page));
     write_file(folder / "far.talv", far);
     const Outcome got = run({"decode", "-q", folder / "far.talv", folder / "y.wav"});
     EXPECT_EQ(got.status, 7);

@@ -131,17 +131,5 @@ TEST(TableLimits, LevelAndElementsAreMetByTheShortestWay)
     EXPECT_GT(closest, 1000) << "too few admissible rows were tried";
 }
 
-TEST(NoLimits, TheCentroidItselfIsTheRow)
-{
-    test::Random random(9);
-    for (int i = 0; i < 100; i++) {
-        Vector centroid;
-        float value[AS_DIM];
-        draw(random, centroid);
-        ASSERT_TRUE(nearest_admissible(no_limits(), 126, centroid, value));
-        EXPECT_TRUE(test::all_near(value, centroid, AS_DIM, 1e-5));
-    }
-}
-
 } // namespace
 } // namespace talv
