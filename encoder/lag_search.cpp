@@ -170,7 +170,7 @@ class Search
 public:
     Search(const LagBlock &block, const LagEstimates &estimates) noexcept
         : block_(block), estimates_(estimates), sums_(block.wide_sum),
-          entry_error_(UNIT * (static_cast<float>(block.column_len + 8) * estimates.magnitude + 2.0f * CORR_BIAS))
+          entry_error_(UNIT * ((estimates.error + 7.0f) * estimates.magnitude + 2.0f * CORR_BIAS))
     {
     }
 

@@ -72,7 +72,8 @@ namespace
     for (int s = 0; s < block.columns; s++) {
         float *near = column[s] + LONGER_LAGS;
         no_longer_lags(near);
-        estimate_lags(block.x + s * block.column_len, block.column_len, block.lag_lo, block.lag_hi, nullptr, near);
+        estimates.error =
+            estimate_lags(block.x + s * block.column_len, block.column_len, block.lag_lo, block.lag_hi, nullptr, near);
         estimates.column[s] = near;
     }
     return search_lag(block, estimates, choice);

@@ -38,7 +38,8 @@ constexpr int ROOM = (RS_MAX_LAGS + 7) / 8 * 8;
     float *column[RS_COLUMNS] = {room[0] + LONGER_LAGS, room[1] + LONGER_LAGS, room[2] + LONGER_LAGS};
     float *pieces_3_and_4 = room[3] + LONGER_LAGS;
     const LagEstimates estimates = {{column[0], column[1], column[2]},
-                                    magnitude_bound(first - hi, hi + RS_WINDOW_LEAD + FRAME_LEN)};
+                                    magnitude_bound(first - hi, hi + RS_WINDOW_LEAD + FRAME_LEN),
+                                    RS_COLUMN_LEN + 1};
     estimate(0, 2, nullptr, column[0]);
     estimate(3, 1, nullptr, column[1]);
     estimate(4, 1, nullptr, column[2]);
@@ -49,7 +50,7 @@ constexpr int ROOM = (RS_MAX_LAGS + 7) / 8 * 8;
     if (!search_lag(windows[0], estimates, &choices[0]))
         return false;
 
-    const LagEstimates later = {{pieces_3_and_4, column[1], column[2]}, estimates.magnitude};
+    const LagEstimates later = {{pieces_3_and_4, column[1], column[2]}, estimates.magnitude, estimates.error};
     estimate(6, 1, piece_5, column[1]);
     estimate(7, 2, nullptr, column[2]);
     return search_lag(windows[1], later, &choices[1]);

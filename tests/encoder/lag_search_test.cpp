@@ -68,7 +68,7 @@ TEST(LagSearch, EqualsTheFullSearch)
         for (int s = 0; s < MAX_SEGMENTS; s++) {
             float *near = column[s] + LONGER_LAGS;
             no_longer_lags(near);
-            estimate_lags(x + s * COLUMN, COLUMN, block.lag_lo, lag_hi, nullptr, near);
+            estimates.error = estimate_lags(x + s * COLUMN, COLUMN, block.lag_lo, lag_hi, nullptr, near);
             estimates.column[s] = near;
         }
         LagChoice got, want;
