@@ -270,19 +270,15 @@ constexpr int APART = 20; /* samples at a time, to spare the stack */
 wide_t fade_on_course(const float *before_old, const float *before_new, const Course &course, int n,
                       const float *weight, int count, float *out) noexcept
 {
+    const Wide4 first = broadcast(course.first), step = broadcast(course.step), bend = broadcast(course.bend);
     int32_t point[LENGTH_MAX + LANES];
     wide_t beyond[LENGTH_MAX + LANES];
-    /* From one group to the next a position advances by 4 (step + (2 j + 4) bend), and that grows by 32 bend: exact, as
-     * Course's own sums are. */
-    const Wide4 four = broadcast(LANES), bend = broadcast(course.bend), growth = broadcast(32 * course.bend);
-    const Wide4 j = make_wide4(0.0, 1.0, 2.0, 3.0), now = add_exact(broadcast(course.step), j, bend);
-    Wide4 pos = add_exact(broadcast(course.first), j, now), advance = four * add_exact(now, j + four, bend);
-    for (int i = 0; i < count; i += LANES) {
+    Wide4 j = make_wide4(0.0, 1.0, 2.0, 3.0);
+    for (int i = 0; i < count; i += LANES, j = j + broadcast(LANES)) {
+        const Wide4 pos = add_exact(first, j, add_exact(step, j, bend));
         const Int4 on_grid = places_of(pos, n - 1); /* n is a power of two */
         std::memcpy(point + i, &on_grid, sizeof on_grid);
         store(beyond + i, fraction_of(pos));
-        pos = pos + advance;
-        advance = advance + growth;
     }
     for (int i = 0; i < count; i += LANES)
         store_rounded(out + i, spline_values(before_old, point + i, load(beyond + i)));
