@@ -52,31 +52,26 @@ dependencies)
     ;;
 
 objects)
-    count=0
-    while read -r object; do
-        [ -n "$object" ] || continue
-        count=$((count + 1))
-        # Writable data of any kind, thread-local too, and code that runs at loading. Tables of addresses that are
-        # written once by the loader (.data.rel.ro) are constants.
-        got=$("$objdump" -h "$object" | awk '$1 ~ /^[0-9]+$/ && $3 !~ /^0+$/ { print $2 }' |
-            grep -E '^\.(data|bss|tdata|tbss|init_array|fini_array|ctors|dtors)(\.|$)' |
-            grep -vE '^\.data\.rel\.ro(\.|$)' || true)
-        same "$(basename "$object"): writable data or code at loading" "$got" ""
-        # Nothing of the C++ runtime: exceptions, guards of statics, operators new and delete, type information.
-        got=$("$nm" --undefined-only "$object" | awk '{ print $2 }' |
-            grep -E '^(__cxa|__gxx|_Unwind|_Zn|_Zd|_ZTI|_ZTV|_ZSt)' || true)
-        same "$(basename "$object"): what it asks of the C++ runtime" "$got" ""
-        # A routine that the linker may take from either copy of the blocks could run on a processor that lacks its
-        # instructions; those in a copy's own namespace cannot be mistaken. Without optimisation nothing is inlined, and
-        # there are many of them: such a library is for the machine it was built on.
-        if [ "$config" != Debug ]; then
-            got=$("$nm" -C "$object" | awk '$2 == "W"' | cut -d ' ' -f 3- |
-                grep -vE '(^| )talv::(baseline|avx2)::' || true)
-            same "$(basename "$object"): routines shared with other objects" "$got" ""
-        fi
-    done <"$object_list"
-    if [ "$count" -lt 10 ]; then
-        echo "only $count objects in $object_list"
+    mapfile -t objects < <(grep . "$object_list")
+    # Writable data of any kind, thread-local too, and code that runs at loading. Tables of addresses that are written
+    # once by the loader (.data.rel.ro) are constants.
+    got=$("$objdump" -h "${objects[@]}" | awk '/file format/ { object = $1 }
+        $1 ~ /^[0-9]+$/ && $3 !~ /^0+$/ && $2 ~ /^\.(data|bss|tdata|tbss|init_array|fini_array|ctors|dtors)(\.|$)/ &&
+        $2 !~ /^\.data\.rel\.ro(\.|$)/ { print object, $2 }')
+    same "writable data or code at loading" "$got" ""
+    # Nothing of the C++ runtime: exceptions, guards of statics, operators new and delete, type information.
+    got=$("$nm" -A --undefined-only "${objects[@]}" |
+        grep -E ' (__cxa|__gxx|_Unwind|_Zn|_Zd|_ZTI|_ZTV|_ZSt)[^ ]*$' || true)
+    same "what is asked of the C++ runtime" "$got" ""
+    # A routine that the linker may take from either copy of the blocks could run on a processor that lacks its
+    # instructions; those in a copy's own namespace cannot be mistaken. Without optimisation nothing is inlined, and there
+    # are many of them: such a library is for the machine it was built on.
+    if [ "$config" != Debug ]; then
+        got=$("$nm" -AC "${objects[@]}" | grep -E ' W ' | grep -vE ' W (.* )?talv::(baseline|avx2)::' || true)
+        same "routines shared with other objects" "$got" ""
+    fi
+    if [ "${#objects[@]}" -lt 10 ]; then
+        echo "only ${#objects[@]} objects in $object_list"
         failed=1
     fi
     ;;
