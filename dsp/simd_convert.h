@@ -128,10 +128,14 @@ TALV_INLINE Pair64 staggered(Pair64 x, Pair64 y) noexcept
 }
 TALV_INLINE Pair64 load_pair_wide(const float *x) noexcept
 {
+#ifdef __SSE2__ /* which GCC 12 would convert one by one */
+    return _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(x))));
+#else
     using Pair = float __attribute__((vector_size(8)));
     Pair v;
     std::memcpy(&v, x, sizeof v);
     return __builtin_convertvector(v, Pair64);
+#endif
 }
 
 /** sum - x y; x and y are floats in value */
