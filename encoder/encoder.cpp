@@ -33,11 +33,8 @@ constexpr int PIVOT = 400;    /* end of the stretch that the frame describes    
 constexpr int STRETCH = 160;  /* its start                                                      */
 constexpr int LPC_FROM = 520; /* the LPC window, 240 samples, is centred on NEWEST              */
 
-/* Where that begins which is read: of the speech, the longest gain window, which ends a quarter into the stretch; of the
- * residual, the cycles around PIVOT, no more than a frame of them; of the filtered residuals, the longest lag before the
- * first window. What is older is neither moved nor asked for. */
-constexpr int SIG_LIVE = STRETCH + FRAME_LEN / QUARTERS - LAG_MAX;
-constexpr int RES_LIVE = PIVOT - FRAME_LEN / 2;
+/* Where that begins which is read of the filtered residuals: the longest lag before the first window. What is older is
+ * neither moved nor asked for. */
 constexpr int LP_LIVE = PIVOT - LAG_MAX;
 constexpr int RS_LIVE = PIVOT - FRAME_LEN / 2 - LAG_MAX;
 
@@ -70,8 +67,8 @@ void move_down(float *hist, int live, int length) noexcept
     Autocorr window(FRAME_LEN);
     window.take_windowed(enc->sig_hist + LPC_FROM, NEWEST - LPC_FROM);
     iir_prefilter(prefilter_den, prefilter_num, pcm, enc->sig_hist + NEWEST, enc->iir_state, FRAME_LEN, &window);
-    fetch_ahead(enc->sig_hist + SIG_LIVE, (LPC_FROM - SIG_LIVE) * sizeof(float));
-    fetch_ahead(enc->res_hist + RES_LIVE, (RES_HIST_LEN - RES_LIVE) * sizeof(float));
+    fetch_ahead(enc->sig_hist, LPC_FROM * sizeof(float));
+    fetch_ahead(enc->res_hist, sizeof enc->res_hist);
     dc_tracker(FRAME_LEN, &enc->dc_mean, enc->sig_hist + NEWEST, &window);
     fetch_ahead(enc->lp_hist + LP_LIVE, (RES_HIST_LEN - LP_LIVE) * sizeof(float));
     return getlsf2(&window, enc->lsf_new);
@@ -173,8 +170,8 @@ void encoder_analyse(EncoderState *enc, const int16_t *pcm, FrameParams *params)
     params->pitch_index = std::min(pitch, int32_t{LAG_MAX_FRAME}) - LAG_MIN;
 
     /* A frame further */
-    move_down(enc->sig_hist, SIG_LIVE, SIG_HIST_LEN);
-    move_down(enc->res_hist, RES_LIVE, RES_HIST_LEN);
+    move_down(enc->sig_hist, 0, SIG_HIST_LEN);
+    move_down(enc->res_hist, 0, RES_HIST_LEN);
     move_down(enc->lp_hist, LP_LIVE, RES_HIST_LEN);
     move_down(enc->rs_hist, RS_LIVE, RES_HIST_LEN);
     std::copy_n(enc->lsf_new, LPC_ORDER, enc->lsf_prev);
