@@ -171,6 +171,54 @@ TALV_INLINE Pair64 eval_two_doubled(const Series &series, Float4 x, Wide4 *found
     return rounded_wide(twice(series.w[0]) - b[2] + b[0]);
 }
 
+constexpr int STEPS_MAX = 60; /* between two roots a radian apart */
+
+/** Points of the walk, floats in value */
+struct WalkPoints {
+    wide_t x[STEPS_MAX + 1 + LANES]; /* and what fills up the last group of four */
+};
+
+/** Walk down by steps f(x) = x - (bend x^2 + base) until one is taken from last_step or below, or STEPS_MAX are
+ *  A chain of z, which is not rounded, runs ahead. Around its points the steps are straight, f(x) = f(z) + (1 - 2 bend z)
+ *  (x - z) but for bend (x - z)^2, which is far below the last place of a double: so each point waits for the one before
+ *  it no longer than one fused operation and nearly_rounded() take.
+ *  points  O
+ *  last    O  z at the point before the last one
+ *  return     the steps taken                                                                                       */
+TALV_INLINE int walk_down(float from, float last_step, WalkPoints *points, wide_t *last) noexcept
+{
+    const Pair64 base = twice(wide(STEP_BASE)), bend = twice(wide(STEP_BEND)), minus_one = twice(wide(-1));
+    const Pair64 minus_bend = -bend, minus_two_bend = minus_bend + minus_bend;
+    const wide_t stop = wide(last_step);
+    Pair64 z = twice(wide(from)), x = z;
+    wide_t *point = points->x, z_now;
+    *point = x[0];
+    do {
+        z_now = z[0];
+        const Pair64 square = z * z, bent = subtract_nearly(-base, square, minus_bend);
+        x = nearly_rounded(subtract_nearly(bent, subtract_nearly(minus_one, z, minus_two_bend), x));
+        *++point = x[0];
+        z = subtract_nearly(z - base, square, bend);
+    } while (z_now > stop && point != points->x + STEPS_MAX);
+    store(point + 1, Wide4{});
+    *last = z_now;
+    return static_cast<int>(point - points->x);
+}
+
+/** Whether each of the points is the one that the definition comes to from the one before */
+TALV_INLINE bool is_walk(const WalkPoints &points, int steps) noexcept
+{
+    const Wide4 base = broadcast(wide(STEP_BASE)), bend = broadcast(wide(STEP_BEND));
+    uint64_t equal = 0;
+    TALV_NO_UNROLL
+    for (int i = (steps - 1) / LANES * LANES; i >= 0; i -= LANES) {
+        const Wide4 x = load(points.x + i), defined = rounded_wide(x - (x * x * bend + base));
+        equal = equal << LANES | static_cast<uint64_t>(equal_lanes(defined, load(points.x + i + 1)));
+    }
+    const uint64_t all = (uint64_t{1} << steps) - 1;
+    return (equal & all) == all;
+}
+
 /** The same root as walk_to_root() comes to, by what is known of it
  *  s, j    I   series, and the number of its roots above this one
  *  return      whether it is proved to be the same: it nearly always is
@@ -185,40 +233,35 @@ TALV_INLINE bool step_to_root(const Series &series, const NearRoots &near, int s
     if (!(from > near.high[s][j] && from < near.low_before[s][j]))
         return false;
 
-    const Pair64 base = twice(wide(STEP_BASE)), bend = twice(wide(STEP_BEND));
     const float last_step = near.last_step[s][j];
     if (from == first_points[0])
         for (int i = 1; from > last_step && i < FIRST_POINTS; i++)
             from = first_points[i];
-    Pair64 x, next = twice(wide(from)), found = twice(wide(0));
-    do {
-        x = next;
-        const Pair64 square = x * x;
-        next = nearly_rounded(subtract_nearly(x - base, square, bend));
-        found = gather_difference(found, next, rounded_wide(x - (square * bend + base)));
-    } while (x[0] > wide(last_step));
+    WalkPoints points;
+    wide_t before_step;
+    const int steps = walk_down(from, last_step, &points, &before_step);
 
     /* The leaf that the root is in: one over the step's length by a step of Newton's from what it nearly is */
     const wide_t leaves = wide(near.leaves[s][j]);
-    const wide_t step = add_exact(wide(STEP_BASE), x[0] * x[0], wide(STEP_BEND));
-    const wide_t down = (x[0] - wide(near.at[s][j])) * leaves * (wide(2) - step * leaves * wide(1.0 / LEAVES));
+    const wide_t step = add_exact(wide(STEP_BASE), before_step * before_step, wide(STEP_BEND));
+    const wide_t down = (before_step - wide(near.at[s][j])) * leaves * (wide(2) - step * leaves * wide(1.0 / LEAVES));
     const int k = static_cast<int>(wide(LEAVES) - down);
     if (k < 0 || k >= LEAVES)
         return false;
-    const float above = rounded(x[0]), below = rounded(next[0]), width = above - below;
+    const float above = rounded(points.x[steps - 1]), below = rounded(points.x[steps]), width = above - below;
     Float4 leaf = Float4{below, below, below, below};
     TALV_UNROLL
     for (int r = 0; r < BISECTIONS; r++)
         leaf += load4(digits + (r * DIGITS_ROW + k)) * width;
 
     const float d = width / LEAVES, nearly_a_leaf = d * (15.0f / 16.0f);
-    Wide4 differences = halves(found, found);
+    Wide4 differences = broadcast(wide(0));
     const Pair64 F = eval_two_doubled(series, leaf, &differences); /* the factor leaves the quotient as it is */
     *root = {rounded(wide(leaf[0]) + wide(d) * F[0] / (F[0] - F[1])), leaf[0] - d};
 
     const wide_t lower = j % 2 == 0 ? F[0] : F[1], upper = j % 2 == 0 ? F[1] : F[0];
     constexpr wide_t NORMAL = wide(0x1p-100); /* so that half of it is a normal float */
-    return !any_bit(differences) && lower < -NORMAL && upper > NORMAL &&
+    return is_walk(points, steps) && !any_bit(differences) && lower < -NORMAL && upper > NORMAL &&
            leaf[0] - nearly_a_leaf <= near.low_before[s][j + 1] && leaf[1] + nearly_a_leaf >= near.high[s][j] &&
            below > near.high[s][j + 1] && (k < LEAVES - 1 || leaf[1] == above);
 }
