@@ -98,6 +98,7 @@ TEST(Memory, OneBlockAndNothingAfterOpen)
     EXPECT_EQ(releases, released);
 
     EXPECT_EQ(TALV_CodecClose(codec), TALV_OK);
+    EXPECT_EQ(TALV_CodecClose(nullptr), TALV_OK);
     EXPECT_EQ(allocations, allocated);
     EXPECT_EQ(releases, released + 1);
 }
