@@ -58,6 +58,23 @@ void correlate_up_to(int wanted, const float *x, int n, int lag_lo, int lag_hi, 
     correlate_groups<groups>(x, n, lag_lo, lag_hi, bias, out);
 }
 
+/** SHARED terms of each of a number of sums. Samples a register apart meet the same stretches of the past: each stretch is
+ *  loaded once for SHARED of them.
+ *  now   I   those samples
+ *  past  I   what the first of them meets in the first sum                                                          */
+template <int groups>
+TALV_INLINE void add_shared(const Floats (&now)[SHARED], const float *past, Floats *sum) noexcept
+{
+    TALV_UNROLL
+    for (int m = 0; m < groups + SHARED - 1; m++) {
+        const Floats then = load_floats(past + FLOATS * m);
+        TALV_UNROLL
+        for (int b = 0; b < SHARED; b++)
+            if (m - b >= 0 && m - b < groups)
+                sum[m - b] = add_product(sum[m - b], now[b], then);
+    }
+}
+
 /** The estimates of groups * FLOATS lags downwards from lag_hi */
 template <int groups>
 void estimate_groups(const float *x, int n, int lag_hi, const float *start, float *near) noexcept
@@ -66,21 +83,13 @@ void estimate_groups(const float *x, int n, int lag_hi, const float *start, floa
     TALV_UNROLL
     for (int g = 0; g < groups; g++)
         sum[g] = start == nullptr ? floats(0.0f) : load_floats(start + FLOATS * g);
-    /* Samples a register apart meet the same stretches of the past: each stretch is loaded once for SHARED of them. */
     for (int from = 0; from < n; from += SHARED * FLOATS)
         for (int i = from; i < from + FLOATS; i++) {
             Floats now[SHARED];
             TALV_UNROLL
             for (int b = 0; b < SHARED; b++)
                 now[b] = floats(x[i + FLOATS * b]);
-            TALV_UNROLL
-            for (int m = 0; m < groups + SHARED - 1; m++) {
-                const Floats past = load_floats(x - lag_hi + i + FLOATS * m);
-                TALV_UNROLL
-                for (int b = 0; b < SHARED; b++)
-                    if (m - b >= 0 && m - b < groups)
-                        sum[m - b] = add_product(sum[m - b], now[b], past);
-            }
+            add_shared<groups>(now, x - lag_hi + i, sum);
         }
     TALV_UNROLL
     for (int g = 0; g < groups; g++)
@@ -100,31 +109,17 @@ void estimate_up_to(int wanted, const float *x, int n, int lag_hi, const float *
     estimate_groups<groups>(x, n, lag_hi, start, near);
 }
 
-/* Estimates of all lags of the pitch over 2 HALF samples, by halves. Lags that are HALF apart meet the same past in the
- * halves a and b of the samples: p, q and r being neighbouring stretches of the past, the sums a p + b q and a q + b r
- * are (a + b) q + a (p - q) and (a + b) q - b (q - r), three products instead of four (Winograd, Arithmetic Complexity
- * of Computations, 1980).
+/* Lags that are HALF apart meet the same past in the halves a and b of the samples: p, q and r being neighbouring
+ * stretches of the past, the sums a p + b q and a q + b r are (a + b) q + a (p - q) and (a + b) q - b (q - r), three
+ * products instead of four (Winograd, Arithmetic Complexity of Computations, 1980).
  * Since 2 |x y| <= x^2 + y^2, the terms of each product add up to less than 3/2 of the energy of all samples, signs
  * apart. So the error is below 2^-24 of that energy times 40 (3/2 + 3) for the products and 4 for all other sums.    */
-constexpr int HALF = SHARED * 8;
+constexpr int HALF = SPLIT_LEN / 2;
 constexpr int APART = 2 * HALF; /* between the two stretches of lags that are worked on together */
 constexpr int LAST = 24;        /* lags of the fourth stretch                                    */
-constexpr int SPLIT_LAGS = 3 * HALF + LAST;
-constexpr float SPLIT_ERROR = 184.0f;
-
-/** SHARED terms of each of a number of sums, from one stretch of the past */
-template <int groups>
-TALV_INLINE void add_shared(const Floats (&now)[SHARED], const float *past, Floats *sum) noexcept
-{
-    TALV_UNROLL
-    for (int m = 0; m < groups + SHARED - 1; m++) {
-        const Floats then = load_floats(past + FLOATS * m);
-        TALV_UNROLL
-        for (int b = 0; b < SHARED; b++)
-            if (m - b >= 0 && m - b < groups)
-                sum[m - b] = add_product(sum[m - b], now[b], then);
-    }
-}
+static_assert(3 * HALF + LAST == SPLIT_LAGS);
+static_assert(HALF % (SHARED * FLOATS) == 0);
+static_assert(SPLIT_ERROR >= static_cast<float>(HALF) * 4.5f + 4.0f);
 
 /** near[k] = start[k] + sum over i < HALF of x[i] past[i + k], for SHARED groups of places k from 0 on, and `others` groups
  *  from APART on: as many sums as hide the latency of an addition                                                    */
@@ -162,8 +157,11 @@ TALV_INLINE void estimate_half(const float *x, const float *past, const float *s
                                                          near + DONE);
 }
 
-[[gnu::noinline]] void estimate_by_halves(const float *x, const float *past, float *near) noexcept
+} // namespace
+
+void estimate_split_lags(const float *x, int lag_hi, float *near) noexcept
 {
+    const float *past = x - lag_hi;
     constexpr int DIFFERENCES = 4 * HALF + LAST;
     float both[HALF], difference[DIFFERENCES], common[APART + HALF];
     for (int i = 0; i < HALF; i += FLOATS)
@@ -177,8 +175,6 @@ TALV_INLINE void estimate_half(const float *x, const float *past, const float *s
         for (int k = from; k < std::min(from + HALF, SPLIT_LAGS - HALF); k += FLOATS)
             store(near + HALF + k, load_floats(common + k) - load_floats(near + HALF + k));
 }
-
-} // namespace
 
 void widen(const float *x, int n, wide_t *out) noexcept
 {
@@ -200,13 +196,9 @@ void correlate_lags(const float *x, int n, int lag_lo, int lag_hi, float bias, f
     }
 }
 
-float estimate_lags(const float *x, int n, int lag_lo, int lag_hi, const float *start, float *near) noexcept
+void estimate_lags(const float *x, int n, int lag_lo, int lag_hi, const float *start, float *near) noexcept
 {
     int groups = (lag_hi - lag_lo + FLOATS) / FLOATS;
-    if (n == 2 * HALF && groups == SPLIT_LAGS / FLOATS && start == nullptr) {
-        estimate_by_halves(x, x - lag_hi, near);
-        return SPLIT_ERROR;
-    }
     for (int passes = (groups + ESTIMATE_GROUPS - 1) / ESTIMATE_GROUPS; passes > 0; passes--) {
         const int now = (groups + passes - 1) / passes; /* passes of nearly equal size */
         estimate_up_to<ESTIMATE_GROUPS>(now, x, n, lag_hi, start, near);
@@ -215,7 +207,6 @@ float estimate_lags(const float *x, int n, int lag_lo, int lag_hi, const float *
         near += now * FLOATS;
         start = start == nullptr ? nullptr : start + now * FLOATS;
     }
-    return static_cast<float>(n + 1);
 }
 
 void add_estimates(const float *x, const float *y, int lag_lo, int lag_hi, float *near) noexcept

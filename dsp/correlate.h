@@ -28,8 +28,16 @@ void correlate_lags(const float *x, int n, int lag_lo, int lag_hi, float bias, f
  *  start   I  [count]             what the sums start from, 0 if null; count is lag_hi - lag_lo + 1, raised to a
  *                                 multiple of FLOATS
  *  near    O  [count]             by lag_hi - lag: the longest lag first; may be start
- *  return   by how many 2^-24 of the energy of x[-lag_hi .. n-1] an estimate may be off, and as many of start         */
-float estimate_lags(const float *x, int n, int lag_lo, int lag_hi, const float *start, float *near) noexcept;
+ *  The error is below (n + 1) / 2^24 of the sum of the products' magnitudes, and as much of start.                  */
+void estimate_lags(const float *x, int n, int lag_lo, int lag_hi, const float *start, float *near) noexcept;
+
+/** The same for SPLIT_LAGS lags over SPLIT_LEN samples, by fewer products
+ *  x       I  [-lag_hi .. SPLIT_LEN-1]
+ *  near    O  [SPLIT_LAGS]            by lag_hi - lag
+ *  The error is below SPLIT_ERROR / 2^24 of the energy of x.                                                        */
+inline constexpr int SPLIT_LEN = 80, SPLIT_LAGS = 144;
+inline constexpr float SPLIT_ERROR = 184.0f;
+void estimate_split_lags(const float *x, int lag_hi, float *near) noexcept;
 
 /** near[k] = x[k] + y[k] for as many estimates as estimate_lags() gives */
 void add_estimates(const float *x, const float *y, int lag_lo, int lag_hi, float *near) noexcept;

@@ -46,11 +46,11 @@ struct LagChoice {
 inline constexpr int ESTIMATES_MAX = (LAG_MAX - LAG_MIN + 8) / 8 * 8; /* estimates of a column, for all lags         */
 inline constexpr int LONGER_LAGS = LAG_MAX / 5;                       /* lags that a column may choose from, at most */
 
-/** Estimates of a block's correlations without their bias, by lag_hi - lag, as estimate_lags() gives them                 */
+/** Estimates of a block's correlations without their bias, by lag_hi - lag, as estimate_lags() gives them */
 struct LagEstimates {
     const float *column[MAX_SEGMENTS]; /* [-LONGER_LAGS .. lag_hi - lag_lo], those before 0 by no_longer_lags() */
     float magnitude;                   /* a bound on what the products of a column add up to, signs apart, at any lag */
-    float error;                       /* by how many 2^-24 of it they may be off                                     */
+    float error;                       /* by how many 2^-24 of that the estimates may be off                          */
 };
 
 /* Where nothing is wider than a float, estimates are as good as what they are to spare. */

@@ -1,7 +1,7 @@
 #include "encoder/pitch.h"
 
 #include "dsp/correlate.h"
-#include "dsp/simd.h"
+#include "dsp/simd_estimate.h"
 #include "dsp/wide.h"
 #include "encoder/lag_search.h"
 
@@ -69,11 +69,17 @@ namespace
     float column[MAX_SEGMENTS][LONGER_LAGS + ESTIMATES_MAX];
     LagEstimates estimates;
     estimates.magnitude = magnitude_bound(block.x - block.lag_hi, block.lag_hi + block.n);
+    const int count = block.lag_hi - block.lag_lo + 1;
+    const bool split = block.column_len == SPLIT_LEN && count <= SPLIT_LAGS && count > SPLIT_LAGS - FLOATS;
+    estimates.error = split ? SPLIT_ERROR : static_cast<float>(block.column_len + 1);
     for (int s = 0; s < block.columns; s++) {
         float *near = column[s] + LONGER_LAGS;
         no_longer_lags(near);
-        estimates.error =
-            estimate_lags(block.x + s * block.column_len, block.column_len, block.lag_lo, block.lag_hi, nullptr, near);
+        const float *x = block.x + s * block.column_len;
+        if (split) /* as the encoder asks for them */
+            estimate_split_lags(x, block.lag_hi, near);
+        else
+            estimate_lags(x, block.column_len, block.lag_lo, block.lag_hi, nullptr, near);
         estimates.column[s] = near;
     }
     return search_lag(block, estimates, choice);
